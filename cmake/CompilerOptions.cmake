@@ -1,0 +1,14 @@
+# Options every target of the project gets: warnings are errors, includes start at the root of the
+# source tree, so that an include line always names its room.
+add_compile_options(-Wall -Wextra -Wpedantic -Wshadow -Wconversion -Werror)
+add_compile_options($<$<CONFIG:Release>:-D_FORTIFY_SOURCE=2> -fstack-protector-strong
+                    -fvisibility=hidden -fvisibility-inlines-hidden)
+include_directories(${CMAKE_SOURCE_DIR})
+add_compile_definitions(QT_NO_CAST_FROM_ASCII QT_NO_CAST_TO_ASCII QT_NO_KEYWORDS
+                        QT_DISABLE_DEPRECATED_BEFORE=0x060400)
+
+if(KESTRELNET_SANITIZE)
+  add_compile_options(-fsanitize=${KESTRELNET_SANITIZE} -fno-omit-frame-pointer
+                      -fno-sanitize-recover=all)
+  add_link_options(-fsanitize=${KESTRELNET_SANITIZE})
+endif()

@@ -1,0 +1,32 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <string>
+#include <string_view>
+
+/// File functions. Any thread. None throws; what fails is told by the result.
+namespace kestrelnet::files {
+
+/// Whether anything, a folder included, is at `path`; links are followed. No answer counts as no.
+bool exists(const std::string& path);
+
+/// Replaces the file at `path` whole: it holds the old text or the new, never a part.
+bool writeAtomically(const std::string& path, std::string_view text);
+
+/// Sets the permission bits, for example 0755.
+bool setPermissions(const std::string& path, unsigned mode);
+
+/// Removes what is at `path`, a folder with all it holds. False when nothing was there.
+bool remove(const std::string& path);
+
+/// Makes a named pipe; the file mode creation mask applies to `mode`.
+bool makeFifo(const std::string& path, unsigned mode);
+
+/// The current user's home folder as the account database gives it, whatever $HOME says. Without
+/// a separator at the end; empty when the account has none.
+std::string homeDirectory();
+
+/// A folder that only the current user can enter, with a separator at the end.
+std::string temporaryDirectory();
+
+} // namespace kestrelnet::files

@@ -1,0 +1,61 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <string>
+
+namespace kestrelnet {
+
+class Process;
+
+/// The reading end of a pipe, read by a thread of its own while a handler is installed.
+class FileHandle {
+  public:
+    /// Called on the pipe's reader thread each time bytes can be read, and once more, with nothing
+    /// to read, when every writing end has been closed; then never again. The next call comes only
+    /// after this one has returned, so a handler that waits slows the writer down.
+    using ReadabilityHandler = std::function<void(FileHandle&)>;
+
+    /// The descriptor is owned from here on; closed with the object.
+    explicit FileHandle(int descriptor);
+    ~FileHandle();
+    FileHandle(const FileHandle&) = delete;
+    FileHandle& operator=(const FileHandle&) = delete;
+
+    /// Installs `handler` and starts the reader thread, or removes the handler when it is empty and
+    /// lets the thread end. Any thread, the handler's own included. Does not wait for the thread: a
+    /// call that is under way when the handler is removed still finishes.
+    void setReadabilityHandler(ReadabilityHandler handler);
+
+    /// All bytes that can be read at once, 64 KiB at most; waits for the first one. Empty when the
+    /// writing end has been closed, or reading failed.
+    std::string availableData();
+
+  private:
+    struct Reader;
+    std::shared_ptr<Reader> reader_;
+};
+
+/// An anonymous pipe. Both ends are closed on exec; a child gets the writing end only through
+/// `Process`, which closes it here once the child has it.
+class Pipe {
+  public:
+    /// Where no descriptor can be had, the reading end is at its end from the start, and a process
+    /// that is given the pipe fails to start.
+    Pipe();
+    ~Pipe();
+    Pipe(const Pipe&) = delete;
+    Pipe& operator=(const Pipe&) = delete;
+
+    FileHandle& fileHandleForReading() { return *reading_; }
+
+  private:
+    friend class Process;
+    void closeWriting();
+
+    int writing_ = -1;
+    std::unique_ptr<FileHandle> reading_;
+};
+
+} // namespace kestrelnet

@@ -1,0 +1,39 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace kestrelnet {
+
+/// The per-user settings store. Main thread only. Nothing is reported: what cannot be read is
+/// missing, what cannot be written is lost.
+class UserDefaults {
+  public:
+    /// The store in the file at `path`, created with mode 0600 at the first write.
+    explicit UserDefaults(const std::string& path);
+    ~UserDefaults();
+    UserDefaults(const UserDefaults&) = delete;
+    UserDefaults& operator=(const UserDefaults&) = delete;
+
+    /// The application's own store.
+    static std::shared_ptr<UserDefaults> standard();
+
+    /// The text stored under `key`; nothing when it is missing or no text. Empty text is a value.
+    std::optional<std::string> string(std::string_view key) const;
+    /// True when a true Boolean is stored under `key`; false when it is missing or anything else.
+    bool boolean(std::string_view key) const;
+
+    // Written through to the file before they return.
+    void set(std::string_view key, std::string_view value);
+    void set(std::string_view key, bool value);
+
+  private:
+    struct Store;
+    explicit UserDefaults(std::unique_ptr<Store> store);
+    std::unique_ptr<Store> store_;
+};
+
+} // namespace kestrelnet
