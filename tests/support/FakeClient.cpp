@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "tests/support/FakeClient.h"
 
+#include "tests/support/Waiting.h"
+
 #include <gtest/gtest.h>
 
 #include <cerrno>
@@ -27,6 +29,11 @@ FakeClient::FakeClient(std::string_view mode, std::string_view argument) {
 
 FakeClient::~FakeClient() {
     ::close(control_);
+    const auto ended = [](std::optional<int> process) {
+        return !process || !kestrelnet::isAlive(*process);
+    };
+    [[maybe_unused]] const bool bothEnded =
+        waitFor([&] { return ended(pid()) && ended(grandchild()); });
 }
 
 void FakeClient::installAt(const std::string& path) const {
