@@ -17,9 +17,10 @@ namespace kestrelnet {
 
 /// The one controller: it starts, watches and stops the tunnel client, and tells what it knows.
 ///
-/// Everything here is for the main thread alone; no member is guarded by a lock, and every notice is
-/// sent there. Work elsewhere comes back as a job on the main queue that holds the controller weakly
-/// and does nothing when it is gone. Nothing throws; failures show in `status` and `lastLog`.
+/// Everything here is for the main thread alone; no member is guarded by a lock, and every notice
+/// is sent there. Work elsewhere comes back as a job on the main queue that holds the controller
+/// weakly and does nothing when it is gone. Nothing throws; failures show in `status` and
+/// `lastLog`.
 ///
 /// Held by a `std::shared_ptr`. Destroying it does not stop a running client.
 class TunnelManager : public std::enable_shared_from_this<TunnelManager> {
@@ -90,16 +91,17 @@ class TunnelManager : public std::enable_shared_from_this<TunnelManager> {
     // Launch
     void startViaHelper();
     void startViaOsascript();
-    void readOutput(FileHandle& handle);
-    Process::TerminationHandler terminationHandler();
     std::string launcherPath() const;
     std::string fifoPath() const;
 
     // Output
+    void readOutput(FileHandle& handle);
+    void forgetOutput();
     void handleOutput(std::string_view text);
     void handleLine(std::string_view line);
 
     // End
+    Process::TerminationHandler terminationHandler();
     void handleTermination(const Process& process);
     void cleanupAfterDisconnect();
 

@@ -1,24 +1,27 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <atomic>
 #include <functional>
 #include <memory>
+#include <mutex>
 #include <string>
 
 namespace kestrelnet {
 
 class Process;
 
-/// The reading end of a pipe, read by a thread of its own while a handler is installed.
-class FileHandle {
+/// The reading end of a pipe, read by a thread of its own while a handler is installed. That thread
+/// keeps the handle, and so the descriptor, until it ends.
+class FileHandle : public std::enable_shared_from_this<FileHandle> {
   public:
-    /// Called on the pipe's reader thread each time bytes can be read, and once more, with nothing
-    /// to read, when every writing end has been closed; then never again. The next call comes only
-    /// after this one has returned, so a handler that waits slows the writer down.
+    /// Called on the handle's reader thread each time bytes can be read, and once more, with
+    /// nothing to read, when every writing end has been closed; then never again. The next call
+    /// comes only after this one has returned, so a handler that waits slows the writer down.
     using ReadabilityHandler = std::function<void(FileHandle&)>;
 
     /// The descriptor is owned from here on; closed with the object.
-    explicit FileHandle(int descriptor);
+    static std::shared_ptr<FileHandle> create(int descriptor);
     ~FileHandle();
     FileHandle(const FileHandle&) = delete;
     FileHandle& operator=(const FileHandle&) = delete;
@@ -33,8 +36,21 @@ class FileHandle {
     std::string availableData();
 
   private:
-    struct Reader;
-    std::shared_ptr<Reader> reader_;
+    explicit FileHandle(int descriptor) : descriptor_(descriptor) {}
+    void startReading();
+    void readUntilRemoved();
+    bool awaitReadable();
+    std::shared_ptr<const ReadabilityHandler> currentHandler();
+
+    const int descriptor_;
+    std::atomic<bool> atEnd_ = false;
+
+    std::mutex mutex_;
+    std::shared_ptr<const ReadabilityHandler> handler_;
+    bool reading_ = false;
+    // Ends the wait of the reader thread when the handler is removed.
+    int wakeReading_ = -1;
+    int wakeWriting_ = -1;
 };
 
 /// An anonymous pipe. Both ends are closed on exec; a child gets the writing end only through
@@ -55,7 +71,7 @@ class Pipe {
     void closeWriting();
 
     int writing_ = -1;
-    std::unique_ptr<FileHandle> reading_;
+    std::shared_ptr<FileHandle> reading_;
 };
 
 } // namespace kestrelnet

@@ -41,7 +41,8 @@ class Process : public std::enable_shared_from_this<Process> {
     /// Never called for a process that did not start.
     TerminationHandler terminationHandler;
 
-    /// Starts the child; to be called at most once. Returns why it could not be started, or nothing.
+    /// Starts the child; to be called at most once. Returns why it could not be started, or
+    /// nothing.
     [[nodiscard]] std::optional<Error> run();
 
     // All of the following: any thread; on a process that was never started or has ended they

@@ -21,10 +21,10 @@ class URLSession {
     URLSession(const URLSession&) = delete;
     URLSession& operator=(const URLSession&) = delete;
 
-    /// Starts one GET for `url` and returns; `completion` is called once, later, on the main thread.
-    /// Requests are independent and finish in any order. Redirects are followed, never to a less
-    /// safe scheme. A body past 1 MiB counts as a failure, so that no server can fill the memory.
-    /// Destroying the session drops what is under way, and the completions with it.
+    /// Starts one GET for `url` and returns; `completion` is called once, later, on the main
+    /// thread. Requests are independent and finish in any order. Redirects are followed, never to a
+    /// less safe scheme. A body past 1 MiB counts as a failure, so that no server can fill the
+    /// memory. Destroying the session drops what is under way, and the completions with it.
     void data(const std::string& url, Completion completion);
 
   private:

@@ -1,0 +1,34 @@
+// SPDX-License-Identifier: MIT
+#include "core/TunnelManager.h"
+
+namespace kestrelnet {
+
+void TunnelManager::startViaHelper() {
+    const auto process = Process::create();
+    const auto output = std::make_shared<Pipe>();
+    const auto errors = std::make_shared<Pipe>();
+
+    Environment environment = currentEnvironment();
+    environment["DEVICE_API_KEY"] = apiKey;
+    environment["AUTH_URL"] = operator_.authURL;
+    environment["RELAY_ADDR"] = operator_.relayAddress;
+
+    process->executablePath = platform_.paths.helper;
+    process->environment = std::move(environment);
+    process->standardOutput = output;
+    process->standardError = errors;
+    readOutput(errors->fileHandleForReading());
+    readOutput(output->fileHandleForReading());
+    process->terminationHandler = terminationHandler();
+
+    // Recorded before the start is tried: a run that could not be started is replaced by the next
+    // one, or dropped by a disconnect, like any other.
+    tunnelProcess_ = process;
+    outputPipe_ = output;
+    if (const auto error = process->run()) {
+        status = TunnelStatus::error;
+        lastLog = "Failed to start helper: " + error->description;
+    }
+}
+
+} // namespace kestrelnet

@@ -1,0 +1,24 @@
+// SPDX-License-Identifier: MIT
+// The texts of a launch behind the administrator prompt.
+#pragma once
+
+#include <string>
+
+namespace kestrelnet {
+
+struct LauncherValues {
+    std::string apiKey;
+    std::string authURL;
+    std::string relayAddress;
+    std::string clientPath;
+};
+
+/// The shell script that runs the client with its environment. The values stand between single
+/// quotes as they are, without escaping.
+std::string launcherScript(const LauncherValues& values);
+
+/// The AppleScript statement that runs the launcher as root with its output going to the FIFO. The
+/// paths stand in it as they are, without quoting.
+std::string runnerCommand(const std::string& launcherPath, const std::string& fifoPath);
+
+} // namespace kestrelnet

@@ -1,0 +1,131 @@
+// SPDX-License-Identifier: MIT
+#include "platform/Pipe.h"
+
+#include "platform/Descriptors.h"
+
+#include <array>
+#include <cerrno>
+#include <fcntl.h>
+#include <poll.h>
+#include <system_error>
+#include <thread>
+#include <unistd.h>
+#include <utility>
+
+namespace kestrelnet {
+
+namespace {
+
+constexpr std::size_t chunkSize = 64 * 1024;
+
+void closeDescriptor(int& descriptor) {
+    if (descriptor >= 0) {
+        ::close(std::exchange(descriptor, -1));
+    }
+}
+
+} // namespace
+
+std::shared_ptr<FileHandle> FileHandle::create(int descriptor) {
+    return std::shared_ptr<FileHandle>(new FileHandle(descriptor));
+}
+
+FileHandle::~FileHandle() {
+    if (descriptor_ >= 0) {
+        ::close(descriptor_);
+    }
+    closeDescriptor(wakeReading_);
+    closeDescriptor(wakeWriting_);
+}
+
+void FileHandle::setReadabilityHandler(ReadabilityHandler handler) {
+    const std::lock_guard lock(mutex_);
+    if (handler) {
+        handler_ = std::make_shared<const ReadabilityHandler>(std::move(handler));
+        startReading();
+    } else if (handler_) {
+        handler_.reset();
+        [[maybe_unused]] const auto written = ::write(wakeWriting_, "", 1);
+    }
+}
+
+/// With the mutex held. Where there is neither descriptor nor thread to be had, nothing is read.
+void FileHandle::startReading() {
+    if (reading_ || atEnd_ || descriptor_ < 0) {
+        return;
+    }
+    if (wakeReading_ < 0) {
+        const PipeDescriptors wake = closeOnExecPipe();
+        wakeReading_ = wake.reading;
+        wakeWriting_ = wake.writing;
+        // A full pipe wakes as well as one byte more would.
+        ::fcntl(wakeWriting_, F_SETFL, O_NONBLOCK);
+    }
+    try {
+        std::thread([self = shared_from_this()] { self->readUntilRemoved(); }).detach();
+        reading_ = true;
+    } catch (const std::system_error&) {
+        handler_.reset();
+    }
+}
+
+void FileHandle::readUntilRemoved() {
+    while (const auto handler = currentHandler()) {
+        if (awaitReadable()) {
+            (*handler)(*this);
+        }
+    }
+}
+
+/// The handler, or none when the reader thread is to end, which it then does.
+std::shared_ptr<const FileHandle::ReadabilityHandler> FileHandle::currentHandler() {
+    const std::lock_guard lock(mutex_);
+    if (atEnd_) {
+        handler_.reset();
+    }
+    reading_ = handler_ != nullptr;
+    return handler_;
+}
+
+/// True when bytes, or the end, can be read; false when the handler was changed meanwhile.
+bool FileHandle::awaitReadable() {
+    std::array<pollfd, 2> waiting{{{descriptor_, POLLIN, 0}, {wakeReading_, POLLIN, 0}}};
+    if (::poll(waiting.data(), waiting.size(), -1) < 0) {
+        return false;
+    }
+    if (waiting[1].revents == 0) {
+        return true;
+    }
+    std::array<char, 64> wakeUps{};
+    [[maybe_unused]] const auto drained = ::read(wakeReading_, wakeUps.data(), wakeUps.size());
+    return false;
+}
+
+std::string FileHandle::availableData() {
+    std::array<char, chunkSize> buffer; // NOLINT(*-member-init): read() fills what is used.
+    ssize_t count = 0;
+    do {
+        count = ::read(descriptor_, buffer.data(), buffer.size());
+    } while (count < 0 && errno == EINTR);
+    if (count <= 0) {
+        atEnd_ = true;
+        return {};
+    }
+    return {buffer.data(), static_cast<std::size_t>(count)};
+}
+
+Pipe::Pipe() {
+    const PipeDescriptors ends = closeOnExecPipe();
+    writing_ = ends.writing;
+    reading_ = FileHandle::create(ends.reading);
+}
+
+Pipe::~Pipe() {
+    closeWriting();
+}
+
+void Pipe::closeWriting() {
+    closeDescriptor(writing_);
+}
+
+} // namespace kestrelnet

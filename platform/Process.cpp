@@ -1,0 +1,214 @@
+// SPDX-License-Identifier: MIT
+#include "platform/Process.h"
+
+#include "platform/Descriptors.h"
+
+#include <cerrno>
+#include <csignal>
+#include <spawn.h>
+#include <sys/wait.h>
+#include <system_error>
+#include <thread>
+#include <unistd.h>
+#include <utility>
+
+extern char** environ; // NOLINT(readability-redundant-declaration): not declared everywhere.
+
+namespace kestrelnet {
+
+namespace {
+
+Error describe(int errorNumber) {
+    return {std::generic_category().message(errorNumber)};
+}
+
+/// What posix_spawn is told about the child; frees itself.
+class SpawnPlan {
+  public:
+    SpawnPlan() {
+        ::posix_spawn_file_actions_init(&actions_);
+        ::posix_spawnattr_init(&attributes_);
+    }
+    ~SpawnPlan() {
+        ::posix_spawnattr_destroy(&attributes_);
+        ::posix_spawn_file_actions_destroy(&actions_);
+    }
+    SpawnPlan(const SpawnPlan&) = delete;
+    SpawnPlan& operator=(const SpawnPlan&) = delete;
+
+    /// `descriptor` is -1 for a pipe that could not be made.
+    void give(int descriptor, int stream) {
+        note(descriptor < 0 ? EMFILE
+                            : ::posix_spawn_file_actions_adddup2(&actions_, descriptor, stream));
+    }
+
+    /// To be called after the streams were given.
+    void isolate() {
+        sigset_t none;
+        sigset_t all;
+        ::sigemptyset(&none);
+        ::sigfillset(&all);
+        ::posix_spawnattr_setsigmask(&attributes_, &none);
+        ::posix_spawnattr_setsigdefault(&attributes_, &all);
+        ::posix_spawnattr_setpgroup(&attributes_, 0);
+        ::posix_spawnattr_setflags(&attributes_, POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF |
+                                                     POSIX_SPAWN_SETPGROUP);
+        note(closeOtherDescriptors(actions_, attributes_));
+    }
+
+    /// The first error of the calls above, or 0.
+    int error() const { return error_; }
+
+    int spawn(pid_t& pid, const char* path, char* const* arguments, char* const* environment) {
+        return ::posix_spawn(&pid, path, &actions_, &attributes_, arguments, environment);
+    }
+
+  private:
+    void note(int error) {
+        if (error_ == 0) {
+            error_ = error;
+        }
+    }
+
+    int error_ = 0;
+    posix_spawn_file_actions_t actions_{};
+    posix_spawnattr_t attributes_{};
+};
+
+/// The null-terminated array of C strings that exec takes; `strings` must outlive it.
+std::vector<char*> pointers(std::vector<std::string>& strings) {
+    std::vector<char*> result;
+    result.reserve(strings.size() + 1);
+    for (std::string& string : strings) {
+        result.push_back(string.data());
+    }
+    result.push_back(nullptr);
+    return result;
+}
+
+std::vector<std::string> entries(const Environment& environment) {
+    std::vector<std::string> result;
+    result.reserve(environment.size());
+    for (const auto& [name, value] : environment) {
+        result.push_back(name + '=' + value);
+    }
+    return result;
+}
+
+/// Collects the ended child `pid` and returns how it ended.
+int reap(pid_t pid) {
+    siginfo_t end{};
+    while (::waitid(P_PID, static_cast<id_t>(pid), &end, WEXITED) != 0 && errno == EINTR) {
+    }
+    return end.si_status;
+}
+
+} // namespace
+
+std::shared_ptr<Process> Process::create() {
+    return std::shared_ptr<Process>(new Process);
+}
+
+Process::~Process() = default;
+
+std::optional<Error> Process::run() {
+    SpawnPlan plan;
+    if (standardOutput) {
+        plan.give(standardOutput->writing_, STDOUT_FILENO);
+    }
+    if (standardError) {
+        plan.give(standardError->writing_, STDERR_FILENO);
+    }
+    plan.isolate();
+    if (const int error = plan.error()) {
+        return describe(error);
+    }
+    std::vector<std::string> argumentStrings{executablePath};
+    argumentStrings.insert(argumentStrings.end(), arguments.begin(), arguments.end());
+    std::vector<std::string> environmentStrings;
+    std::vector<char*> environmentPointers;
+    if (environment) {
+        environmentStrings = entries(*environment);
+        environmentPointers = pointers(environmentStrings);
+    }
+
+    const std::lock_guard lock(mutex_);
+    pid_t pid = 0;
+    if (const int error = plan.spawn(pid, executablePath.c_str(), pointers(argumentStrings).data(),
+                                     environment ? environmentPointers.data() : environ)) {
+        return describe(error);
+    }
+    try {
+        std::thread([self = shared_from_this()] { self->awaitEnd(); }).detach();
+    } catch (const std::system_error& error) {
+        // A child that nobody watches would be lost; none is better.
+        ::kill(pid, SIGKILL);
+        reap(pid);
+        return Error{error.code().message()};
+    }
+    pid_ = pid;
+    running_ = true;
+    for (const auto& pipe : {standardOutput, standardError}) {
+        if (pipe) {
+            pipe->closeWriting();
+        }
+    }
+    return std::nullopt;
+}
+
+void Process::awaitEnd() {
+    int pid = 0;
+    {
+        // Waits until run() is done with it.
+        const std::lock_guard lock(mutex_);
+        pid = pid_;
+    }
+    // The zombie is left standing at first: while it does, nobody else can get its identifier, and
+    // it is reaped only under the mutex that signals are sent under.
+    siginfo_t end{};
+    while (::waitid(P_PID, static_cast<id_t>(pid), &end, WEXITED | WNOWAIT) != 0 &&
+           errno == EINTR) {
+    }
+    {
+        const std::lock_guard lock(mutex_);
+        status_ = reap(pid);
+        running_ = false;
+    }
+    ended_.notify_all();
+    if (const TerminationHandler handler = std::exchange(terminationHandler, nullptr)) {
+        handler(shared_from_this());
+    }
+}
+
+void Process::terminate() {
+    kill(SIGTERM);
+}
+
+void Process::kill(int signal) {
+    const std::lock_guard lock(mutex_);
+    if (running_) {
+        ::kill(pid_, signal);
+    }
+}
+
+bool Process::isRunning() const {
+    const std::lock_guard lock(mutex_);
+    return running_;
+}
+
+int Process::processIdentifier() const {
+    const std::lock_guard lock(mutex_);
+    return pid_;
+}
+
+int Process::terminationStatus() const {
+    const std::lock_guard lock(mutex_);
+    return status_;
+}
+
+void Process::waitUntilExit() {
+    std::unique_lock lock(mutex_);
+    ended_.wait(lock, [this] { return !running_; });
+}
+
+} // namespace kestrelnet
