@@ -188,6 +188,7 @@ void TlsServer::release(std::size_t request) {
         const std::lock_guard lock(server_->mutex);
         server_->released.insert(request);
     }
+    // NOLINTNEXTLINE(clang-analyzer-cplusplus.NewDeleteLeaks): the event that is posted owns it.
     QMetaObject::invokeMethod(server_->listener, [server = server_.get(), request] {
         const auto waiting = server->held.extract(request);
         if (waiting && waiting.mapped().first) {
