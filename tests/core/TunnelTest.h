@@ -49,7 +49,8 @@ class TunnelTest : public testing::Test {
     /// The same, and connects; waits until the client's own part is done.
     FakeClient& start(std::string_view mode = "script", std::string_view argument = "");
     /// Makes a client and puts it in the place of the program at `path`.
-    FakeClient& installAt(const std::string& path, std::string_view mode);
+    FakeClient& installAt(const std::string& path, std::string_view mode,
+                          std::string_view argument = "");
     void removeClient() const;
 
     /// Lets `client` write `chunk` to its standard output, as one chunk, and runs the job that
