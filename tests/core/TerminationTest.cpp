@@ -104,7 +104,7 @@ TEST_F(TerminationTest, outputThatWaitsIsHandledBeforeTheEnd) {
     client.say("Discovered home server: oslo\n");
     ASSERT_TRUE(time.waitHoldingMain([this] { return time.pendingCount() == 1; }));
     client.exit(0);
-    ASSERT_TRUE(endsUnnoticed(client));
+    ASSERT_TRUE(endsUnnoticed(client, 1));
     time.runPending();
     EXPECT_EQ(snapshot(), (Snapshot{"Error", exitMessage, "none", "oslo"}));
 }

@@ -67,8 +67,7 @@ bool TunnelTest::reaches(TunnelStatus status) {
     return time.waitUntil([&] { return manager->status == status; });
 }
 
-bool TunnelTest::endsUnnoticed(const FakeClient& client) {
-    const std::size_t waiting = time.pendingCount();
+bool TunnelTest::endsUnnoticed(const FakeClient& client, std::size_t waiting) {
     return time.waitHoldingMain([&] { return client.isGone() && time.pendingCount() > waiting; });
 }
 

@@ -61,8 +61,9 @@ class TunnelTest : public testing::Test {
 
     /// Waits, with main jobs running, until the status is `status`.
     bool reaches(TunnelStatus status);
-    /// Waits, with main jobs held, until the process of the run has ended and this was posted.
-    bool endsUnnoticed(const FakeClient& client);
+    /// Waits, with main jobs held, until the process of the run has ended and its end was posted
+    /// behind the jobs that are `waiting`.
+    bool endsUnnoticed(const FakeClient& client, std::size_t waiting = 0);
 
     Snapshot snapshot() const;
     /// What the members were at each notice from now on.
