@@ -5,6 +5,7 @@
 #include "tests/support/SessionBus.h"
 
 #include <QDBusPendingCall>
+#include <QDBusVirtualObject>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -33,6 +34,27 @@ class Probe : public ChildProgram {
         words.insert(words.end(), urls.begin(), urls.end());
         return words;
     }
+};
+
+/// An instance that takes requests and never answers.
+class MuteInstance : public QDBusVirtualObject {
+  public:
+    MuteInstance() {
+        EXPECT_TRUE(peer_.connection().registerVirtualObject(
+            QStringLiteral("/com/kestrelnetvpn/app"), this));
+        EXPECT_TRUE(peer_.connection().registerService(QStringLiteral("com.kestrelnetvpn.app")));
+    }
+
+    bool wasAsked() const { return asked_; }
+    QString introspect(const QString& /*path*/) const override { return {}; }
+    bool handleMessage(const QDBusMessage& /*message*/,
+                       const QDBusConnection& /*connection*/) override {
+        return asked_ = true;
+    }
+
+  private:
+    BusPeer peer_;
+    bool asked_ = false;
 };
 
 TEST(ApplicationProcessesTest, secondActivatesFirst) {
@@ -89,12 +111,11 @@ TEST(ApplicationProcessesTest, patienceIsBoundedWithoutBeingAsked) {
     EXPECT_EQ(second.acquire(), Acquisition::unresponsive);
 }
 
-TEST(ApplicationProcessesTest, secondTakesOverWhenFrozenFirstDies) {
-    Probe first;
-    ASSERT_EQ(first.readLine(), "acquired");
-    first.freeze();
+TEST(ApplicationProcessesTest, secondTakesOverWhenFirstDiesUnanswering) {
+    auto first = std::make_unique<MuteInstance>();
     Probe second({"kestrelnet:kept"});
-    first.kill();
+    ASSERT_TRUE(waitUntil([&first] { return first->wasAsked(); }));
+    first.reset();
     EXPECT_EQ(second.readLine(), "acquired");
     EXPECT_EQ(second.readLine(), "open kestrelnet:kept");
 }
@@ -104,6 +125,15 @@ TEST(ApplicationProcessesTest, nameIsFreeAfterFirstHasEnded) {
     ASSERT_EQ(first.readLine(), "acquired");
     first.terminate();
     ASSERT_EQ(first.exitStatus(), std::nullopt);
+    Probe second;
+    EXPECT_EQ(second.readLine(), "acquired");
+}
+
+TEST(ApplicationProcessesTest, nameIsFreeAfterDestruction) {
+    auto first = std::make_unique<ApplicationInstance>();
+    ASSERT_EQ(first->acquire(), Acquisition::acquired);
+    first.reset();
+    roundTrip(QDBusConnection::sessionBus());
     Probe second;
     EXPECT_EQ(second.readLine(), "acquired");
 }
