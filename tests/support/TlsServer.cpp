@@ -57,8 +57,17 @@ QSslConfiguration certified(const TemporaryFolder& folder) {
     return configuration;
 }
 
+std::string compressed(const std::string& body) {
+    // Qt puts the length in front.
+    constexpr qsizetype lengthSize = 4;
+    return qCompress(QByteArray::fromStdString(body)).mid(lengthSize).toStdString();
+}
+
 void send(QSslSocket& socket, const TlsAnswer& answer) {
     std::string text = "HTTP/1.1 " + std::to_string(answer.status) + " Answer\r\n";
+    if (answer.compresses) {
+        text += "Content-Encoding: deflate\r\n";
+    }
     text += "Content-Length: " + std::to_string(answer.body.size()) + "\r\n";
     if (!answer.location.empty()) {
         text += "Location: " + answer.location + "\r\n";
@@ -151,6 +160,10 @@ void TlsServer::Server::answer(QSslSocket& socket) {
         answer = served->second;
     } else if (number < answers.size()) {
         answer = answers[number];
+    }
+    answer.compresses = answer.compresses && head.contains("deflate");
+    if (answer.compresses) {
+        answer.body = compressed(answer.body);
     }
     const bool waits = answer.held && !released.contains(number);
     lock.unlock();
