@@ -8,6 +8,7 @@
 #include <QString>
 #include <QUrl>
 
+#include <deque>
 #include <utility>
 
 namespace kestrelnet {
@@ -17,6 +18,8 @@ namespace {
 using Body = std::optional<std::string>;
 
 constexpr qint64 largestBody = 1024L * 1024;
+constexpr std::size_t mostUnderWay = 6;
+constexpr std::size_t mostWaiting = 1000;
 
 /// An answer with an error status is an answer all the same; a broken transfer is none.
 bool isComplete(const QNetworkReply& reply) {
@@ -40,38 +43,39 @@ Body body(QNetworkReply& reply) {
 
 } // namespace
 
+/// What the lookups share; made at the first one.
 struct URLSession::Connection {
+    struct Lookup {
+        QUrl url;
+        Completion completion;
+    };
+
+    void start(Lookup lookup);
+    void startWaiting();
+
     QSslConfiguration tls = QSslConfiguration::defaultConfiguration();
+    std::deque<Lookup> waiting;
+    std::size_t underWay = 0;
     /// Owns the lookups under way.
     QObject lookups;
 };
 
-URLSession::URLSession() = default;
-
-URLSession::URLSession(std::string additionalAuthorities)
-    : additionalAuthorities_(std::move(additionalAuthorities)) {}
-
-URLSession::~URLSession() = default;
-
-void URLSession::data(const std::string& url, Completion completion) {
-    if (!connection_) {
-        connection_ = std::make_unique<Connection>();
-        if (!additionalAuthorities_.empty()) {
-            connection_->tls.addCaCertificates(QString::fromStdString(additionalAuthorities_));
-        }
-    }
-    QNetworkRequest request(QUrl(QString::fromStdString(url)));
-    request.setSslConfiguration(connection_->tls);
+void URLSession::Connection::start(Lookup lookup) {
+    ++underWay;
+    QNetworkRequest request(lookup.url);
+    request.setSslConfiguration(tls);
     // The network may change under the request and leave it without an answer for good.
     request.setTransferTimeout();
 
     // One manager for each lookup: it would otherwise use a connection again that was made when
     // the traffic still took another way.
-    auto* manager = new QNetworkAccessManager(&connection_->lookups);
+    auto* manager = new QNetworkAccessManager(&lookups);
     QNetworkReply* reply = manager->get(request);
-    const auto conclude = [manager, completion = std::move(completion)](Body given) {
+    const auto conclude = [this, manager, completion = std::move(lookup.completion)](Body given) {
         // With the reply, and with what else is queued from it.
         delete manager;
+        --underWay;
+        startWaiting();
         completion(std::move(given));
     };
     // Queued, because the reply must not go away within its own signals.
@@ -87,6 +91,39 @@ void URLSession::data(const std::string& url, Completion completion) {
     QObject::connect(
         reply, &QNetworkReply::finished, manager, [reply, conclude] { conclude(body(*reply)); },
         queued);
+}
+
+void URLSession::Connection::startWaiting() {
+    while (underWay < mostUnderWay && !waiting.empty()) {
+        Lookup next = std::move(waiting.front());
+        waiting.pop_front();
+        start(std::move(next));
+    }
+}
+
+URLSession::URLSession() = default;
+
+URLSession::URLSession(std::string additionalAuthorities)
+    : additionalAuthorities_(std::move(additionalAuthorities)) {}
+
+URLSession::~URLSession() = default;
+
+void URLSession::data(const std::string& url, Completion completion) {
+    if (!connection_) {
+        connection_ = std::make_unique<Connection>();
+        if (!additionalAuthorities_.empty()) {
+            connection_->tls.addCaCertificates(QString::fromStdString(additionalAuthorities_));
+        }
+    }
+    if (connection_->waiting.size() >= mostWaiting) {
+        QMetaObject::invokeMethod(
+            &connection_->lookups,
+            [completion = std::move(completion)] { completion(std::nullopt); },
+            Qt::QueuedConnection);
+        return;
+    }
+    connection_->waiting.push_back({QUrl(QString::fromStdString(url)), std::move(completion)});
+    connection_->startWaiting();
 }
 
 } // namespace kestrelnet
