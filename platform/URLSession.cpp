@@ -64,6 +64,8 @@ void URLSession::Connection::start(Lookup lookup) {
     ++underWay;
     QNetworkRequest request(lookup.url);
     request.setSslConfiguration(tls);
+    // Of a compressed body Qt does not notice that it breaks off.
+    request.setRawHeader("Accept-Encoding", "identity");
     // The network may change under the request and leave it without an answer for good.
     request.setTransferTimeout();
 
