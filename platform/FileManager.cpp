@@ -1,0 +1,62 @@
+// SPDX-License-Identifier: MIT
+#include "platform/FileManager.h"
+
+#include <QFile>
+#include <QSaveFile>
+
+#include <cerrno>
+#include <filesystem>
+#include <pwd.h>
+#include <sys/stat.h>
+#include <system_error>
+#include <unistd.h>
+#include <vector>
+
+namespace kestrelnet::files {
+
+bool exists(const std::string& path) {
+    std::error_code error;
+    return std::filesystem::exists(path, error);
+}
+
+bool writeAtomically(const std::string& path, std::string_view text) {
+    // Keeps the permissions of a file that is replaced, and follows a link to it.
+    QSaveFile file(QFile::decodeName(path.c_str()));
+    const auto size = static_cast<qint64>(text.size());
+    return file.open(QIODevice::WriteOnly) && file.write(text.data(), size) == size &&
+           file.commit();
+}
+
+bool setPermissions(const std::string& path, unsigned mode) {
+    return ::chmod(path.c_str(), static_cast<mode_t>(mode)) == 0;
+}
+
+bool remove(const std::string& path) {
+    std::error_code error;
+    return std::filesystem::remove_all(path, error) > 0 && !error;
+}
+
+bool makeFifo(const std::string& path, unsigned mode) {
+    return ::mkfifo(path.c_str(), static_cast<mode_t>(mode)) == 0;
+}
+
+std::string homeDirectory() {
+    constexpr std::size_t largestRecord = 1024UL * 1024;
+    for (std::size_t size = 1024; size <= largestRecord; size *= 4) {
+        std::vector<char> buffer(size);
+        passwd record{};
+        passwd* found = nullptr;
+        const int error = ::getpwuid_r(::getuid(), &record, buffer.data(), size, &found);
+        if (error == ERANGE) {
+            continue;
+        }
+        std::string home = found != nullptr ? found->pw_dir : "";
+        while (home.ends_with('/')) {
+            home.pop_back();
+        }
+        return home;
+    }
+    return {};
+}
+
+} // namespace kestrelnet::files

@@ -1,0 +1,24 @@
+// SPDX-License-Identifier: MIT
+#include "platform/Bundle.h"
+#include "platform/FileManager.h"
+#include "platform/Platform.h"
+#include "platform/SystemPaths.h"
+
+namespace kestrelnet {
+
+Platform Platform::system() {
+    Platform platform;
+    platform.paths.bundle = bundle::mainBundlePath();
+    platform.paths.home = files::homeDirectory();
+    platform.paths.temporaryDirectory = files::temporaryDirectory();
+    platform.paths.osascript = systemPaths::osascript(platform.paths.bundle);
+    platform.paths.tail = systemPaths::tail(platform.paths.bundle);
+    platform.defaults = UserDefaults::standard();
+    platform.mainQueue = dispatch::mainQueue();
+    platform.backgroundQueue = dispatch::backgroundQueue();
+    platform.clock = dispatch::systemClock();
+    platform.urlSession = std::make_shared<URLSession>();
+    return platform;
+}
+
+} // namespace kestrelnet

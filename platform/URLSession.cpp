@@ -1,0 +1,83 @@
+// SPDX-License-Identifier: MIT
+#include "platform/URLSession.h"
+
+#include <QNetworkAccessManager>
+#include <QNetworkReply>
+#include <QNetworkRequest>
+#include <QSslConfiguration>
+#include <QString>
+#include <QUrl>
+
+#include <utility>
+
+namespace kestrelnet {
+
+namespace {
+
+constexpr qint64 largestBody = 1024L * 1024;
+
+/// An answer with an error status is an answer all the same; a broken transfer is none.
+bool isComplete(const QNetworkReply& reply) {
+    const QNetworkReply::NetworkError error = reply.error();
+    if (error == QNetworkReply::NoError) {
+        return true;
+    }
+    const int status = reply.attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
+    return status >= 400 && error >= QNetworkReply::ContentAccessDenied &&
+           error != QNetworkReply::ProtocolFailure;
+}
+
+std::optional<std::string> body(QNetworkReply& reply) {
+    if (!isComplete(reply) || reply.bytesAvailable() > largestBody) {
+        return std::nullopt;
+    }
+    return reply.readAll().toStdString();
+}
+
+} // namespace
+
+struct URLSession::Connection {
+    QSslConfiguration tls = QSslConfiguration::defaultConfiguration();
+    /// Owns the lookups under way.
+    QObject lookups;
+};
+
+URLSession::URLSession() = default;
+
+URLSession::URLSession(std::string additionalAuthorities)
+    : additionalAuthorities_(std::move(additionalAuthorities)) {}
+
+URLSession::~URLSession() = default;
+
+void URLSession::data(const std::string& url, Completion completion) {
+    if (!connection_) {
+        connection_ = std::make_unique<Connection>();
+        if (!additionalAuthorities_.empty()) {
+            connection_->tls.addCaCertificates(QString::fromStdString(additionalAuthorities_));
+        }
+    }
+    QNetworkRequest request(QUrl(QString::fromStdString(url)));
+    request.setSslConfiguration(connection_->tls);
+    // The network may change under the request and leave it without an answer for good.
+    request.setTransferTimeout();
+
+    // One manager for each lookup: it would otherwise use a connection again that was made when
+    // the traffic still took another way.
+    auto* manager = new QNetworkAccessManager(&connection_->lookups);
+    QNetworkReply* reply = manager->get(request);
+    QObject::connect(reply, &QNetworkReply::readyRead, manager, [reply] {
+        if (reply->bytesAvailable() > largestBody) {
+            reply->abort();
+        }
+    });
+    // Queued, because the completion may destroy the session, and the reply with it.
+    QObject::connect(
+        reply, &QNetworkReply::finished, manager,
+        [manager, reply, completion = std::move(completion)] {
+            manager->deleteLater();
+            completion(body(*reply));
+        },
+        Qt::QueuedConnection);
+}
+
+} // namespace kestrelnet

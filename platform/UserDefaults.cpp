@@ -1,0 +1,112 @@
+// SPDX-License-Identifier: MIT
+#include "platform/UserDefaults.h"
+
+#include "platform/Decoding.h"
+#include "platform/StandardSettings.h"
+
+#include <QFile>
+#include <QSettings>
+#include <QString>
+#include <QVariant>
+
+#include <algorithm>
+#include <array>
+#include <fcntl.h>
+#include <filesystem>
+#include <system_error>
+#include <unistd.h>
+#include <utility>
+
+namespace kestrelnet {
+
+namespace {
+
+void closeToOthers(const std::filesystem::path& file) {
+    using std::filesystem::perms;
+    std::error_code error;
+    if (std::filesystem::is_regular_file(file, error)) {
+        std::filesystem::permissions(file, perms::group_all | perms::others_all,
+                                     std::filesystem::perm_options::remove, error);
+    }
+}
+
+/// QSettings keeps the mode of a file that is there, and would make a new one for all to read.
+void createPrivate(const std::filesystem::path& file) {
+    std::error_code error;
+    std::filesystem::create_directories(file.parent_path(), error);
+    const int descriptor = ::open(file.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
+    if (descriptor >= 0) {
+        ::close(descriptor);
+    }
+}
+
+} // namespace
+
+struct UserDefaults::Store {
+    explicit Store(std::unique_ptr<QSettings> opened) : settings(std::move(opened)) {
+        if (settings->format() == QSettings::IniFormat) {
+            file = settings->fileName().toStdString();
+            closeToOthers(file);
+        }
+    }
+
+    QVariant value(std::string_view key) const {
+        // Takes in what another process has written.
+        settings->sync();
+        return settings->value(decoded(key));
+    }
+
+    void set(std::string_view key, const QVariant& value) const {
+        if (!file.empty()) {
+            createPrivate(file);
+            closeToOthers(file);
+        }
+        settings->setValue(decoded(key), value);
+        settings->sync();
+    }
+
+    std::unique_ptr<QSettings> settings;
+    /// Empty where the system keeps the settings itself.
+    std::filesystem::path file;
+};
+
+UserDefaults::UserDefaults(const std::string& path)
+    : UserDefaults(std::make_unique<Store>(
+          std::make_unique<QSettings>(QFile::decodeName(path.c_str()), QSettings::IniFormat))) {}
+
+UserDefaults::UserDefaults(std::unique_ptr<Store> store) : store_(std::move(store)) {}
+
+UserDefaults::~UserDefaults() = default;
+
+std::shared_ptr<UserDefaults> UserDefaults::standard() {
+    return std::shared_ptr<UserDefaults>(
+        new UserDefaults(std::make_unique<Store>(standardSettings())));
+}
+
+std::optional<std::string> UserDefaults::string(std::string_view key) const {
+    const QVariant value = store_->value(key);
+    if (value.typeId() != QMetaType::QString) {
+        return std::nullopt;
+    }
+    return value.toString().toStdString();
+}
+
+bool UserDefaults::boolean(std::string_view key) const {
+    // QVariant would take any other text for true.
+    static constexpr std::array accepted{QLatin1String("true"), QLatin1String("1"),
+                                         QLatin1String("yes")};
+    const QString value = store_->value(key).toString();
+    return std::any_of(accepted.begin(), accepted.end(), [&value](QLatin1String text) {
+        return value.compare(text, Qt::CaseInsensitive) == 0;
+    });
+}
+
+void UserDefaults::set(std::string_view key, std::string_view value) {
+    store_->set(key, decoded(value));
+}
+
+void UserDefaults::set(std::string_view key, bool value) {
+    store_->set(key, value);
+}
+
+} // namespace kestrelnet

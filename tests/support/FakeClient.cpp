@@ -1,0 +1,110 @@
+// SPDX-License-Identifier: MIT
+#include "tests/support/FakeClient.h"
+
+#include <gtest/gtest.h>
+
+#include <cerrno>
+#include <fcntl.h>
+#include <filesystem>
+#include <signal.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace kestrelnet {
+
+FakeClient::FakeClient(std::string_view mode, std::string_view argument) {
+    const std::string control = folder_.file("control");
+    // For reading as well, so that neither end waits for the other.
+    if (::mkfifo(control.c_str(), 0600) != 0 ||
+        (control_ = ::open(control.c_str(), O_RDWR | O_CLOEXEC)) < 0) {
+        ADD_FAILURE() << "no control pipe";
+    }
+    executable_ = folder_.write("client", "#!/bin/sh\nexec '" KESTRELNET_FAKE_CLIENT "' '" +
+                                              std::string(mode) + "' '" + folder_.path() + "' '" +
+                                              std::string(argument) + "' \"$@\"\n");
+    std::filesystem::permissions(executable_, std::filesystem::perms::owner_all);
+}
+
+FakeClient::~FakeClient() {
+    ::close(control_);
+}
+
+void FakeClient::installAt(const std::string& path) const {
+    std::filesystem::create_directories(std::filesystem::path(path).parent_path());
+    std::filesystem::remove(path);
+    std::filesystem::create_symlink(executable_, path);
+}
+
+bool FakeClient::isReady() const {
+    return std::filesystem::exists(folder_.file("ready"));
+}
+
+bool FakeClient::isAlive() const {
+    const auto started = pid();
+    return started && kestrelnet::isAlive(*started);
+}
+
+bool FakeClient::isGone() const {
+    const auto started = pid();
+    return started && kestrelnet::isGone(*started);
+}
+
+std::size_t FakeClient::terminations() const {
+    return readFile(folder_.file("terminations")).size();
+}
+
+std::vector<std::string> FakeClient::found(std::string_view name) const {
+    const std::string description = readFile(folder_.file("description"));
+    const std::string start = std::string(name) + ' ';
+    std::vector<std::string> values;
+    for (std::size_t at = 0; at < description.size();) {
+        const std::string entry = description.c_str() + at;
+        if (entry.starts_with(start)) {
+            values.push_back(entry.substr(start.size()));
+        }
+        at += entry.size() + 1;
+    }
+    return values;
+}
+
+std::optional<std::string> FakeClient::environment(std::string_view name) const {
+    const std::string start = std::string(name) + '=';
+    for (const std::string& entry : found("environment")) {
+        if (entry.starts_with(start)) {
+            return entry.substr(start.size());
+        }
+    }
+    return std::nullopt;
+}
+
+void FakeClient::say(std::string_view bytes) const {
+    command("out " + std::to_string(bytes.size()) + "\n" + std::string(bytes));
+}
+
+void FakeClient::sayOnError(std::string_view bytes) const {
+    command("err " + std::to_string(bytes.size()) + "\n" + std::string(bytes));
+}
+
+std::optional<int> FakeClient::number(std::string_view file) const {
+    const std::string text = readFile(folder_.file(file));
+    return text.empty() ? std::nullopt : std::optional(std::stoi(text));
+}
+
+void FakeClient::command(std::string_view bytes) const {
+    if (::write(control_, bytes.data(), bytes.size()) != static_cast<ssize_t>(bytes.size())) {
+        ADD_FAILURE() << "the control pipe is broken";
+    }
+}
+
+bool isAlive(int pid) {
+    // "PID (NAME) STATE ..."; the name may hold anything.
+    const std::string status = readFile("/proc/" + std::to_string(pid) + "/stat");
+    const std::size_t name = status.rfind(") ");
+    return name != std::string::npos && status[name + 2] != 'Z' && status[name + 2] != 'X';
+}
+
+bool isGone(int pid) {
+    return ::kill(pid, 0) != 0 && errno == ESRCH;
+}
+
+} // namespace kestrelnet

@@ -1,0 +1,11 @@
+// SPDX-License-Identifier: MIT
+// The entry of test programs whose code needs a Qt application.
+#include <QCoreApplication>
+
+#include <gtest/gtest.h>
+
+int main(int count, char** arguments) {
+    testing::InitGoogleTest(&count, arguments);
+    const QCoreApplication application(count, arguments);
+    return RUN_ALL_TESTS();
+}

@@ -1,0 +1,38 @@
+// SPDX-License-Identifier: MIT
+#include "tests/support/TemporaryFolder.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <system_error>
+
+namespace kestrelnet {
+
+TemporaryFolder::TemporaryFolder()
+    : path_((std::filesystem::temp_directory_path() / "kestrelnet-test-XXXXXX").string()) {
+    if (::mkdtemp(path_.data()) == nullptr) {
+        ADD_FAILURE() << "no temporary folder";
+    }
+}
+
+TemporaryFolder::~TemporaryFolder() {
+    std::error_code ignored;
+    std::filesystem::remove_all(path_, ignored);
+}
+
+std::string TemporaryFolder::write(std::string_view name, std::string_view text) const {
+    const std::string path = file(name);
+    std::filesystem::create_directories(std::filesystem::path(path).parent_path());
+    std::ofstream(path, std::ios::binary) << text;
+    return path;
+}
+
+std::string readFile(const std::string& path) {
+    std::ifstream file(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), {}};
+}
+
+} // namespace kestrelnet

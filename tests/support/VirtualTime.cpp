@@ -1,0 +1,276 @@
+// SPDX-License-Identifier: MIT
+#include "tests/support/VirtualTime.h"
+
+#include <QCoreApplication>
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <condition_variable>
+#include <map>
+#include <mutex>
+#include <optional>
+#include <thread>
+#include <utility>
+#include <vector>
+
+namespace kestrelnet {
+
+namespace {
+
+constexpr std::chrono::seconds patience{10};
+// How long the real world is left alone between two looks at a condition.
+constexpr std::chrono::milliseconds glance{1};
+
+Clock::Time after(Clock::Time time, Seconds duration) {
+    return time + std::chrono::round<Clock::Time::duration>(duration);
+}
+
+} // namespace
+
+struct VirtualTime::State : std::enable_shared_from_this<State> {
+    // Equal times keep the order of insertion.
+    using Jobs = std::multimap<Clock::Time, Queue::Job>;
+    struct Sleeper {
+        bool woken = false;
+    };
+
+    std::mutex mutex;
+    std::condition_variable changed;
+    Clock::Time now{};
+    bool closed = false;
+    Jobs mainJobs;
+    Jobs backgroundJobs;
+    std::multimap<Clock::Time, Sleeper*> sleepers;
+    std::vector<std::thread> threads;
+    std::size_t awake = 0;
+
+    // A job that is dropped is destroyed after the lock has been given back: its destructor may
+    // post.
+    void add(Jobs& jobs, Seconds delay, Queue::Job job) {
+        const std::lock_guard lock(mutex);
+        if (!closed) {
+            jobs.emplace(after(now, std::max(delay, Seconds::zero())), std::move(job));
+            changed.notify_all();
+        }
+    }
+
+    void startDueBackgroundJobs(const std::unique_lock<std::mutex>& /*held*/) {
+        while (!backgroundJobs.empty() && backgroundJobs.begin()->first <= now) {
+            ++awake;
+            threads.emplace_back([state = shared_from_this(),
+                                  job = std::move(backgroundJobs.begin()->second)]() mutable {
+                job();
+                job = {};
+                const std::lock_guard lock(state->mutex);
+                --state->awake;
+                state->changed.notify_all();
+            });
+            backgroundJobs.erase(backgroundJobs.begin());
+        }
+    }
+
+    void wakeDueSleepers(const std::unique_lock<std::mutex>& /*held*/) {
+        const auto last = closed ? sleepers.end() : sleepers.upper_bound(now);
+        for (auto next = sleepers.begin(); next != last; next = sleepers.erase(next)) {
+            next->second->woken = true;
+            ++awake;
+        }
+        changed.notify_all();
+    }
+
+    std::optional<Clock::Time> nextEvent(const std::unique_lock<std::mutex>& /*held*/) const {
+        std::optional<Clock::Time> next;
+        const auto consider = [&next](const auto& events) {
+            if (!events.empty() && (!next || events.begin()->first < *next)) {
+                next = events.begin()->first;
+            }
+        };
+        consider(mainJobs);
+        consider(backgroundJobs);
+        consider(sleepers);
+        return next;
+    }
+};
+
+class VirtualTime::MainQueue : public Queue {
+  public:
+    explicit MainQueue(std::shared_ptr<State> state) : state_(std::move(state)) {}
+    void async(Job job) override { asyncAfter(Seconds::zero(), std::move(job)); }
+    void asyncAfter(Seconds delay, Job job) override {
+        state_->add(state_->mainJobs, delay, std::move(job));
+    }
+
+  private:
+    std::shared_ptr<State> state_;
+};
+
+class VirtualTime::BackgroundQueue : public Queue {
+  public:
+    explicit BackgroundQueue(std::shared_ptr<State> state) : state_(std::move(state)) {}
+    void async(Job job) override { asyncAfter(Seconds::zero(), std::move(job)); }
+    void asyncAfter(Seconds delay, Job job) override {
+        state_->add(state_->backgroundJobs, delay, std::move(job));
+        const std::unique_lock lock(state_->mutex);
+        state_->startDueBackgroundJobs(lock);
+    }
+
+  private:
+    std::shared_ptr<State> state_;
+};
+
+class VirtualTime::VirtualClock : public Clock {
+  public:
+    explicit VirtualClock(std::shared_ptr<State> state) : state_(std::move(state)) {}
+
+    Time now() const override {
+        const std::lock_guard lock(state_->mutex);
+        return state_->now;
+    }
+
+    void sleep(Seconds duration) override {
+        std::unique_lock lock(state_->mutex);
+        const Time until = after(state_->now, duration);
+        if (until <= state_->now) {
+            return;
+        }
+        if (!state_->closed) {
+            State::Sleeper sleeper;
+            state_->sleepers.emplace(until, &sleeper);
+            --state_->awake;
+            state_->changed.notify_all();
+            state_->changed.wait(lock, [&sleeper] { return sleeper.woken; });
+        }
+        if (state_->closed) {
+            // A loop that sleeps until some time ends all the same.
+            state_->now = std::max(state_->now, until);
+        }
+    }
+
+  private:
+    std::shared_ptr<State> state_;
+};
+
+VirtualTime::VirtualTime()
+    : state_(std::make_shared<State>()), mainQueue_(std::make_shared<MainQueue>(state_)),
+      backgroundQueue_(std::make_shared<BackgroundQueue>(state_)),
+      clock_(std::make_shared<VirtualClock>(state_)) {}
+
+VirtualTime::~VirtualTime() {
+    State::Jobs dropped;
+    State::Jobs droppedToo;
+    std::vector<std::thread> threads;
+    {
+        const std::unique_lock lock(state_->mutex);
+        state_->closed = true;
+        dropped.swap(state_->mainJobs);
+        droppedToo.swap(state_->backgroundJobs);
+        threads.swap(state_->threads);
+        state_->wakeDueSleepers(lock);
+    }
+    dropped.clear();
+    droppedToo.clear();
+    for (std::thread& thread : threads) {
+        thread.join();
+    }
+}
+
+std::shared_ptr<Queue> VirtualTime::mainQueue() const {
+    return mainQueue_;
+}
+
+std::shared_ptr<Queue> VirtualTime::backgroundQueue() const {
+    return backgroundQueue_;
+}
+
+std::shared_ptr<Clock> VirtualTime::clock() const {
+    return clock_;
+}
+
+bool VirtualTime::runOne() {
+    Queue::Job job;
+    {
+        const std::lock_guard lock(state_->mutex);
+        auto& jobs = state_->mainJobs;
+        if (jobs.empty() || jobs.begin()->first > state_->now) {
+            return false;
+        }
+        job = std::move(jobs.begin()->second);
+        jobs.erase(jobs.begin());
+    }
+    job();
+    return true;
+}
+
+void VirtualTime::runPending() {
+    while (runOne()) {
+    }
+}
+
+void VirtualTime::advance(Seconds duration) {
+    Clock::Time end;
+    {
+        const std::lock_guard lock(state_->mutex);
+        end = after(state_->now, duration);
+    }
+    for (bool passed = false; !passed;) {
+        settle();
+        runPending();
+        settle();
+        const std::unique_lock lock(state_->mutex);
+        const auto next = state_->nextEvent(lock);
+        passed = state_->now >= end && (!next || *next > end);
+        state_->now = std::max(state_->now, std::min(next.value_or(end), end));
+        state_->wakeDueSleepers(lock);
+        state_->startDueBackgroundJobs(lock);
+    }
+}
+
+bool VirtualTime::waitUntil(const Condition& condition) {
+    const auto deadline = std::chrono::steady_clock::now() + patience;
+    while (!condition()) {
+        if (std::chrono::steady_clock::now() > deadline) {
+            return false;
+        }
+        if (QCoreApplication::instance() != nullptr) {
+            QCoreApplication::processEvents();
+        }
+        if (!runOne()) {
+            std::unique_lock lock(state_->mutex);
+            state_->changed.wait_for(lock, glance);
+        }
+    }
+    return true;
+}
+
+bool VirtualTime::waitHoldingMain(const Condition& condition) const {
+    const auto deadline = std::chrono::steady_clock::now() + patience;
+    while (!condition()) {
+        if (std::chrono::steady_clock::now() > deadline) {
+            return false;
+        }
+        std::unique_lock lock(state_->mutex);
+        state_->changed.wait_for(lock, glance);
+    }
+    return true;
+}
+
+void VirtualTime::settle() const {
+    std::unique_lock lock(state_->mutex);
+    if (!state_->changed.wait_for(lock, patience, [this] { return state_->awake == 0; })) {
+        ADD_FAILURE() << "a background job neither sleeps nor ends";
+    }
+}
+
+std::size_t VirtualTime::pendingCount() const {
+    const std::lock_guard lock(state_->mutex);
+    return static_cast<std::size_t>(
+        std::distance(state_->mainJobs.begin(), state_->mainJobs.upper_bound(state_->now)));
+}
+
+std::size_t VirtualTime::sleeperCount() const {
+    const std::lock_guard lock(state_->mutex);
+    return state_->sleepers.size();
+}
+
+} // namespace kestrelnet

@@ -1,0 +1,316 @@
+// SPDX-License-Identifier: MIT
+// fake-client MODE FOLDER [ARGUMENT...]: stands in for the tunnel client in tests.
+//
+// It describes itself in FOLDER/description, see `description`, writes its process identifier to
+// FOLDER/pid, and behaves as MODE says, see the table `modes`; a mode that stays writes
+// FOLDER/ready once it has done its part. FOLDER/control is a named pipe that the test holds open
+// for writing; once the test lets go of it, the client and whatever it has left behind end.
+//
+// Commands on the control pipe, each a line, obeyed by every mode that stays:
+//   out N, err N          write the N bytes that follow the line, in one write()
+//   close-out, close-err  close that stream
+//   exit N                end with status N
+#include <fcntl.h>
+#include <poll.h>
+#include <signal.h>
+#include <unistd.h>
+
+#include <array>
+#include <cstdio>
+#include <cstdlib>
+#include <fstream>
+#include <sstream>
+#include <string>
+#include <string_view>
+
+namespace {
+
+std::string folder;
+int control = -1;
+int terminations = -1;
+
+std::string inFolder(std::string_view name) {
+    return folder + "/" + std::string(name);
+}
+
+// What stands in the file at `name` is whole as soon as the file is there.
+void publish(std::string_view name, std::string_view text) {
+    const std::string draft = inFolder(std::string(name) + ".draft");
+    std::ofstream(draft) << text;
+    if (std::rename(draft.c_str(), inFolder(name).c_str()) != 0) {
+        std::_Exit(70);
+    }
+}
+
+void say(int stream, std::string_view bytes) {
+    if (write(stream, bytes.data(), bytes.size()) != static_cast<ssize_t>(bytes.size())) {
+        std::_Exit(74);
+    }
+}
+
+void sayAll(int stream, std::string_view bytes) {
+    while (!bytes.empty()) {
+        const ssize_t count = write(stream, bytes.data(), bytes.size());
+        if (count <= 0) {
+            std::_Exit(74);
+        }
+        bytes.remove_prefix(static_cast<std::size_t>(count));
+    }
+}
+
+void openControl() {
+    // Without blocking, so that a test that is already gone is seen as an end at the first read.
+    control = open(inFolder("control").c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+    if (control < 0) {
+        std::_Exit(66);
+    }
+}
+
+// One byte of the control pipe; ends the program when the test has let go of it.
+char readControl() {
+    for (;;) {
+        char byte = 0;
+        const ssize_t count = read(control, &byte, 1);
+        if (count == 1) {
+            return byte;
+        }
+        if (count == 0) {
+            std::_Exit(0);
+        }
+        pollfd wait{control, POLLIN, 0};
+        poll(&wait, 1, -1);
+    }
+}
+
+std::string readControl(std::size_t count) {
+    std::string bytes;
+    while (bytes.size() < count) {
+        bytes += readControl();
+    }
+    return bytes;
+}
+
+std::string readCommand() {
+    std::string line;
+    for (char byte = readControl(); byte != '\n'; byte = readControl()) {
+        line += byte;
+    }
+    return line;
+}
+
+[[noreturn]] void obey() {
+    for (;;) {
+        const std::string line = readCommand();
+        const std::string_view command = std::string_view(line).substr(0, line.find(' '));
+        const auto number = [&line, &command] { return std::stoul(line.substr(command.size())); };
+        if (command == "out") {
+            say(1, readControl(number()));
+        } else if (command == "err") {
+            say(2, readControl(number()));
+        } else if (command == "close-out") {
+            close(1);
+        } else if (command == "close-err") {
+            close(2);
+        } else if (command == "exit") {
+            std::_Exit(static_cast<int>(number()));
+        } else {
+            std::_Exit(64);
+        }
+    }
+}
+
+std::size_t mebibytes(std::string_view argument) {
+    return std::stoul(std::string(argument)) << 20U;
+}
+
+void noteTermination(int /*signal*/) {
+    const char mark = '.';
+    [[maybe_unused]] const ssize_t count = write(terminations, &mark, 1);
+}
+
+void leaveAtTermination(int /*signal*/) {
+    std::_Exit(0);
+}
+
+void script(std::string_view /*argument*/) {}
+
+void routes(std::string_view /*argument*/) {
+    say(1, "Split-tunnel routes: 2 applied\n");
+}
+
+void relayThenRoutes(std::string_view /*argument*/) {
+    say(1, "Discovered home server: lisbon (198.51.100.7)\n");
+    say(1, "Connected to relay 192.0.2.1:443\n");
+    say(1, "Split-tunnel routes: 2 applied\n");
+}
+
+void stubborn(std::string_view /*argument*/) {
+    terminations = open(inFolder("terminations").c_str(), O_WRONLY | O_CREAT | O_APPEND, 0600);
+    struct sigaction action = {};
+    action.sa_handler = noteTermination;
+    action.sa_flags = SA_RESTART;
+    sigaction(SIGTERM, &action, nullptr);
+}
+
+void standardErrorOnly(std::string_view /*argument*/) {
+    close(1);
+    say(2, "Split-tunnel routes: 2 applied\n");
+}
+
+void halfCharacter(std::string_view /*argument*/) {
+    say(1, "Split-tunnel routes: 2 applied\nDiscovered home server: Z\xC3");
+}
+
+void notUtf8(std::string_view /*argument*/) {
+    say(1, "Split-tunnel routes: \xFF\xFE\n");
+}
+
+void nulBytes(std::string_view /*argument*/) {
+    using std::string_view_literals::operator""sv;
+    say(1, "a\0b Split-tunnel routes:\0\n"sv);
+}
+
+void endlessLine(std::string_view argument) {
+    const std::string piece(std::size_t{1} << 16U, 'x');
+    for (std::size_t left = mebibytes(argument); left != 0; left -= piece.size()) {
+        sayAll(1, piece);
+    }
+}
+
+void flood(std::string_view argument) {
+    const std::string line = std::string(63, 'y') + "\n";
+    std::string piece;
+    while (piece.size() < std::size_t{1} << 16U) {
+        piece += line;
+    }
+    for (std::size_t left = mebibytes(argument); left != 0; left -= piece.size()) {
+        sayAll(1, piece);
+    }
+}
+
+[[noreturn]] void exitAtOnce(std::string_view /*argument*/) {
+    std::_Exit(3);
+}
+
+[[noreturn]] void sayAndExit(std::string_view /*argument*/) {
+    say(1, "Discovered home server: oslo (198.51.100.9)\n");
+    std::_Exit(0);
+}
+
+void closeStreams(std::string_view /*argument*/) {
+    close(1);
+    close(2);
+}
+
+[[noreturn]] void stayBehind() {
+    publish("grandchild", std::to_string(getpid()));
+    openControl();
+    obey();
+}
+
+[[noreturn]] void leaveGrandchild(std::string_view /*argument*/) {
+    if (fork() == 0) {
+        stayBehind();
+    }
+    std::_Exit(0);
+}
+
+[[noreturn]] void daemonise(std::string_view /*argument*/) {
+    if (fork() == 0) {
+        setsid();
+        if (fork() == 0) {
+            for (int stream = 0; stream <= 2; ++stream) {
+                close(stream);
+            }
+            stayBehind();
+        }
+    }
+    std::_Exit(0);
+}
+
+void quick(std::string_view /*argument*/) {
+    struct sigaction action = {};
+    action.sa_handler = leaveAtTermination;
+    sigaction(SIGTERM, &action, nullptr);
+}
+
+struct Mode {
+    std::string_view name;
+    void (*run)(std::string_view argument);
+};
+
+// What a mode does first; one that returns then obeys commands.
+constexpr std::array modes{
+    Mode{"script", script},                     // nothing of its own
+    Mode{"routes", routes},                     // says that the routes are in place
+    Mode{"relay-then-routes", relayThenRoutes}, // a whole start: server, relay, routes
+    Mode{"stubborn", stubborn},             // survives SIGTERM; marks each in FOLDER/terminations
+    Mode{"stderr-only", standardErrorOnly}, // closes its standard output, talks on the other
+    Mode{"half-utf8", halfCharacter},       // a chunk that ends inside a character
+    Mode{"not-utf8", notUtf8},              // bytes that are no text
+    Mode{"nul-bytes", nulBytes},            // a line with NUL bytes in it
+    Mode{"endless-line", endlessLine},      // ARGUMENT MiB without a line feed
+    Mode{"flood", flood},                   // ARGUMENT MiB of short lines
+    Mode{"exits-at-once", exitAtOnce},      // with status 3
+    Mode{"says-and-exits", sayAndExit},     // one line just before its end
+    Mode{"closes-streams", closeStreams},   // lives on without output
+    Mode{"leaves-grandchild", leaveGrandchild}, // exits; a child keeps both streams open
+    Mode{"daemonises", daemonise},              // exits; a grandchild in a session of its own stays
+    Mode{"exits-on-terminate", quick},          // catches SIGTERM, leaves in order, with status 0
+};
+
+// "name value" entries, each ended by a NUL: all that a child gets from its parent.
+std::string description(char** arguments, char** environment) {
+    std::ostringstream text;
+    const auto add = [&text](std::string_view name, const auto& value) {
+        text << name << ' ' << value << '\0';
+    };
+    for (char** argument = arguments; *argument != nullptr; ++argument) {
+        add("argument", *argument);
+    }
+    for (char** entry = environment; *entry != nullptr; ++entry) {
+        add("environment", *entry);
+    }
+    std::array<char, 4096> path{};
+    add("working-directory", getcwd(path.data(), path.size()) == nullptr ? "" : path.data());
+    add("process-group", getpgrp());
+    for (int descriptor = 0; descriptor < sysconf(_SC_OPEN_MAX); ++descriptor) {
+        if (fcntl(descriptor, F_GETFD) != -1) {
+            add("descriptor", descriptor);
+        }
+    }
+    sigset_t blocked;
+    sigprocmask(SIG_SETMASK, nullptr, &blocked);
+    for (int signal = 1; signal < NSIG; ++signal) {
+        struct sigaction action = {};
+        if (sigismember(&blocked, signal) == 1) {
+            add("blocked-signal", signal);
+        }
+        if (sigaction(signal, nullptr, &action) == 0 && action.sa_handler == SIG_IGN) {
+            add("ignored-signal", signal);
+        }
+    }
+    return text.str();
+}
+
+} // namespace
+
+int main(int count, char** arguments, char** environment) {
+    if (count < 3) {
+        std::fputs("usage: fake-client MODE FOLDER [ARGUMENT...]\n", stderr);
+        return 64;
+    }
+    for (const Mode& mode : modes) {
+        if (mode.name == arguments[1]) {
+            folder = arguments[2];
+            publish("description", description(arguments, environment));
+            publish("pid", std::to_string(getpid()));
+            mode.run(count > 3 ? arguments[3] : "");
+            publish("ready", "");
+            openControl();
+            obey();
+        }
+    }
+    std::fputs("fake-client: no such mode\n", stderr);
+    return 64;
+}
