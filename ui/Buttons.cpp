@@ -36,7 +36,7 @@ void Button::keyPressEvent(QKeyEvent* event) {
 }
 
 FilledButton::FilledButton(QWidget* parent) : Button(parent) {
-    setFont(font(TextStyle::body));
+    setFont(textFont(TextStyle::body));
     setAttribute(Qt::WA_Hover);
 }
 
@@ -85,7 +85,7 @@ void FilledButton::paintEvent(QPaintEvent*) {
 
 BorderlessButton::BorderlessButton(const QString& label, ColorRole color, QWidget* parent)
     : Button(label, parent), color_(color) {
-    setFont(kestrelnet::font(TextStyle::caption));
+    setFont(textFont(TextStyle::caption));
     setAttribute(Qt::WA_Hover);
 }
 

@@ -13,18 +13,18 @@ namespace kestrelnet {
 
 class TunnelManager;
 
+/// Stands in for the main button until there is a valid key.
+struct KeyMissing {
+    std::string_view symbol = "key";
+    std::string_view text = "API key not set";
+    ColorRole color = ColorRole::orange;
+    std::string_view buttonLabel = "Open Settings...";
+
+    bool operator==(const KeyMissing&) const = default;
+};
+
 /// All that the panel shows, as a plain value. A row that has no value is not there.
 struct MenuBarContent {
-    /// Stands in for the main button until there is a valid key.
-    struct KeyMissing {
-        std::string_view symbol = "key";
-        std::string_view text = "API key not set";
-        ColorRole color = ColorRole::orange;
-        std::string_view buttonLabel = "Open Settings...";
-
-        bool operator==(const KeyMissing&) const = default;
-    };
-
     std::string_view headerSymbol;
     std::string_view title = "Kestrelnet VPN";
     std::string_view statusText;

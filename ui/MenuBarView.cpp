@@ -4,6 +4,7 @@
 #include "core/TunnelManager.h"
 #include "ui/Buttons.h"
 #include "ui/Divider.h"
+#include "ui/QtText.h"
 #include "ui/TextRow.h"
 #include "ui/TextStyle.h"
 
@@ -17,27 +18,23 @@ namespace kestrelnet {
 
 namespace {
 
-constexpr int fullWidth = 280;
-constexpr int padding = 16;
-constexpr int innerWidth = fullWidth - 2 * padding;
 constexpr int stackSpacing = 12;
 constexpr int statusSpacing = 6;
 constexpr int headerPadding = 4;
 constexpr int markSide = 16;
 
-QString qString(std::string_view text) {
-    return QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size()));
-}
-
 TextRow::Look look(const QFont& font, ColorRole color, int maxLines = 1, int mark = markSide) {
-    return {
-        .font = font, .color = color, .width = innerWidth, .maxLines = maxLines, .markSide = mark};
+    return {.font = font,
+            .color = color,
+            .width = MenuBarView::innerWidth,
+            .maxLines = maxLines,
+            .markSide = mark};
 }
 
 void showRow(TextRow& row, const std::optional<std::string>& text) {
     row.setVisible(text.has_value());
     if (text) {
-        row.setContent(qString(*text));
+        row.setContent(qtText(*text));
     }
 }
 
@@ -62,8 +59,8 @@ MenuBarView::MenuBarView(TunnelManager& tunnel, std::shared_ptr<Queue> mainQueue
 }
 
 void MenuBarView::addStatus(QVBoxLayout& column) {
-    auto headerLook = look(font(TextStyle::headline), ColorRole::primary, 1,
-                           QFontMetrics(font(TextStyle::title2)).height());
+    auto headerLook = look(textFont(TextStyle::headline), ColorRole::primary, 1,
+                           QFontMetrics(textFont(TextStyle::title2)).height());
     headerLook.spacing = 8;
     header_ = new TextRow(headerLook);
     column.addWidget(header_);
@@ -71,10 +68,10 @@ void MenuBarView::addStatus(QVBoxLayout& column) {
 
     auto* group = new QVBoxLayout;
     group->setSpacing(statusSpacing);
-    status_ = new TextRow(look(font(TextStyle::body), ColorRole::secondary));
+    status_ = new TextRow(look(textFont(TextStyle::body), ColorRole::secondary));
     exitIP_ = new TextRow(look(monospacedFont(TextStyle::caption), ColorRole::secondary, 2));
     exitIP_->setSymbol("globe", ColorRole::secondary);
-    server_ = new TextRow(look(font(TextStyle::caption), ColorRole::secondary, 2));
+    server_ = new TextRow(look(textFont(TextStyle::caption), ColorRole::secondary, 2));
     server_->setSymbol("server.rack", ColorRole::secondary);
     group->addWidget(status_);
     group->addWidget(exitIP_);
@@ -83,7 +80,7 @@ void MenuBarView::addStatus(QVBoxLayout& column) {
 }
 
 void MenuBarView::addAction(QVBoxLayout& column) {
-    keyMissing_ = new TextRow(look(font(TextStyle::caption), ColorRole::orange));
+    keyMissing_ = new TextRow(look(textFont(TextStyle::caption), ColorRole::orange));
     openSettings_ = new FilledButton;
     toggle_ = new FilledButton;
     column.addWidget(keyMissing_);
@@ -129,10 +126,10 @@ void MenuBarView::refresh() {
 
 void MenuBarView::apply(const MenuBarContent& content) {
     header_->setSymbol(content.headerSymbol, content.statusColor);
-    header_->setContent(qString(content.title));
+    header_->setContent(qtText(content.title));
     status_->setCircle(content.statusColor);
-    status_->setContent(qString(content.statusText));
-    status_->setAccessibleName(QStringLiteral("Status: ") + qString(content.statusText));
+    status_->setContent(qtText(content.statusText));
+    status_->setAccessibleName(QStringLiteral("Status: ") + qtText(content.statusText));
     showRow(*exitIP_, content.exitIP);
     showRow(*server_, content.server);
     applyAction(content);
@@ -140,18 +137,18 @@ void MenuBarView::apply(const MenuBarContent& content) {
 }
 
 void MenuBarView::applyAction(const MenuBarContent& content) {
-    const auto* keyMissing = std::get_if<MenuBarContent::KeyMissing>(&content.action);
+    const auto* keyMissing = std::get_if<KeyMissing>(&content.action);
     const auto* connectButton = std::get_if<ConnectButton>(&content.action);
     keyMissing_->setVisible(keyMissing != nullptr);
     openSettings_->setVisible(keyMissing != nullptr);
     toggle_->setVisible(connectButton != nullptr);
     if (keyMissing != nullptr) {
         keyMissing_->setSymbol(keyMissing->symbol, keyMissing->color);
-        keyMissing_->setContent(qString(keyMissing->text));
-        openSettings_->setContent({}, qString(keyMissing->buttonLabel), ColorRole::accent);
+        keyMissing_->setContent(qtText(keyMissing->text));
+        openSettings_->setContent({}, qtText(keyMissing->buttonLabel), ColorRole::accent);
     }
     if (connectButton != nullptr) {
-        toggle_->setContent(connectButton->symbol, qString(connectButton->label),
+        toggle_->setContent(connectButton->symbol, qtText(connectButton->label),
                             connectButton->tint);
     }
 }

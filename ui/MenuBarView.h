@@ -23,6 +23,10 @@ class TextRow;
 /// settings and out. It keeps no state of its own; hidden, it only notes that something changed.
 class MenuBarView final : public QWidget {
   public:
+    static constexpr int fullWidth = 280;
+    static constexpr int padding = 16;
+    static constexpr int innerWidth = fullWidth - 2 * padding;
+
     struct Actions {
         std::function<void()> toggle;
         std::function<void()> showSettings;

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "ui/Symbols.h"
 
+#include "ui/QtText.h"
+
 #include <QByteArray>
 #include <QColor>
 #include <QFile>

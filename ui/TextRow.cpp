@@ -58,6 +58,9 @@ TextRow::TextRow(const Look& look, QWidget* parent)
 }
 
 void TextRow::setContent(const QString& text) {
+    if (text == QLabel::text() && layout_.lineCount() > 0) {
+        return;
+    }
     QLabel::setText(text);
     layOutText();
     updateGeometry();

@@ -25,7 +25,7 @@ double proportion(TextStyle style) {
 
 } // namespace
 
-QFont font(TextStyle style) {
+QFont textFont(TextStyle style) {
     QFont result = QApplication::font();
     if (result.pointSizeF() > 0) {
         result.setPointSizeF(result.pointSizeF() * proportion(style));
@@ -39,7 +39,7 @@ QFont font(TextStyle style) {
 }
 
 QFont monospacedFont(TextStyle style) {
-    QFont result = font(style);
+    QFont result = textFont(style);
     result.setFamilies(QFontDatabase::systemFont(QFontDatabase::FixedFont).families());
     result.setFixedPitch(true);
     return result;

@@ -8,7 +8,7 @@ namespace kestrelnet {
 /// The sizes of text, each in proportion to the desktop's own font.
 enum class TextStyle { title2, headline, body, caption, caption2 };
 
-QFont font(TextStyle style);
+QFont textFont(TextStyle style);
 QFont monospacedFont(TextStyle style);
 
 } // namespace kestrelnet
