@@ -15,12 +15,11 @@ namespace {
 
 constexpr qreal cornerRadius = 6;
 constexpr int filledPadding = 14;
-constexpr int filledPaddingVertical = 6;
+constexpr int filledPaddingVertical = 7;
 constexpr int symbolSpacing = 6;
-constexpr int borderlessPaddingVertical = 3;
 
 int symbolSide(const QFont& font) {
-    return QFontMetrics(font).ascent();
+    return QFontMetrics(font).height();
 }
 
 } // namespace
@@ -90,8 +89,7 @@ BorderlessButton::BorderlessButton(const QString& label, ColorRole color, QWidge
 }
 
 QSize BorderlessButton::sizeHint() const {
-    return {fontMetrics().horizontalAdvance(text()) + 2 * outset,
-            fontMetrics().height() + 2 * borderlessPaddingVertical};
+    return QSize(fontMetrics().horizontalAdvance(text()), fontMetrics().height()).grownBy(outset);
 }
 
 void BorderlessButton::paintEvent(QPaintEvent*) {

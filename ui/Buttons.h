@@ -3,6 +3,7 @@
 
 #include "ui/ColorRole.h"
 
+#include <QMargins>
 #include <QPushButton>
 
 #include <string_view>
@@ -39,10 +40,10 @@ class FilledButton final : public Button {
 };
 
 /// A button that is no more than its label. The face that shows under the pointer and the ring that
-/// shows the focus reach `outset` beyond the label on every side.
+/// shows the focus reach beyond the label by `outset`.
 class BorderlessButton final : public Button {
   public:
-    static constexpr int outset = 6;
+    static constexpr QMargins outset{6, 3, 6, 3};
 
     BorderlessButton(const QString& label, ColorRole color, QWidget* parent = nullptr);
 

@@ -21,14 +21,17 @@ namespace {
 constexpr int stackSpacing = 12;
 constexpr int statusSpacing = 6;
 constexpr int headerPadding = 4;
-constexpr int markSide = 16;
+/// The marks of all rows stand in one column, under the header's symbol.
+constexpr int markColumn = 20;
+constexpr int symbolSide = 16;
 
-TextRow::Look look(const QFont& font, ColorRole color, int maxLines = 1, int mark = markSide) {
+TextRow::Look look(const QFont& font, ColorRole color, int maxLines = 1) {
     return {.font = font,
             .color = color,
             .width = MenuBarView::innerWidth,
             .maxLines = maxLines,
-            .markSide = mark};
+            .markColumn = markColumn,
+            .symbolSide = symbolSide};
 }
 
 void showRow(TextRow& row, const std::optional<std::string>& text) {
@@ -46,22 +49,28 @@ MenuBarView::MenuBarView(TunnelManager& tunnel, std::shared_ptr<Queue> mainQueue
       redraw_(std::move(mainQueue), [this] { refresh(); }),
       subscription_(tunnel.objectWillChange.subscribe([this] { noteChange(); })) {
     setFixedWidth(fullWidth);
-    auto* column = new QVBoxLayout(this);
-    column->setContentsMargins(padding, padding, padding, padding);
+    auto* all = new QVBoxLayout(this);
+    all->setContentsMargins({});
+    all->setSpacing(0);
+    auto* column = new QVBoxLayout;
+    column->setContentsMargins(padding, padding, padding, 0);
     column->setSpacing(stackSpacing);
+    all->addLayout(column);
     addStatus(*column);
     column->addWidget(new Divider(this));
     addAction(*column);
-    lastLog_ = new TextRow(look(monospacedFont(TextStyle::caption2), ColorRole::secondary, 2, 0));
+    lastLog_ = new TextRow({.font = monospacedFont(TextStyle::caption2),
+                            .color = ColorRole::secondary,
+                            .width = innerWidth,
+                            .maxLines = 2});
     column->addWidget(lastLog_);
     column->addWidget(new Divider(this));
-    addFooter(*column);
+    addFooter(*all);
 }
 
 void MenuBarView::addStatus(QVBoxLayout& column) {
-    auto headerLook = look(textFont(TextStyle::headline), ColorRole::primary, 1,
-                           QFontMetrics(textFont(TextStyle::title2)).height());
-    headerLook.spacing = 8;
+    auto headerLook = look(textFont(TextStyle::headline), ColorRole::primary);
+    headerLook.symbolSide = QFontMetrics(textFont(TextStyle::title2)).height();
     header_ = new TextRow(headerLook);
     column.addWidget(header_);
     column.addSpacing(headerPadding);
@@ -90,17 +99,17 @@ void MenuBarView::addAction(QVBoxLayout& column) {
     connect(toggle_, &QPushButton::clicked, this, [this] { actions_.toggle(); });
 }
 
-void MenuBarView::addFooter(QVBoxLayout& column) {
+void MenuBarView::addFooter(QVBoxLayout& all) {
     settings_ = new BorderlessButton(QStringLiteral("Settings..."), ColorRole::accent);
     quit_ = new BorderlessButton(QStringLiteral("Quit"), ColorRole::secondary);
     auto* footer = new QHBoxLayout;
-    // The labels, not the space around them, line up with the rest.
-    constexpr int outset = BorderlessButton::outset;
-    footer->setContentsMargins(-outset, -outset / 2, -outset, -outset / 2);
+    // The labels, not the faces that reach beyond them, line up with the rest.
+    constexpr QMargins outset = BorderlessButton::outset;
+    footer->setContentsMargins(QMargins(padding, stackSpacing, padding, padding) - outset);
     footer->addWidget(settings_);
     footer->addStretch();
     footer->addWidget(quit_);
-    column.addLayout(footer);
+    all.addLayout(footer);
     connect(settings_, &QPushButton::clicked, this, [this] { actions_.showSettings(); });
     connect(quit_, &QPushButton::clicked, this, [this] { actions_.quit(); });
 }

@@ -47,7 +47,7 @@ class MenuBarView final : public QWidget {
   private:
     void addStatus(QVBoxLayout& column);
     void addAction(QVBoxLayout& column);
-    void addFooter(QVBoxLayout& column);
+    void addFooter(QVBoxLayout& all);
     void noteChange();
     void apply(const MenuBarContent& content);
     void applyAction(const MenuBarContent& content);

@@ -13,8 +13,8 @@ namespace kestrelnet {
 namespace {
 
 constexpr std::array sides{16, 22, 24, 32, 44, 48, 64};
-constexpr QRgb glyph = 0xffffffff;
-constexpr QRgb edge = 0xff3a3d42;
+constexpr QRgb light = 0xffffffff;
+constexpr QRgb dark = 0xff3a3d42;
 constexpr std::array<QPointF, 8> compass{
     {{1, 0}, {0.7, 0.7}, {0, 1}, {-0.7, 0.7}, {-1, 0}, {-0.7, -0.7}, {0, -1}, {0.7, -0.7}}};
 
@@ -27,10 +27,10 @@ QPixmap statusBarPixmap(std::string_view symbol, int side) {
     const QRectF place(0, 0, side, side);
     const qreal edgeWidth = side / 24.0;
     for (const QPointF& direction : compass) {
-        paintSymbol(painter, symbol, place.translated(direction * edgeWidth),
-                    QColor::fromRgb(edge));
+        paintSymbol(painter, "shield.fill", place.translated(direction * edgeWidth),
+                    QColor::fromRgb(dark));
     }
-    paintSymbol(painter, symbol, place, QColor::fromRgb(glyph));
+    paintSymbol(painter, symbol, place, QColor::fromRgb(light));
     return pixmap;
 }
 

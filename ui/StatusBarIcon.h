@@ -8,7 +8,8 @@
 
 namespace kestrelnet {
 
-/// The symbol for a status bar whose colour nobody knows: light, with a dark edge around it.
+/// The shield symbol for a status bar whose colour nobody knows: light, on a dark shield that is a
+/// little larger. So it looks the same on every ground.
 QPixmap statusBarPixmap(std::string_view symbol, int side);
 
 /// The same in all sizes that status bars ask for.

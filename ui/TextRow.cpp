@@ -8,6 +8,7 @@
 #include <QPainter>
 #include <QTextBoundaryFinder>
 #include <QTextOption>
+#include <QtMath>
 
 #include <algorithm>
 #include <vector>
@@ -17,16 +18,15 @@ namespace kestrelnet {
 namespace {
 
 constexpr int circleDiameter = 8;
+constexpr int markSpacing = 8;
 constexpr char16_t ellipsis = u'\u2026';
 
-/// `text` on one line: white space of every kind becomes a space, and what has no look of its own
-/// gets one.
+/// `text` on one line: white space of every kind becomes a space, and a control character the sign
+/// for a character that cannot be shown.
 QString visible(QString text) {
     for (QChar& c : text) {
         if (c.isSpace()) {
             c = u' ';
-        } else if (c < u' ') {
-            c = QChar(u'\u2400' + c.unicode());
         } else if (c.category() == QChar::Other_Control) {
             c = QChar::ReplacementCharacter;
         }
@@ -47,7 +47,7 @@ std::vector<qsizetype> characterBoundaries(const QString& text) {
 } // namespace
 
 TextRow::TextRow(const Look& look, QWidget* parent)
-    : QLabel(parent), look_(look), lineHeight_(QFontMetrics(look.font).height()) {
+    : QLabel(parent), look_(look), lineHeight_(qCeil(QFontMetricsF(look.font).height()) + 1) {
     setTextFormat(Qt::PlainText);
     setFont(look.font);
     QTextOption option(Qt::AlignLeft);
@@ -78,7 +78,12 @@ void TextRow::setCircle(ColorRole color) {
 }
 
 int TextRow::textLeft() const {
-    return look_.markSide > 0 ? look_.markSide + look_.spacing : 0;
+    return look_.markColumn > 0 ? look_.markColumn + markSpacing : 0;
+}
+
+/// Above the first line, so that it is centred beside a taller symbol.
+int TextRow::textTop() const {
+    return std::max(0, look_.symbolSide - lineHeight_ + 1) / 2;
 }
 
 /// Breaks `text` into lines and returns how many it takes, at most one more than there may be.
@@ -89,7 +94,7 @@ int TextRow::layOut(const QString& text) {
     for (QTextLine line = layout_.createLine(); line.isValid() && count <= look_.maxLines;
          line = layout_.createLine()) {
         line.setLineWidth(look_.width - textLeft());
-        line.setPosition(QPointF(0, count * lineHeight_));
+        line.setPosition(QPointF(0, count * lineHeight_ + (lineHeight_ - line.height()) / 2));
         ++count;
     }
     layout_.endLayout();
@@ -127,32 +132,31 @@ QStringList TextRow::shownLines() const {
 }
 
 QSize TextRow::sizeHint() const {
-    const int textHeight = lineHeight_ * std::clamp(layout_.lineCount(), 1, look_.maxLines);
-    return {look_.width, std::max(textHeight, look_.markSide)};
+    const int lines = std::clamp(layout_.lineCount(), 1, look_.maxLines);
+    return {look_.width, lines * lineHeight_ + 2 * textTop()};
 }
 
 void TextRow::paintEvent(QPaintEvent*) {
     QPainter painter(this);
     painter.setRenderHint(QPainter::Antialiasing);
-    if (look_.markSide > 0) {
+    if (look_.markColumn > 0) {
         paintMark(painter);
     }
     painter.setPen(textColor(look_.color, palette()));
-    const int textHeight = lineHeight_ * layout_.lineCount();
-    layout_.draw(&painter, QPointF(textLeft(), std::max(0, (height() - textHeight) / 2)));
+    layout_.draw(&painter, QPointF(textLeft(), textTop()));
 }
 
 void TextRow::paintMark(QPainter& painter) const {
     const QColor color = textColor(markColor_, palette());
-    const int firstLine = std::min(height(), std::max(lineHeight_, look_.markSide));
-    QRect place(0, (firstLine - look_.markSide) / 2, look_.markSide, look_.markSide);
+    const int side = symbol_.empty() ? circleDiameter : look_.symbolSide;
+    const QRectF place((look_.markColumn - side) / 2.0, textTop() + (lineHeight_ - side) / 2.0,
+                       side, side);
     if (!symbol_.empty()) {
         return paintSymbol(painter, symbol_, place, color);
     }
-    const int inset = (look_.markSide - circleDiameter) / 2;
     painter.setPen(Qt::NoPen);
     painter.setBrush(color);
-    painter.drawEllipse(place.adjusted(inset, inset, -inset, -inset));
+    painter.drawEllipse(place);
 }
 
 } // namespace kestrelnet

@@ -22,9 +22,10 @@ class TextRow final : public QLabel {
         ColorRole color = ColorRole::primary;
         int width = 0;
         int maxLines = 1;
-        /// The side of the square in which the mark stands; none when 0.
-        int markSide = 0;
-        int spacing = 6;
+        /// The width of the column in which the mark is centred; none when 0.
+        int markColumn = 0;
+        /// The side of the square that a symbol fills.
+        int symbolSide = 0;
     };
 
     explicit TextRow(const Look& look, QWidget* parent = nullptr);
@@ -46,6 +47,7 @@ class TextRow final : public QLabel {
     void layOutText();
     int layOut(const QString& text);
     int textLeft() const;
+    int textTop() const;
     void paintMark(QPainter& painter) const;
 
     Look look_;
