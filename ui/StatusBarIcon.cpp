@@ -12,8 +12,11 @@ namespace kestrelnet {
 
 namespace {
 
+constexpr std::string_view filledSymbol = "lock.shield.fill";
 constexpr std::array sides{16, 22, 24, 32, 44, 48, 64};
 constexpr QRgb light = 0xffffffff;
+/// Tells the filled shield from an empty one where the status bar is as light as it is.
+constexpr QRgb lightFilling = 0xff6fdc92;
 constexpr QRgb dark = 0xff3a3d42;
 constexpr std::array<QPointF, 8> compass{
     {{1, 0}, {0.7, 0.7}, {0, 1}, {-0.7, 0.7}, {-1, 0}, {-0.7, -0.7}, {0, -1}, {0.7, -0.7}}};
@@ -30,7 +33,8 @@ QPixmap statusBarPixmap(std::string_view symbol, int side) {
         paintSymbol(painter, "shield.fill", place.translated(direction * edgeWidth),
                     QColor::fromRgb(dark));
     }
-    paintSymbol(painter, symbol, place, QColor::fromRgb(light));
+    paintSymbol(painter, symbol, place,
+                QColor::fromRgb(symbol == filledSymbol ? lightFilling : light));
     return pixmap;
 }
 
