@@ -140,6 +140,16 @@ TEST_F(KestrelnetAppTest, TheHelperAlertSaysWhatItIsAbout) {
     EXPECT_FALSE(alert->isModal());
 }
 
+TEST_F(KestrelnetAppTest, TheHelperAlertComesInFrontOfThePanelWhichStays) {
+    tunnel->apiKey = validKey;
+    startWithTray();
+    app->openPanel();
+    auto* const alert = visible<QMessageBox>();
+    ASSERT_NE(alert, nullptr);
+    EXPECT_TRUE(waitUntil([alert] { return alert->isActiveWindow(); }));
+    EXPECT_NE(visible<Panel>(), nullptr);
+}
+
 TEST_F(KestrelnetAppTest, TheHelperAlertComesOncePerRun) {
     tunnel->apiKey = validKey;
     startWithTray();
