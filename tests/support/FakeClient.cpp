@@ -29,8 +29,11 @@ FakeClient::FakeClient(std::string_view mode, std::string_view argument) {
 
 FakeClient::~FakeClient() {
     ::close(control_);
-    const auto ended = [](std::optional<int> process) {
-        return !process || !kestrelnet::isAlive(*process);
+    // Its identifier may be somebody else's by now, so that it is known by its folder.
+    const auto ended = [this](std::optional<int> process) {
+        return !process ||
+               readFile("/proc/" + std::to_string(*process) + "/cmdline").find(folder_.path()) ==
+                   std::string::npos;
     };
     [[maybe_unused]] const bool bothEnded =
         waitFor([&] { return ended(pid()) && ended(grandchild()); });
