@@ -11,6 +11,7 @@ import tempfile
 
 from gi.repository import Gio, GLib
 
+from bus import call
 from waiting import NotSeen, wait_until
 
 PANEL_HEIGHT = 32
@@ -185,16 +186,10 @@ def enable_accessibility(bus):
 
 
 def has_tray(bus):
-    try:
-        answer = bus.call_sync(
-            "org.kde.StatusNotifierWatcher", "/StatusNotifierWatcher",
-            "org.freedesktop.DBus.Properties", "Get",
-            GLib.Variant("(ss)", ("org.kde.StatusNotifierWatcher",
-                                  "IsStatusNotifierHostRegistered")),
-            None, Gio.DBusCallFlags.NO_AUTO_START, 2000, None)
-    except GLib.Error:
-        return False
-    return answer.unpack()[0]
+    return call(bus, "org.kde.StatusNotifierWatcher", "/StatusNotifierWatcher",
+                "org.freedesktop.DBus.Properties", "Get",
+                GLib.Variant("(ss)", ("org.kde.StatusNotifierWatcher",
+                                      "IsStatusNotifierHostRegistered")))
 
 
 def children():
