@@ -16,7 +16,7 @@ namespace kestrelnet {
 
 namespace {
 
-constexpr std::size_t chunkSize = 64 * 1024;
+constexpr std::size_t chunkSize = 65536;
 
 void closeDescriptor(int& descriptor) {
     if (descriptor >= 0) {

@@ -90,7 +90,7 @@ std::vector<std::string> entries(const Environment& environment) {
     std::vector<std::string> result;
     result.reserve(environment.size());
     for (const auto& [name, value] : environment) {
-        result.push_back(name + '=' + value);
+        result.emplace_back(name).append(1, '=').append(value);
     }
     return result;
 }

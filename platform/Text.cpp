@@ -1,22 +1,23 @@
 // SPDX-License-Identifier: MIT
 #include "platform/Text.h"
 
-#include "platform/Decoding.h"
-
 #include <QByteArrayView>
 #include <QString>
 #include <QStringDecoder>
 #include <QTextBoundaryFinder>
 
-namespace kestrelnet {
+namespace kestrelnet::text {
 
+namespace {
+
+/// Unlike QString::fromUtf8, keeps a byte order mark.
 QString decoded(std::string_view text) {
     using Flag = QStringDecoder::Flag;
     QStringDecoder decoder(QStringDecoder::Utf8, Flag::ConvertInitialBom | Flag::Stateless);
     return decoder.decode(text);
 }
 
-namespace text {
+} // namespace
 
 std::size_t characterCount(std::string_view text) {
     const QString characters = decoded(text);
@@ -36,6 +37,4 @@ bool isValidUtf8(std::string_view bytes) {
     return QByteArrayView(bytes).isValidUtf8();
 }
 
-} // namespace text
-
-} // namespace kestrelnet
+} // namespace kestrelnet::text

@@ -14,6 +14,8 @@ namespace kestrelnet {
 
 namespace {
 
+using Body = std::optional<std::string>;
+
 constexpr qint64 largestBody = 1024L * 1024;
 
 /// An answer with an error status is an answer all the same; a broken transfer is none.
@@ -23,12 +25,14 @@ bool isComplete(const QNetworkReply& reply) {
         return true;
     }
     const int status = reply.attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
-    return status >= 400 && error >= QNetworkReply::ContentAccessDenied &&
-           error != QNetworkReply::ProtocolFailure;
+    const bool saysStatus =
+        error == QNetworkReply::ProxyAuthenticationRequiredError ||
+        (error >= QNetworkReply::ContentAccessDenied && error != QNetworkReply::ProtocolFailure);
+    return status >= 400 && saysStatus;
 }
 
-std::optional<std::string> body(QNetworkReply& reply) {
-    if (!isComplete(reply) || reply.bytesAvailable() > largestBody) {
+Body body(QNetworkReply& reply) {
+    if (!isComplete(reply)) {
         return std::nullopt;
     }
     return reply.readAll().toStdString();
@@ -58,6 +62,8 @@ void URLSession::data(const std::string& url, Completion completion) {
     }
     QNetworkRequest request(QUrl(QString::fromStdString(url)));
     request.setSslConfiguration(connection_->tls);
+    // Of a compressed body Qt does not notice that it breaks off.
+    request.setRawHeader("Accept-Encoding", "identity");
     // The network may change under the request and leave it without an answer for good.
     request.setTransferTimeout();
 
@@ -65,19 +71,24 @@ void URLSession::data(const std::string& url, Completion completion) {
     // the traffic still took another way.
     auto* manager = new QNetworkAccessManager(&connection_->lookups);
     QNetworkReply* reply = manager->get(request);
-    QObject::connect(reply, &QNetworkReply::readyRead, manager, [reply] {
-        if (reply->bytesAvailable() > largestBody) {
-            reply->abort();
-        }
-    });
-    // Queued, because the completion may destroy the session, and the reply with it.
+    const auto conclude = [manager, completion = std::move(completion)](Body given) {
+        // With the reply, and with what else is queued from it.
+        delete manager;
+        completion(std::move(given));
+    };
+    // Queued, because the reply must not go away within its own signals.
+    const auto queued = Qt::QueuedConnection;
     QObject::connect(
-        reply, &QNetworkReply::finished, manager,
-        [manager, reply, completion = std::move(completion)] {
-            manager->deleteLater();
-            completion(body(*reply));
+        reply, &QNetworkReply::readyRead, manager,
+        [reply, conclude] {
+            if (reply->bytesAvailable() > largestBody) {
+                conclude(std::nullopt);
+            }
         },
-        Qt::QueuedConnection);
+        queued);
+    QObject::connect(
+        reply, &QNetworkReply::finished, manager, [reply, conclude] { conclude(body(*reply)); },
+        queued);
 }
 
 } // namespace kestrelnet

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "platform/UserDefaults.h"
 
-#include "platform/Decoding.h"
 #include "platform/StandardSettings.h"
 
 #include <QFile>
@@ -53,7 +52,7 @@ struct UserDefaults::Store {
     QVariant value(std::string_view key) const {
         // Takes in what another process has written.
         settings->sync();
-        return settings->value(decoded(key));
+        return settings->value(QString::fromUtf8(key));
     }
 
     void set(std::string_view key, const QVariant& value) const {
@@ -61,7 +60,7 @@ struct UserDefaults::Store {
             createPrivate(file);
             closeToOthers(file);
         }
-        settings->setValue(decoded(key), value);
+        settings->setValue(QString::fromUtf8(key), value);
         settings->sync();
     }
 
@@ -102,10 +101,10 @@ bool UserDefaults::boolean(std::string_view key) const {
 }
 
 void UserDefaults::set(std::string_view key, std::string_view value) {
-    store_->set(key, decoded(value));
+    store_->set(key, QString::fromUtf8(value));
 }
 
-void UserDefaults::set(std::string_view key, bool value) {
+void UserDefaults::setBoolean(std::string_view key, bool value) {
     store_->set(key, value);
 }
 

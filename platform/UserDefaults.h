@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <concepts>
 #include <memory>
 #include <optional>
 #include <string>
@@ -27,10 +28,15 @@ class UserDefaults {
     bool boolean(std::string_view key) const;
 
     // Written through to the file before they return.
+
+    /// Kept exactly, but for a byte order mark at the start.
     void set(std::string_view key, std::string_view value);
-    void set(std::string_view key, bool value);
+    /// For `bool` alone: a pointer to characters is a text.
+    void set(std::string_view key, std::same_as<bool> auto value) { setBoolean(key, value); }
 
   private:
+    void setBoolean(std::string_view key, bool value);
+
     struct Store;
     explicit UserDefaults(std::unique_ptr<Store> store);
     std::unique_ptr<Store> store_;

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "platform/SystemPaths.h"
+
 #include "platform/FileManager.h"
+#include "platform/linux/PrivateFolder.h"
 
 #include <cstdlib>
 #include <sys/stat.h>
@@ -10,27 +12,30 @@ namespace kestrelnet {
 
 namespace {
 
-bool isPrivateFolder(const std::string& path) {
+bool isPrivate(const char* path) {
     struct stat status {};
-    return ::lstat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode) &&
-           status.st_uid == ::geteuid() && (status.st_mode & ACCESSPERMS) == S_IRWXU;
+    return ::lstat(path, &status) == 0 && S_ISDIR(status.st_mode) && status.st_uid == ::geteuid() &&
+           (status.st_mode & ACCESSPERMS) == S_IRWXU;
 }
 
 } // namespace
 
+std::string privateFolder(const char* runtimeFolder, std::string fallback) {
+    if (runtimeFolder != nullptr && *runtimeFolder == '/' && isPrivate(runtimeFolder)) {
+        return std::string(runtimeFolder) + '/';
+    }
+    ::mkdir(fallback.c_str(), S_IRWXU);
+    if (isPrivate(fallback.c_str())) {
+        return fallback + '/';
+    }
+    fallback += "-XXXXXX";
+    // Below the last resort nothing can be created at all.
+    return ::mkdtemp(fallback.data()) != nullptr ? fallback + '/' : "/dev/null/";
+}
+
 std::string files::temporaryDirectory() {
-    const char* runtime = std::getenv("XDG_RUNTIME_DIR");
-    if (runtime != nullptr && *runtime == '/' && isPrivateFolder(runtime)) {
-        return std::string(runtime) + '/';
-    }
-    const std::string own = "/tmp/kestrelnet-" + std::to_string(::geteuid());
-    ::mkdir(own.c_str(), S_IRWXU);
-    if (isPrivateFolder(own)) {
-        return own + '/';
-    }
-    // Somebody else has taken the name. Below the last resort nothing can be created at all.
-    std::string fresh = own + "-XXXXXX";
-    return ::mkdtemp(fresh.data()) != nullptr ? fresh + '/' : "/dev/null/";
+    return privateFolder(std::getenv("XDG_RUNTIME_DIR"),
+                         "/tmp/kestrelnet-" + std::to_string(::geteuid()));
 }
 
 std::string systemPaths::osascript(const std::string& bundle) {

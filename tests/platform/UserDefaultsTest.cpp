@@ -1,0 +1,271 @@
+// SPDX-License-Identifier: MIT
+#include "platform/UserDefaults.h"
+
+#include "platform/FileManager.h"
+#include "tests/support/TemporaryFolder.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <sys/stat.h>
+
+namespace kestrelnet {
+namespace {
+
+using namespace std::string_literals;
+
+constexpr std::string_view keyName = "kestrelnet_api_key";
+constexpr std::string_view switchName = "kestrelnet_auto_connect";
+
+unsigned modeOf(const std::string& path) {
+    struct stat status {};
+    EXPECT_EQ(::stat(path.c_str(), &status), 0) << path;
+    return status.st_mode & 07777U;
+}
+
+class UserDefaultsTest : public testing::Test {
+  protected:
+    /// What a process that starts now would find. A copy, because this process may remember.
+    UserDefaults fromDisk() {
+        const std::string copy = folder.file("copy" + std::to_string(++copies_) + ".conf");
+        std::filesystem::copy_file(path, copy);
+        return UserDefaults(copy);
+    }
+
+    /// What another process would write.
+    void writeFile(std::string_view text) { ASSERT_TRUE(files::writeAtomically(path, text)); }
+
+    TemporaryFolder folder;
+    const std::string path = folder.file("settings.conf");
+
+  private:
+    int copies_ = 0;
+};
+
+TEST_F(UserDefaultsTest, AnEmptyStoreHasNothing) {
+    const UserDefaults defaults(path);
+    EXPECT_EQ(defaults.string(keyName), std::nullopt);
+    EXPECT_FALSE(defaults.boolean(switchName));
+    EXPECT_FALSE(files::exists(path)) << "reading has written";
+}
+
+class RoundTrip : public UserDefaultsTest, public testing::WithParamInterface<std::string> {};
+
+TEST_P(RoundTrip, KeepsTheTextExactly) {
+    UserDefaults defaults(path);
+    defaults.set(keyName, std::string_view(GetParam()));
+    EXPECT_EQ(defaults.string(keyName), GetParam());
+    EXPECT_EQ(fromDisk().string(keyName), GetParam());
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    UserDefaults, RoundTrip,
+    testing::Values(""s, "dev_1234567"s, " "s, "  dev_1234567  "s, "\tdev\n"s, "a\r\nb\n"s, "\""s,
+                    "\"quoted\""s, "'"s, ","s, "a,b"s, "a, b"s, ";"s, "a;b"s, "#"s, "="s, "a=b="s,
+                    "[General]"s, "@"s, "@@"s, "@x"s, "@Invalid()"s, "@String(x)"s,
+                    "@ByteArray(x)"s, "@Variant(\\0)"s, "@QVariant"s, "\\"s, "\\n"s, "\\x41"s,
+                    "\\\\"s, "%"s, "%41"s, "%U0041"s, "/"s, "~"s, "$HOME"s, "\0"s, "a\0b"s,
+                    "\x01"
+                    "1f\x7F"s,
+                    "true"s, "0"s, "\u00E9"s, "e\u0301"s, "\u00A0 \u2028"s, "\u4E2D\u6587"s,
+                    "\U0001F600"s, "dev\uFEFF"s, "\uFFFD\uFFFE\uFFFF"s,
+                    "\u00E9"
+                    "1\u00E9"
+                    "f"s));
+
+TEST_F(UserDefaultsTest, KeepsEveryCharacterBeforeEveryKindOfOther) {
+    std::string text;
+    for (char character = 0; character < 0x7F; ++character) {
+        for (const char next : {'x', '1', 'f', ' ', '"', '\\'}) {
+            text += character;
+            text += next;
+        }
+    }
+    UserDefaults(path).set(keyName, std::string_view(text));
+    EXPECT_EQ(fromDisk().string(keyName), text);
+}
+
+TEST_F(UserDefaultsTest, KeepsALongText) {
+    UserDefaults defaults(path);
+    const std::string text(1'000'000, 'x');
+    defaults.set(keyName, std::string_view(text));
+    EXPECT_TRUE(fromDisk().string(keyName) == text);
+}
+
+TEST_F(UserDefaultsTest, ALaterValueReplacesAnEarlierOne) {
+    UserDefaults defaults(path);
+    for (const std::string_view text : {"first", "", "second"}) {
+        defaults.set(keyName, text);
+        EXPECT_EQ(fromDisk().string(keyName), text);
+    }
+}
+
+TEST_F(UserDefaultsTest, KeepsSwitches) {
+    UserDefaults defaults(path);
+    for (const bool value : {true, false, true, true, false}) {
+        defaults.set(switchName, value);
+        EXPECT_EQ(defaults.boolean(switchName), value);
+        EXPECT_EQ(fromDisk().boolean(switchName), value);
+    }
+}
+
+TEST_F(UserDefaultsTest, KeysDoNotDisturbEachOther) {
+    UserDefaults defaults(path);
+    defaults.set(keyName, "dev_1234567");
+    defaults.set(switchName, true);
+    defaults.set("kestrelnet_start_at_login", false);
+    const UserDefaults again = fromDisk();
+    EXPECT_EQ(again.string(keyName), "dev_1234567");
+    EXPECT_TRUE(again.boolean(switchName));
+    EXPECT_FALSE(again.boolean("kestrelnet_start_at_login"));
+}
+
+TEST_F(UserDefaultsTest, OnlyATrueValueIsTrue) {
+    struct Case {
+        std::string_view text;
+        bool value;
+    };
+    for (const auto& [text, value] : {
+             Case{"true", true},       Case{"1", true},           Case{"yes", true},
+             Case{"TRUE", true},       Case{"Yes", true},         Case{"\"1\"", true},
+             Case{"false", false},     Case{"0", false},          Case{"no", false},
+             Case{"", false},          Case{"2", false},          Case{"-1", false},
+             Case{"on", false},        Case{"y", false},          Case{"t", false},
+             Case{"11", false},        Case{"truely", false},     Case{"\" true\"", false},
+             Case{"true,true", false}, Case{"@Invalid()", false}, Case{"dev_1234567", false},
+         }) {
+        writeFile(std::string(switchName) + "=" + std::string(text) + "\n");
+        EXPECT_EQ(fromDisk().boolean(switchName), value) << text;
+    }
+}
+
+TEST_F(UserDefaultsTest, AListIsNoText) {
+    writeFile("kestrelnet_api_key=dev_1234567, dev_7654321\n");
+    EXPECT_EQ(UserDefaults(path).string(keyName), std::nullopt);
+}
+
+TEST_F(UserDefaultsTest, SeesWhatAnotherProcessHasWritten) {
+    UserDefaults defaults(path);
+    EXPECT_EQ(defaults.string(keyName), std::nullopt);
+    writeFile("[General]\nkestrelnet_api_key=dev_first\n");
+    EXPECT_EQ(defaults.string(keyName), "dev_first");
+    writeFile("[General]\nkestrelnet_api_key=dev_second\nkestrelnet_auto_connect=true\n");
+    EXPECT_EQ(defaults.string(keyName), "dev_second");
+    EXPECT_TRUE(defaults.boolean(switchName));
+    std::filesystem::remove(path);
+    EXPECT_EQ(defaults.string(keyName), std::nullopt);
+    EXPECT_FALSE(defaults.boolean(switchName));
+}
+
+TEST_F(UserDefaultsTest, WritingKeepsWhatAnotherProcessHasWritten) {
+    UserDefaults defaults(path);
+    defaults.set(keyName, "dev_first");
+    writeFile("[General]\nkestrelnet_api_key=dev_second\nother=value\n");
+    defaults.set(switchName, true);
+    const UserDefaults again = fromDisk();
+    EXPECT_EQ(again.string(keyName), "dev_second");
+    EXPECT_EQ(again.string("other"), "value");
+    EXPECT_TRUE(again.boolean(switchName));
+}
+
+TEST_F(UserDefaultsTest, TwoStoresOnOneFileAgree) {
+    UserDefaults first(path);
+    UserDefaults second(path);
+    first.set(keyName, "dev_1234567");
+    EXPECT_EQ(second.string(keyName), "dev_1234567");
+    second.set(keyName, "dev_7654321");
+    EXPECT_EQ(first.string(keyName), "dev_7654321");
+}
+
+TEST_F(UserDefaultsTest, ANewFileIsForItsUserAlone) {
+    const mode_t mask = ::umask(0);
+    UserDefaults defaults(path);
+    defaults.set(switchName, true);
+    ::umask(mask);
+    EXPECT_EQ(modeOf(path), 0600U);
+}
+
+TEST_F(UserDefaultsTest, AFileThatIsOpenToOthersIsClosed) {
+    for (const unsigned mode : {0644U, 0660U, 0666U, 0604U}) {
+        writeFile("kestrelnet_api_key=dev_1234567\n");
+        ASSERT_EQ(::chmod(path.c_str(), mode), 0);
+        UserDefaults defaults(path);
+        EXPECT_EQ(modeOf(path), 0600U) << "at start";
+        EXPECT_EQ(defaults.string(keyName), "dev_1234567");
+        ASSERT_EQ(::chmod(path.c_str(), mode), 0);
+        defaults.set(switchName, true);
+        EXPECT_EQ(modeOf(path), 0600U) << "at a write";
+        EXPECT_EQ(defaults.string(keyName), "dev_1234567");
+    }
+}
+
+TEST_F(UserDefaultsTest, MakesTheFolder) {
+    const std::string deep = folder.file("not/yet/there/settings.conf");
+    UserDefaults(deep).set(switchName, true);
+    EXPECT_EQ(modeOf(deep), 0600U);
+    EXPECT_TRUE(UserDefaults(deep).boolean(switchName));
+}
+
+TEST_F(UserDefaultsTest, LeavesNothingElseBehind) {
+    UserDefaults(path).set(switchName, true);
+    const std::filesystem::directory_iterator entries(folder.path());
+    EXPECT_EQ(std::distance(entries, {}), 1);
+}
+
+TEST_F(UserDefaultsTest, WhatCannotBeReadIsMissingAndWhatCannotBeWrittenIsLost) {
+    folder.write("file", "text");
+    std::filesystem::create_directory(folder.file("folder"));
+    std::filesystem::permissions(folder.file("folder"), std::filesystem::perms(0755));
+    std::filesystem::create_symlink("circle", folder.file("circle"));
+    for (const char* name : {"file/below", "folder", "circle", "folder/"}) {
+        const std::string unusable = folder.file(name);
+        {
+            UserDefaults defaults(unusable);
+            EXPECT_EQ(defaults.string(keyName), std::nullopt) << name;
+            EXPECT_FALSE(defaults.boolean(switchName)) << name;
+            defaults.set(keyName, "dev_1234567");
+            defaults.set(switchName, true);
+        }
+        EXPECT_EQ(readFile(folder.file("file")), "text");
+        EXPECT_TRUE(std::filesystem::is_empty(folder.file("folder"))) << name;
+        EXPECT_EQ(modeOf(folder.file("folder")), 0755U);
+    }
+}
+
+class Damage : public UserDefaultsTest, public testing::WithParamInterface<std::string> {};
+
+TEST_P(Damage, ReadsAsDefaultsAndHealsAtTheNextWrite) {
+    writeFile(GetParam());
+    UserDefaults defaults(path);
+    EXPECT_EQ(defaults.string(keyName), std::nullopt);
+    EXPECT_FALSE(defaults.boolean(switchName));
+    defaults.set(keyName, "dev_1234567");
+    defaults.set(switchName, true);
+    const UserDefaults again = fromDisk();
+    EXPECT_EQ(again.string(keyName), "dev_1234567");
+    EXPECT_TRUE(again.boolean(switchName));
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    UserDefaults, Damage,
+    testing::Values("garbage"s, "kestrelnet_api_key"s, "[General\nkestrelnet_api_key\n"s,
+                    "[General]\nkestrelnet_api\n"s, "\xff\xfe\x00\x01\x80"s, "\0\0\0\0"s,
+                    "kestrelnet_api_key=@Variant(\\0\\0\\0\\x7f\\xff)\n"s,
+                    "kestrelnet_api_key=@Invalid()\n"s, "x=\"never closed\nkestrelnet_api_key=x\n"s,
+                    "[[[]]]\n====\n"s, std::string(1'000'000, '\n') + "\\", "\xEF\xBB\xBF"s,
+                    "<?xml version=\"1.0\"?>\n"s));
+
+TEST_F(UserDefaultsTest, DamageBesideAValueLeavesTheValue) {
+    writeFile("[General]\nkestrelnet_api_key=dev_1234567\ngarbage\n\xff\n");
+    UserDefaults defaults(path);
+    EXPECT_EQ(defaults.string(keyName), "dev_1234567");
+    defaults.set(switchName, true);
+    EXPECT_EQ(fromDisk().string(keyName), "dev_1234567");
+}
+
+} // namespace
+} // namespace kestrelnet

@@ -1,0 +1,12 @@
+// SPDX-License-Identifier: MIT
+// Prints the bundle that it finds itself in.
+#include "platform/Bundle.h"
+
+#include <QCoreApplication>
+
+#include <cstdio>
+
+int main(int count, char** arguments) {
+    const QCoreApplication application(count, arguments);
+    return std::fputs(kestrelnet::bundle::mainBundlePath().c_str(), stdout) < 0 ? 1 : 0;
+}

@@ -1,0 +1,228 @@
+// SPDX-License-Identifier: MIT
+#include "tests/support/TlsServer.h"
+
+#include "tests/support/TemporaryFolder.h"
+
+#include <QFile>
+#include <QHostAddress>
+#include <QPointer>
+#include <QProcess>
+#include <QSslCertificate>
+#include <QSslKey>
+#include <QSslServer>
+#include <QSslSocket>
+#include <QString>
+#include <QThread>
+
+#include <gtest/gtest.h>
+
+#include <map>
+#include <mutex>
+#include <set>
+#include <utility>
+
+namespace kestrelnet {
+
+namespace {
+
+constexpr qint64 largestHead = 64L * 1024;
+
+/// Makes the files NAME.key and NAME.pem, a key and the certificate for it.
+void makeCertificate(const TemporaryFolder& folder, const char* name, const char* options) {
+    const QString command =
+        QStringLiteral("req -x509 -newkey ec -pkeyopt ec_paramgen_curve:prime256v1 -noenc -days 2 "
+                       "-subj /CN=%1 -keyout %1.key -out %1.pem %2");
+    QProcess openssl;
+    openssl.setWorkingDirectory(QString::fromStdString(folder.path()));
+    openssl.start(QStringLiteral(KESTRELNET_OPENSSL),
+                  QProcess::splitCommand(
+                      command.arg(QString::fromLatin1(name), QString::fromLatin1(options))));
+    if (!openssl.waitForFinished() || openssl.exitCode() != 0) {
+        ADD_FAILURE() << "openssl: " << openssl.readAllStandardError().toStdString();
+    }
+}
+
+QByteArray contents(const TemporaryFolder& folder, std::string_view name) {
+    return QByteArray::fromStdString(readFile(folder.file(name)));
+}
+
+QSslConfiguration certified(const TemporaryFolder& folder) {
+    makeCertificate(folder, "authority", "-addext keyUsage=critical,keyCertSign");
+    makeCertificate(folder, "server",
+                    "-CA authority.pem -CAkey authority.key -addext basicConstraints=CA:FALSE "
+                    "-addext subjectAltName=IP:127.0.0.1,DNS:localhost");
+    QSslConfiguration configuration = QSslConfiguration::defaultConfiguration();
+    configuration.setLocalCertificate(QSslCertificate(contents(folder, "server.pem")));
+    configuration.setPrivateKey(QSslKey(contents(folder, "server.key"), QSsl::Ec));
+    return configuration;
+}
+
+std::string compressed(const std::string& body) {
+    // Qt puts the length in front.
+    constexpr qsizetype lengthSize = 4;
+    return qCompress(QByteArray::fromStdString(body)).mid(lengthSize).toStdString();
+}
+
+void send(QSslSocket& socket, const TlsAnswer& answer) {
+    std::string text = "HTTP/1.1 " + std::to_string(answer.status) + " Answer\r\n";
+    if (answer.compresses) {
+        text += "Content-Encoding: deflate\r\n";
+    }
+    text += "Content-Length: " + std::to_string(answer.body.size()) + "\r\n";
+    if (!answer.location.empty()) {
+        text += "Location: " + answer.location + "\r\n";
+    }
+    text += "\r\n";
+    const bool whole = answer.ending == TlsAnswer::Ending::complete;
+    text += whole ? answer.body : answer.body.substr(0, answer.body.size() / 2);
+    socket.write(QByteArray::fromStdString(text));
+    if (answer.ending == TlsAnswer::Ending::drops) {
+        socket.disconnectFromHost();
+    }
+}
+
+} // namespace
+
+struct TlsServer::Server {
+    Server();
+    ~Server();
+    void accept();
+    void answer(QSslSocket& socket);
+
+    TemporaryFolder folder;
+    std::string authorityFile = folder.file("authority.pem");
+    quint16 port = 0;
+
+    std::mutex mutex;
+    std::vector<TlsAnswer> answers;
+    std::map<std::string, TlsAnswer> answersByPath;
+    std::set<std::size_t> released;
+    std::vector<std::string> requests;
+    std::size_t connectionCount = 0;
+    std::size_t openConnectionCount = 0;
+
+    // For the server's own thread alone.
+    std::map<std::size_t, std::pair<QPointer<QSslSocket>, TlsAnswer>> held;
+
+    QThread thread;
+    // Lives on the thread, and ends with it.
+    QSslServer* listener = new QSslServer;
+};
+
+TlsServer::Server::Server() {
+    listener->setSslConfiguration(certified(folder));
+    if (!listener->listen(QHostAddress::LocalHost)) {
+        ADD_FAILURE() << listener->errorString().toStdString();
+    }
+    port = listener->serverPort();
+    QObject::connect(listener, &QTcpServer::pendingConnectionAvailable, listener,
+                     [this] { accept(); });
+    listener->moveToThread(&thread);
+    QObject::connect(&thread, &QThread::finished, listener, &QObject::deleteLater);
+    thread.start();
+}
+
+TlsServer::Server::~Server() {
+    thread.quit();
+    thread.wait();
+}
+
+void TlsServer::Server::accept() {
+    while (auto* socket = qobject_cast<QSslSocket*>(listener->nextPendingConnection())) {
+        {
+            const std::lock_guard lock(mutex);
+            ++connectionCount;
+            ++openConnectionCount;
+        }
+        QObject::connect(socket, &QSslSocket::readyRead, listener,
+                         [this, socket] { answer(*socket); });
+        QObject::connect(socket, &QSslSocket::disconnected, listener, [this, socket] {
+            socket->deleteLater();
+            const std::lock_guard lock(mutex);
+            --openConnectionCount;
+        });
+        answer(*socket);
+    }
+}
+
+void TlsServer::Server::answer(QSslSocket& socket) {
+    static constexpr QByteArrayView headEnd("\r\n\r\n");
+    const qsizetype end = socket.peek(largestHead).indexOf(headEnd);
+    if (end < 0) {
+        return;
+    }
+    const QByteArray head = socket.read(end + headEnd.size());
+    std::unique_lock lock(mutex);
+    const std::size_t number = requests.size();
+    const std::string& path = requests.emplace_back(head.split(' ').value(1).toStdString());
+    TlsAnswer answer{.status = 404};
+    if (const auto served = answersByPath.find(path); served != answersByPath.end()) {
+        answer = served->second;
+    } else if (number < answers.size()) {
+        answer = answers[number];
+    }
+    answer.compresses = answer.compresses && head.contains("deflate");
+    if (answer.compresses) {
+        answer.body = compressed(answer.body);
+    }
+    const bool waits = answer.held && !released.contains(number);
+    lock.unlock();
+    if (waits) {
+        held[number] = {&socket, answer};
+    } else {
+        send(socket, answer);
+    }
+}
+
+TlsServer::TlsServer() : server_(std::make_unique<Server>()) {}
+
+TlsServer::~TlsServer() = default;
+
+std::string TlsServer::url(std::string_view path) const {
+    return "https://127.0.0.1:" + std::to_string(server_->port) + std::string(path);
+}
+
+const std::string& TlsServer::authorityFile() const {
+    return server_->authorityFile;
+}
+
+void TlsServer::enqueue(TlsAnswer answer) {
+    const std::lock_guard lock(server_->mutex);
+    server_->answers.push_back(std::move(answer));
+}
+
+void TlsServer::serve(std::string path, TlsAnswer answer) {
+    const std::lock_guard lock(server_->mutex);
+    server_->answersByPath.insert_or_assign(std::move(path), std::move(answer));
+}
+
+void TlsServer::release(std::size_t request) {
+    {
+        const std::lock_guard lock(server_->mutex);
+        server_->released.insert(request);
+    }
+    // NOLINTNEXTLINE(clang-analyzer-cplusplus.NewDeleteLeaks): the event that is posted owns it.
+    QMetaObject::invokeMethod(server_->listener, [server = server_.get(), request] {
+        const auto waiting = server->held.extract(request);
+        if (waiting && waiting.mapped().first) {
+            send(*waiting.mapped().first, waiting.mapped().second);
+        }
+    });
+}
+
+std::vector<std::string> TlsServer::requests() const {
+    const std::lock_guard lock(server_->mutex);
+    return server_->requests;
+}
+
+std::size_t TlsServer::connectionCount() const {
+    const std::lock_guard lock(server_->mutex);
+    return server_->connectionCount;
+}
+
+std::size_t TlsServer::openConnectionCount() const {
+    const std::lock_guard lock(server_->mutex);
+    return server_->openConnectionCount;
+}
+
+} // namespace kestrelnet
