@@ -14,6 +14,8 @@ namespace kestrelnet {
 /// thread only, with the Qt application made.
 class ApplicationInstance {
   public:
+    /// Where the compositor grants the raising of windows request by request, the toolkit can make
+    /// use of the grant while the handler runs, and only then. So windows are to be raised at once.
     struct Handlers {
         /// The user started the application once more: come forward.
         std::function<void()> activate;
@@ -43,7 +45,7 @@ class ApplicationInstance {
     /// To be called once. `urls` are the links that this process was started with: the instance
     /// opens them, be it this process or another one; when there are none, another one is
     /// activated. It gets up to `patience` to answer.
-    [[nodiscard]] Acquisition acquire(std::vector<std::string> urls = {},
+    [[nodiscard]] Acquisition acquire(const std::vector<std::string>& urls = {},
                                       std::chrono::milliseconds patience = std::chrono::seconds(4));
 
     /// From now on `handlers` are called, from the event loop and in the order of the requests.
