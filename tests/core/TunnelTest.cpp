@@ -2,6 +2,7 @@
 #include "tests/core/TunnelTest.h"
 
 #include <filesystem>
+#include <utility>
 
 namespace kestrelnet {
 
@@ -15,7 +16,10 @@ TunnelTest::TunnelTest() {
 }
 
 TunnelTest::~TunnelTest() {
-    manager.reset();
+    // Lookups under way hold it until they end.
+    const std::weak_ptr<TunnelManager> ending = std::exchange(manager, nullptr);
+    EXPECT_TRUE(time.waitUntil([&ending] { return ending.expired(); }));
+    recording_ = {};
     world.reset();
 }
 
@@ -23,16 +27,15 @@ std::shared_ptr<TunnelManager> TunnelTest::makeManager() const {
     return std::make_shared<TunnelManager>(world->platform, operatorValues);
 }
 
-FakeClient& TunnelTest::installAt(const std::string& path, std::string_view mode) {
-    clients_.push_back(std::make_unique<FakeClient>(mode));
+FakeClient& TunnelTest::installAt(const std::string& path, std::string_view mode,
+                                  std::string_view argument) {
+    clients_.push_back(std::make_unique<FakeClient>(mode, argument));
     clients_.back()->installAt(path);
     return *clients_.back();
 }
 
 FakeClient& TunnelTest::install(std::string_view mode, std::string_view argument) {
-    clients_.push_back(std::make_unique<FakeClient>(mode, argument));
-    clients_.back()->installAt(paths().helper);
-    return *clients_.back();
+    return installAt(paths().helper, mode, argument);
 }
 
 FakeClient& TunnelTest::start(std::string_view mode, std::string_view argument) {
@@ -64,8 +67,7 @@ bool TunnelTest::reaches(TunnelStatus status) {
     return time.waitUntil([&] { return manager->status == status; });
 }
 
-bool TunnelTest::endsUnnoticed(const FakeClient& client) {
-    const std::size_t waiting = time.pendingCount();
+bool TunnelTest::endsUnnoticed(const FakeClient& client, std::size_t waiting) {
     return time.waitHoldingMain([&] { return client.isGone() && time.pendingCount() > waiting; });
 }
 

@@ -49,7 +49,8 @@ class TunnelTest : public testing::Test {
     /// The same, and connects; waits until the client's own part is done.
     FakeClient& start(std::string_view mode = "script", std::string_view argument = "");
     /// Makes a client and puts it in the place of the program at `path`.
-    FakeClient& installAt(const std::string& path, std::string_view mode);
+    FakeClient& installAt(const std::string& path, std::string_view mode,
+                          std::string_view argument = "");
     void removeClient() const;
 
     /// Lets `client` write `chunk` to its standard output, as one chunk, and runs the job that
@@ -60,8 +61,9 @@ class TunnelTest : public testing::Test {
 
     /// Waits, with main jobs running, until the status is `status`.
     bool reaches(TunnelStatus status);
-    /// Waits, with main jobs held, until the process of the run has ended and this was posted.
-    bool endsUnnoticed(const FakeClient& client);
+    /// Waits, with main jobs held, until the process of the run has ended and its end was posted
+    /// behind the jobs that are `waiting`.
+    bool endsUnnoticed(const FakeClient& client, std::size_t waiting = 0);
 
     Snapshot snapshot() const;
     /// What the members were at each notice from now on.

@@ -135,14 +135,19 @@ TEST_F(ChildTest, hasTheGivenEnvironmentAndNoMore) {
     EXPECT_EQ(client.environment("KESTRELNET_TEST_MARK"), std::nullopt);
 }
 
-TEST_F(ChildTest, doesNotStartWithAPipeThatCouldNotBeMade) {
+/// A pipe made while no descriptor is to be had.
+std::shared_ptr<Pipe> pipeWithoutDescriptors() {
     rlimit limit{};
     ::getrlimit(RLIMIT_NOFILE, &limit);
-    rlimit none = limit;
-    none.rlim_cur = 3;
+    const rlimit none{3, limit.rlim_max};
     ::setrlimit(RLIMIT_NOFILE, &none);
-    process->standardOutput = std::make_shared<Pipe>();
+    auto pipe = std::make_shared<Pipe>();
     ::setrlimit(RLIMIT_NOFILE, &limit);
+    return pipe;
+}
+
+TEST_F(ChildTest, doesNotStartWithAPipeThatCouldNotBeMade) {
+    process->standardOutput = pipeWithoutDescriptors();
     EXPECT_EQ(process->standardOutput->fileHandleForReading().availableData(), "");
     const auto error = process->run();
     ASSERT_TRUE(error);

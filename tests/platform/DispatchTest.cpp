@@ -3,9 +3,8 @@
 
 #include "platform/Process.h"
 #include "tests/support/Collector.h"
+#include "tests/support/EventLoop.h"
 #include "tests/support/Waiting.h"
-
-#include <QCoreApplication>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -24,14 +23,6 @@ namespace {
 
 using testing::ElementsAre;
 
-/// Lets the main thread's events pass until `condition` holds.
-bool passEventsUntil(const std::function<bool()>& condition) {
-    return waitFor([&condition] {
-        QCoreApplication::processEvents();
-        return condition();
-    });
-}
-
 TEST(MainQueueTest, runsJobsOnTheMainThreadInOrderAndNotAtOnce) {
     std::vector<int> order;
     for (int number = 0; number < 100; ++number) {
@@ -41,7 +32,7 @@ TEST(MainQueueTest, runsJobsOnTheMainThreadInOrderAndNotAtOnce) {
         });
     }
     EXPECT_TRUE(order.empty());
-    ASSERT_TRUE(passEventsUntil([&] { return order.size() == 100; }));
+    ASSERT_TRUE(waitUntil([&] { return order.size() == 100; }));
     EXPECT_TRUE(std::is_sorted(order.begin(), order.end()));
 }
 
@@ -52,7 +43,7 @@ TEST(MainQueueTest, keepsTheOrderOfEachThreadThatPosts) {
             queue->async([&order, number] { order.push_back(number); });
         }
     });
-    ASSERT_TRUE(passEventsUntil([&] { return order.size() == 1000; }));
+    ASSERT_TRUE(waitUntil([&] { return order.size() == 1000; }));
     poster.join();
     EXPECT_TRUE(std::is_sorted(order.begin(), order.end()));
 }
@@ -65,7 +56,7 @@ TEST(MainQueueTest, aJobPostedByAJobRunsBehindThoseThatWait) {
         queue->async([&order] { order.emplace_back("posted by first"); });
     });
     queue->async([&order] { order.emplace_back("second"); });
-    ASSERT_TRUE(passEventsUntil([&] { return order.size() == 3; }));
+    ASSERT_TRUE(waitUntil([&] { return order.size() == 3; }));
     EXPECT_THAT(order, ElementsAre("first", "second", "posted by first"));
 }
 
@@ -82,7 +73,7 @@ TEST(MainQueueTest, delayedJobsRunInTheOrderOfTimeAndNeverEarly) {
         EXPECT_GE(clock->now() - start, std::chrono::milliseconds(10));
         order.emplace_back("early");
     });
-    ASSERT_TRUE(passEventsUntil([&] { return order.size() == 2; }));
+    ASSERT_TRUE(waitUntil([&] { return order.size() == 2; }));
     EXPECT_THAT(order, ElementsAre("early", "late"));
 }
 
@@ -92,7 +83,7 @@ TEST(MainQueueTest, delayedJobsOfEqualTimesKeepTheirOrder) {
         dispatch::mainQueue()->asyncAfter(Seconds(0.01),
                                           [&order, number] { order.push_back(number); });
     }
-    ASSERT_TRUE(passEventsUntil([&] { return order.size() == 200; }));
+    ASSERT_TRUE(waitUntil([&] { return order.size() == 200; }));
     EXPECT_TRUE(std::is_sorted(order.begin(), order.end()));
 }
 
@@ -101,7 +92,7 @@ TEST(MainQueueTest, aDelayedJobMayComeFromAnotherThread) {
     std::thread([&ran, queue = dispatch::mainQueue()] {
         queue->asyncAfter(Seconds(0.001), [&ran] { ran = true; });
     }).join();
-    EXPECT_TRUE(passEventsUntil([&] { return ran; }));
+    EXPECT_TRUE(waitUntil([&] { return ran; }));
 }
 
 TEST(MainQueueTest, asyncAndWaitReturnsOnceTheJobHasRun) {
@@ -115,7 +106,7 @@ TEST(MainQueueTest, asyncAndWaitReturnsOnceTheJobHasRun) {
         EXPECT_TRUE(ran);
         returned = true;
     });
-    EXPECT_TRUE(passEventsUntil([&] { return returned.load(); }));
+    EXPECT_TRUE(waitUntil([&] { return returned.load(); }));
     waiter.join();
 }
 

@@ -9,6 +9,7 @@
 #include <fcntl.h>
 #include <filesystem>
 #include <signal.h>
+#include <sys/ioctl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -47,6 +48,18 @@ void FakeClient::installAt(const std::string& path) const {
 
 bool FakeClient::isReady() const {
     return std::filesystem::exists(folder_.file("ready"));
+}
+
+bool FakeClient::isHeard() const {
+    if (!isReady() || number("obeyed").value_or(0) != commands_) {
+        return false;
+    }
+    const std::string output = "/proc/" + std::to_string(pid().value_or(0)) + "/fd/1";
+    const int pipe = ::open(output.c_str(), O_WRONLY | O_NONBLOCK | O_CLOEXEC);
+    int unread = 1;
+    ::ioctl(pipe, FIONREAD, &unread);
+    ::close(pipe);
+    return unread == 0;
 }
 
 bool FakeClient::isAlive() const {
@@ -101,6 +114,7 @@ std::optional<int> FakeClient::number(std::string_view file) const {
 }
 
 void FakeClient::command(std::string_view bytes) const {
+    ++commands_;
     if (::write(control_, bytes.data(), bytes.size()) != static_cast<ssize_t>(bytes.size())) {
         ADD_FAILURE() << "the control pipe is broken";
     }

@@ -36,6 +36,9 @@ class FakeClient {
     bool isAlive() const;
     /// Whether the program was started, has ended and was reaped.
     bool isGone() const;
+    /// Whether all that the running program has written to its standard output was read, the
+    /// commands given so far included.
+    bool isHeard() const;
     /// How many requests to terminate have reached the mode that survives them.
     std::size_t terminations() const;
 
@@ -57,6 +60,7 @@ class FakeClient {
 
     TemporaryFolder folder_;
     int control_ = -1;
+    mutable int commands_ = 0;
     std::string executable_;
 };
 

@@ -3,8 +3,9 @@
 //
 // It describes itself in FOLDER/description, see `description`, writes its process identifier to
 // FOLDER/pid, and behaves as MODE says, see the table `modes`; a mode that stays writes
-// FOLDER/ready once it has done its part. FOLDER/control is a named pipe that the test holds open
-// for writing; once the test lets go of it, the client and whatever it has left behind end.
+// FOLDER/ready once it has done its part, and the number of commands obeyed to FOLDER/obeyed.
+// FOLDER/control is a named pipe that the test holds open for writing; once the test lets go of it,
+// the client and whatever it has left behind end.
 //
 // Commands on the control pipe, each a line, obeyed by every mode that stays:
 //   out N, err N          write the N bytes that follow the line, in one write()
@@ -102,7 +103,7 @@ std::string readCommand() {
 }
 
 [[noreturn]] void obey() {
-    for (;;) {
+    for (int obeyed = 1;; ++obeyed) {
         const std::string line = readCommand();
         const std::string_view command = std::string_view(line).substr(0, line.find(' '));
         const auto number = [&line, &command] { return std::stoul(line.substr(command.size())); };
@@ -119,6 +120,7 @@ std::string readCommand() {
         } else {
             std::_Exit(64);
         }
+        publish("obeyed", std::to_string(obeyed));
     }
 }
 

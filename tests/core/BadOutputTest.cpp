@@ -1,0 +1,115 @@
+// SPDX-License-Identifier: MIT
+// Clients that write what no client should.
+#include "tests/core/TunnelTest.h"
+
+#include <fstream>
+#include <unistd.h>
+
+namespace kestrelnet {
+namespace {
+
+using namespace std::string_view_literals;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+using BadOutputTest = TunnelTest;
+
+constexpr std::size_t mebibyte = std::size_t{1} << 20U;
+// What a client writes, and by how much the memory may grow of it: the log's share is 13.
+constexpr std::string_view manyMebibytes = "256";
+constexpr std::size_t few = 96;
+
+std::size_t residentMemory() {
+    std::size_t pages = 0;
+    std::ifstream("/proc/self/statm") >> pages >> pages;
+    return pages * static_cast<std::size_t>(::sysconf(_SC_PAGESIZE));
+}
+
+TEST_F(BadOutputTest, aChunkThatEndsInsideACharacterIsLostWhole) {
+    const FakeClient& client = start("half-utf8");
+    ASSERT_TRUE(time.waitHoldingMain([&] { return client.isHeard(); }));
+    // The rest of the character begins the next chunk, which is lost as well.
+    client.say("\xBCrich\nmore\n");
+    ASSERT_TRUE(time.waitHoldingMain([&] { return client.isHeard(); }));
+    EXPECT_EQ(time.pendingCount(), 0U);
+    feed(client, "after\n");
+    EXPECT_THAT(log(), ElementsAre("after"));
+    EXPECT_EQ(manager->status, TunnelStatus::connecting);
+    EXPECT_EQ(*manager->serverLocation, std::nullopt);
+}
+
+TEST_F(BadOutputTest, aChunkThatIsNoTextIsLostAndTheStreamGoesOn) {
+    const FakeClient& client = start("not-utf8");
+    ASSERT_TRUE(time.waitHoldingMain([&] { return client.isHeard(); }));
+    feed(client, "after\n");
+    EXPECT_THAT(log(), ElementsAre("after"));
+    EXPECT_EQ(manager->status, TunnelStatus::connecting);
+}
+
+TEST_F(BadOutputTest, nulBytesAreCharactersLikeAnyOther) {
+    start("nul-bytes");
+    ASSERT_TRUE(reaches(TunnelStatus::connected));
+    EXPECT_THAT(log(), ElementsAre(std::string("a\0b Split-tunnel routes:\0"sv)));
+}
+
+TEST_F(BadOutputTest, aLineWithoutAnEndIsTakenPieceByPiece) {
+    const std::size_t before = residentMemory();
+    const FakeClient& client = install("endless-line", manyMebibytes);
+    manager->connect();
+    ASSERT_TRUE(time.waitUntil([&] { return client.isReady(); }));
+    client.say("\nSplit-tunnel routes: 1\n");
+    ASSERT_TRUE(reaches(TunnelStatus::connected));
+    EXPECT_LE(log().size(), 200U);
+    EXPECT_LT(residentMemory(), before + few * mebibyte);
+}
+
+TEST_F(BadOutputTest, aFloodIsTakenWithoutFillingTheMemory) {
+    const std::size_t before = residentMemory();
+    const FakeClient& client = install("flood", manyMebibytes);
+    manager->connect();
+    ASSERT_TRUE(time.waitUntil([&] { return client.isReady(); }));
+    client.say("Split-tunnel routes: 1\n");
+    ASSERT_TRUE(reaches(TunnelStatus::connected));
+    EXPECT_EQ(log().size(), 200U);
+    EXPECT_LT(residentMemory(), before + few * mebibyte);
+}
+
+TEST_F(BadOutputTest, aFloodWaitsWhileTheMainThreadIsBusy) {
+    const FakeClient& client = install("flood", "16");
+    manager->connect();
+    // One chunk has been handed over; no other follows until that one is done.
+    ASSERT_TRUE(time.waitHoldingMain([this] { return time.pendingCount() == 1; }));
+    time.settle();
+    EXPECT_EQ(time.pendingCount(), 1U);
+    EXPECT_FALSE(client.isReady());
+    ASSERT_TRUE(time.waitUntil([&] { return client.isReady(); }));
+}
+
+TEST_F(BadOutputTest, aFloodCanBeStopped) {
+    const FakeClient& client = install("flood", "100000");
+    manager->connect();
+    ASSERT_TRUE(time.waitUntil([this] { return log().size() == 200; }));
+    manager->disconnect();
+    ASSERT_TRUE(time.waitUntil([&] { return client.isGone(); }));
+    ASSERT_TRUE(reaches(TunnelStatus::error));
+    time.advance(Seconds(0.1));
+    EXPECT_EQ(manager->status, TunnelStatus::disconnected);
+}
+
+TEST_F(BadOutputTest, closedStreamsAreNoEnd) {
+    const FakeClient& client = start("closes-streams");
+    EXPECT_TRUE(process()->isRunning());
+    EXPECT_EQ(manager->status, TunnelStatus::connecting);
+    manager->disconnect();
+    ASSERT_TRUE(endsUnnoticed(client));
+    time.advance(Seconds(0.1));
+    EXPECT_EQ(manager->status, TunnelStatus::disconnected);
+}
+
+TEST_F(BadOutputTest, aClientThatTalksOnStandardErrorOnlyIsUnderstood) {
+    start("stderr-only");
+    ASSERT_TRUE(reaches(TunnelStatus::connected));
+}
+
+} // namespace
+} // namespace kestrelnet
