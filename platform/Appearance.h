@@ -1,0 +1,34 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <functional>
+#include <memory>
+
+namespace kestrelnet {
+
+enum class ColorScheme { noPreference, dark, light };
+
+/// The user's preference for dark or light windows, as the desktop tells it.
+///
+/// Asking may make the session start the service that knows. So make this with the first window,
+/// not at program start. Main thread only.
+class Appearance {
+  public:
+    using Changed = std::function<void(ColorScheme)>;
+
+    /// Asks and returns at once. `changed` is called from the event loop whenever the preference
+    /// differs from before; so the first time when it turns out to be dark or light.
+    explicit Appearance(Changed changed);
+    ~Appearance();
+    Appearance(const Appearance&) = delete;
+    Appearance& operator=(const Appearance&) = delete;
+
+    /// No preference until the answer has come, and where nobody answers.
+    ColorScheme colorScheme() const;
+
+  private:
+    class Setting;
+    std::unique_ptr<Setting> setting_;
+};
+
+} // namespace kestrelnet

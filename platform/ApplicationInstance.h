@@ -1,0 +1,58 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <chrono>
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace kestrelnet {
+
+/// The one running instance of the application in a session: found by the others under the
+/// application's name, and asked by them and by the desktop to come forward or to open links. Main
+/// thread only, with the Qt application made.
+class ApplicationInstance {
+  public:
+    struct Handlers {
+        /// The user started the application once more: come forward.
+        std::function<void()> activate;
+        /// A link, byte for byte as it was delivered. Nothing about it has been checked.
+        std::function<void(std::string url)> open;
+    };
+
+    enum class Acquisition {
+        /// This process is the instance. Go on.
+        acquired,
+        /// Nobody can be asked, since there is no session bus. Go on; others may run beside it.
+        unavailable,
+        /// Another process is the instance, and has taken the links or the activation. End, with
+        /// success.
+        passedOn,
+        /// Another process is the instance, but has not answered in time. Say so and end, with
+        /// failure: a second instance would fight with the first for the tunnel.
+        unresponsive,
+    };
+
+    ApplicationInstance();
+    /// Gives the name up.
+    ~ApplicationInstance();
+    ApplicationInstance(const ApplicationInstance&) = delete;
+    ApplicationInstance& operator=(const ApplicationInstance&) = delete;
+
+    /// To be called once. `urls` are the links that this process was started with: the instance
+    /// opens them, be it this process or another one; when there are none, another one is
+    /// activated. It gets up to `patience` to answer.
+    [[nodiscard]] Acquisition acquire(std::vector<std::string> urls = {},
+                                      std::chrono::milliseconds patience = std::chrono::seconds(4));
+
+    /// From now on `handlers` are called, from the event loop and in the order of the requests.
+    /// Requests that came earlier have waited for this.
+    void setHandlers(Handlers handlers);
+
+  private:
+    class Service;
+    std::unique_ptr<Service> service_;
+};
+
+} // namespace kestrelnet
