@@ -43,12 +43,13 @@ double residentMebibytes() {
 /// memory the process has.
 class Probe {
   public:
-    Probe() : before_(residentMebibytes()), largest_(before_), thread_([this](auto stop) {
-        while (!stop.stop_requested()) {
-            std::this_thread::sleep_for(probeInterval);
-            post();
-        }
-    }) {}
+    Probe()
+        : before_(residentMebibytes()), largest_(before_), thread_([this](auto stop) {
+              while (!stop.stop_requested()) {
+                  std::this_thread::sleep_for(probeInterval);
+                  post();
+              }
+          }) {}
 
     /// To be called on the main thread.
     void stop() {
@@ -156,6 +157,7 @@ int main(int argc, char* argv[]) {
             0.1, "x", 2, rate(median(ours)) + " against " + rate(median(cat))});
     report({"Memory growth during it", growth, Bound::below, 8, "MiB", 1});
     report({"Delay of a posted event during it, p99", quantile(delays, 0.99), Bound::atMost, 16,
-            "ms", 2, "median " + number(median(delays), 2) + " ms, longest " +
-            number(quantile(delays, 1), 2) + " ms"});
+            "ms", 2,
+            "median " + number(median(delays), 2) + " ms, longest " +
+                number(quantile(delays, 1), 2) + " ms"});
 }

@@ -58,9 +58,8 @@ BENCHMARK(log);
 void findMarkers(benchmark::State& state) {
     const std::string text = chunk();
     for ([[maybe_unused]] const auto turn : state) {
-        forEachLine(text, [](std::string_view piece) {
-            benchmark::DoNotOptimize(markerGroup(piece));
-        });
+        forEachLine(text,
+                    [](std::string_view piece) { benchmark::DoNotOptimize(markerGroup(piece)); });
     }
     countBytes(state);
 }
