@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "tests/support/FakeClient.h"
 
+#include "tests/support/Waiting.h"
+
 #include <gtest/gtest.h>
 
 #include <cerrno>
@@ -27,6 +29,14 @@ FakeClient::FakeClient(std::string_view mode, std::string_view argument) {
 
 FakeClient::~FakeClient() {
     ::close(control_);
+    // Its identifier may be somebody else's by now, so that it is known by its folder.
+    const auto ended = [this](std::optional<int> process) {
+        return !process ||
+               readFile("/proc/" + std::to_string(*process) + "/cmdline").find(folder_.path()) ==
+                   std::string::npos;
+    };
+    [[maybe_unused]] const bool bothEnded =
+        waitFor([&] { return ended(pid()) && ended(grandchild()); });
 }
 
 void FakeClient::installAt(const std::string& path) const {

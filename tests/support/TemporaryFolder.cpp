@@ -24,7 +24,7 @@ TemporaryFolder::~TemporaryFolder() {
 }
 
 std::string TemporaryFolder::write(std::string_view name, std::string_view text) const {
-    const std::string path = file(name);
+    std::string path = file(name);
     std::filesystem::create_directories(std::filesystem::path(path).parent_path());
     std::ofstream(path, std::ios::binary) << text;
     return path;

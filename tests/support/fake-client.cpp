@@ -18,7 +18,10 @@
 #include <array>
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
 #include <fstream>
+#include <iostream>
+#include <set>
 #include <sstream>
 #include <string>
 #include <string_view>
@@ -259,6 +262,16 @@ constexpr std::array modes{
     Mode{"exits-on-terminate", quick},          // catches SIGTERM, leaves in order, with status 0
 };
 
+std::set<int> descriptors() {
+    std::set<int> listed;
+    for (const auto& entry : std::filesystem::directory_iterator("/dev/fd")) {
+        listed.insert(std::stoi(entry.path().filename().string()));
+    }
+    // Without the one that the listing itself had.
+    std::erase_if(listed, [](int descriptor) { return fcntl(descriptor, F_GETFD) == -1; });
+    return listed;
+}
+
 // "name value" entries, each ended by a NUL: all that a child gets from its parent.
 std::string description(char** arguments, char** environment) {
     std::ostringstream text;
@@ -274,10 +287,8 @@ std::string description(char** arguments, char** environment) {
     std::array<char, 4096> path{};
     add("working-directory", getcwd(path.data(), path.size()) == nullptr ? "" : path.data());
     add("process-group", getpgrp());
-    for (int descriptor = 0; descriptor < sysconf(_SC_OPEN_MAX); ++descriptor) {
-        if (fcntl(descriptor, F_GETFD) != -1) {
-            add("descriptor", descriptor);
-        }
+    for (const int descriptor : descriptors()) {
+        add("descriptor", descriptor);
     }
     sigset_t blocked;
     sigprocmask(SIG_SETMASK, nullptr, &blocked);
@@ -297,7 +308,7 @@ std::string description(char** arguments, char** environment) {
 
 int main(int count, char** arguments, char** environment) {
     if (count < 3) {
-        std::fputs("usage: fake-client MODE FOLDER [ARGUMENT...]\n", stderr);
+        std::cerr << "usage: fake-client MODE FOLDER [ARGUMENT...]\n";
         return 64;
     }
     for (const Mode& mode : modes) {
@@ -311,6 +322,6 @@ int main(int count, char** arguments, char** environment) {
             obey();
         }
     }
-    std::fputs("fake-client: no such mode\n", stderr);
+    std::cerr << "fake-client: no such mode\n";
     return 64;
 }

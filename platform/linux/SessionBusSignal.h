@@ -1,0 +1,35 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace kestrelnet {
+
+class SignalReceiver;
+
+/// Calls back at each D-Bus signal of one kind on the session bus, whoever sends it: naming the
+/// sender would make the bus be asked for its owner, and the caller wait. So a signal is a reason
+/// to ask again, not an answer. Silent where there is no session bus.
+class SessionBusSignal {
+  public:
+    struct Match {
+        std::string path;
+        std::string interface;
+        std::string name;
+        /// What the first arguments, texts all of them, have to be.
+        std::vector<std::string> arguments;
+    };
+
+    SessionBusSignal(const Match& match, std::function<void()> received);
+    ~SessionBusSignal();
+    SessionBusSignal(const SessionBusSignal&) = delete;
+    SessionBusSignal& operator=(const SessionBusSignal&) = delete;
+
+  private:
+    std::unique_ptr<SignalReceiver> receiver_;
+};
+
+} // namespace kestrelnet

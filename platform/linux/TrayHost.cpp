@@ -1,0 +1,109 @@
+// SPDX-License-Identifier: MIT
+#include "platform/TrayHost.h"
+
+#include "platform/linux/SessionBusSignal.h"
+#include "platform/linux/XEmbedTray.h"
+
+#include <QDBusConnection>
+#include <QDBusMessage>
+#include <QDBusPendingCallWatcher>
+#include <QDBusPendingReply>
+#include <QDBusVariant>
+#include <QMetaObject>
+#include <QObject>
+
+#include <utility>
+
+namespace kestrelnet {
+
+namespace {
+
+constexpr auto watcherName = "org.kde.StatusNotifierWatcher";
+constexpr auto watcherPath = "/StatusNotifierWatcher";
+
+/// A watcher that hangs counts as one without a host: the user is not to wait for it.
+constexpr int answerTimeout = 3000;
+
+QDBusPendingCall askForHost() {
+    QDBusMessage question = QDBusMessage::createMethodCall(
+        QLatin1String(watcherName), QLatin1String(watcherPath),
+        QStringLiteral("org.freedesktop.DBus.Properties"), QStringLiteral("Get"));
+    question << QLatin1String(watcherName) << QStringLiteral("IsStatusNotifierHostRegistered");
+    question.setAutoStartService(false);
+    return QDBusConnection::sessionBus().asyncCall(question, answerTimeout);
+}
+
+} // namespace
+
+/// Listens first and asks then, so that a tray that appears in between is not missed. A signal only
+/// makes it ask again.
+class TrayHost::Watch {
+  public:
+    explicit Watch(Handlers handlers) : handlers_(std::move(handlers)) {
+        xEmbedTray_ = std::make_unique<XEmbedTray>([this] { reportAppeared(); });
+        if (xEmbedTray_->isPresent()) {
+            later([this] { reportAppeared(); });
+            return;
+        }
+        if (!QDBusConnection::sessionBus().isConnected()) {
+            later([this] { reportAbsent(); });
+            return;
+        }
+        watcherOwner_ = std::make_unique<SessionBusSignal>(
+            SessionBusSignal::Match{
+                "/org/freedesktop/DBus", "org.freedesktop.DBus", "NameOwnerChanged", {watcherName}},
+            [this] { ask(); });
+        hostRegistered_ = std::make_unique<SessionBusSignal>(
+            SessionBusSignal::Match{watcherPath, watcherName, "StatusNotifierHostRegistered", {}},
+            [this] { ask(); });
+        ask();
+    }
+
+  private:
+    void later(std::function<void()> job) {
+        QMetaObject::invokeMethod(&context_, std::move(job), Qt::QueuedConnection);
+    }
+
+    void ask() {
+        auto* answer = new QDBusPendingCallWatcher(askForHost(), &context_);
+        QObject::connect(answer, &QDBusPendingCallWatcher::finished, &context_,
+                         [this](QDBusPendingCallWatcher* finished) {
+                             const QDBusPendingReply<QDBusVariant> reply = *finished;
+                             finished->deleteLater();
+                             if (reply.isValid() && reply.value().variant().toBool()) {
+                                 reportAppeared();
+                             } else {
+                                 reportAbsent();
+                             }
+                         });
+    }
+
+    void reportAppeared() {
+        hostRegistered_.reset();
+        watcherOwner_.reset();
+        xEmbedTray_.reset();
+        const auto appeared = std::exchange(handlers_, {}).appeared;
+        if (appeared) {
+            appeared();
+        }
+    }
+
+    void reportAbsent() {
+        const auto absent = std::exchange(handlers_.absent, {});
+        if (absent) {
+            absent();
+        }
+    }
+
+    Handlers handlers_;
+    std::unique_ptr<XEmbedTray> xEmbedTray_;
+    std::unique_ptr<SessionBusSignal> watcherOwner_;
+    std::unique_ptr<SessionBusSignal> hostRegistered_;
+    QObject context_;
+};
+
+TrayHost::TrayHost(Handlers handlers) : watch_(std::make_unique<Watch>(std::move(handlers))) {}
+
+TrayHost::~TrayHost() = default;
+
+} // namespace kestrelnet

@@ -1,0 +1,106 @@
+// SPDX-License-Identifier: MIT
+#include "platform/linux/XEmbedTray.h"
+
+#include <QAbstractNativeEventFilter>
+#include <QGuiApplication>
+#include <QMetaObject>
+#include <QObject>
+
+#include <cstdlib>
+#include <string_view>
+#include <xcb/xcb.h>
+
+namespace kestrelnet {
+
+namespace {
+
+struct Free {
+    void operator()(void* reply) const { std::free(reply); }
+};
+
+template <typename Reply>
+using ReplyPointer = std::unique_ptr<Reply, Free>;
+
+xcb_connection_t* x11Connection() {
+    const auto* application = qobject_cast<QGuiApplication*>(QCoreApplication::instance());
+    const auto* x11 = application == nullptr
+                          ? nullptr
+                          : application->nativeInterface<QNativeInterface::QX11Application>();
+    return x11 == nullptr ? nullptr : x11->connection();
+}
+
+xcb_intern_atom_cookie_t internAtom(xcb_connection_t* connection, std::string_view name) {
+    return xcb_intern_atom(connection, 0, static_cast<std::uint16_t>(name.size()), name.data());
+}
+
+xcb_atom_t atom(xcb_connection_t* connection, xcb_intern_atom_cookie_t cookie) {
+    const ReplyPointer<xcb_intern_atom_reply_t> reply(
+        xcb_intern_atom_reply(connection, cookie, nullptr));
+    return reply == nullptr ? xcb_atom_t{XCB_ATOM_NONE} : reply->atom;
+}
+
+} // namespace
+
+/// The X selection whose owner is the tray. A new owner of such a selection announces itself by a
+/// MANAGER message to the root window.
+class XEmbedTray::Selection : public QAbstractNativeEventFilter {
+  public:
+    Selection(xcb_connection_t* connection, std::function<void()> announced)
+        : connection_(connection), announced_(std::move(announced)) {
+        const xcb_window_t root = xcb_setup_roots_iterator(xcb_get_setup(connection)).data->root;
+        const auto selection = internAtom(connection, "_NET_SYSTEM_TRAY_S0");
+        const auto manager = internAtom(connection, "MANAGER");
+        const auto attributes = xcb_get_window_attributes(connection, root);
+        selection_ = atom(connection, selection);
+        manager_ = atom(connection, manager);
+        const ReplyPointer<xcb_get_window_attributes_reply_t> reply(
+            xcb_get_window_attributes_reply(connection, attributes, nullptr));
+        // The connection is the toolkit's: what it listens to already, it has to go on hearing.
+        const std::uint32_t mask =
+            XCB_EVENT_MASK_STRUCTURE_NOTIFY | (reply == nullptr ? 0U : reply->your_event_mask);
+        xcb_change_window_attributes(connection, root, XCB_CW_EVENT_MASK, &mask);
+        QCoreApplication::instance()->installNativeEventFilter(this);
+    }
+
+    bool hasOwner() const {
+        const ReplyPointer<xcb_get_selection_owner_reply_t> reply(xcb_get_selection_owner_reply(
+            connection_, xcb_get_selection_owner(connection_, selection_), nullptr));
+        return reply != nullptr && reply->owner != XCB_WINDOW_NONE;
+    }
+
+    bool nativeEventFilter(const QByteArray& type, void* message, qintptr* /*result*/) override {
+        if (type != "xcb_generic_event_t") {
+            return false;
+        }
+        const auto* event = static_cast<const xcb_generic_event_t*>(message);
+        constexpr unsigned sentEvent = 0x80;
+        if ((event->response_type & ~sentEvent) == XCB_CLIENT_MESSAGE) {
+            const auto* clientMessage = static_cast<const xcb_client_message_event_t*>(message);
+            if (clientMessage->type == manager_ && clientMessage->data.data32[1] == selection_) {
+                QMetaObject::invokeMethod(&context_, announced_, Qt::QueuedConnection);
+            }
+        }
+        return false;
+    }
+
+  private:
+    xcb_connection_t* connection_;
+    std::function<void()> announced_;
+    QObject context_;
+    xcb_atom_t selection_ = XCB_ATOM_NONE;
+    xcb_atom_t manager_ = XCB_ATOM_NONE;
+};
+
+XEmbedTray::XEmbedTray(std::function<void()> announced) {
+    if (xcb_connection_t* connection = x11Connection()) {
+        selection_ = std::make_unique<Selection>(connection, std::move(announced));
+    }
+}
+
+XEmbedTray::~XEmbedTray() = default;
+
+bool XEmbedTray::isPresent() const {
+    return selection_ != nullptr && selection_->hasOwner();
+}
+
+} // namespace kestrelnet

@@ -1,0 +1,17 @@
+// SPDX-License-Identifier: MIT
+// The toolkit follows the system by itself.
+#include "platform/Appearance.h"
+
+namespace kestrelnet {
+
+class Appearance::Setting {};
+
+Appearance::Appearance(Changed /*changed*/) {}
+
+Appearance::~Appearance() = default;
+
+ColorScheme Appearance::colorScheme() const {
+    return ColorScheme::noPreference;
+}
+
+} // namespace kestrelnet

@@ -1,0 +1,71 @@
+// SPDX-License-Identifier: MIT
+// The system itself keeps a bundle to one instance, and hands links to it as events.
+#include "platform/ApplicationInstance.h"
+
+#include <QCoreApplication>
+#include <QFileOpenEvent>
+#include <QMetaObject>
+#include <QUrl>
+
+#include <utility>
+
+namespace kestrelnet {
+
+class ApplicationInstance::Service : public QObject {
+  public:
+    Service() { QCoreApplication::instance()->installEventFilter(this); }
+
+    void add(std::vector<std::string> urls) {
+        for (std::string& url : urls) {
+            urls_.push_back(std::move(url));
+        }
+        deliverLater();
+    }
+
+    void setHandlers(Handlers handlers) {
+        open_ = std::move(handlers.open);
+        deliverLater();
+    }
+
+    bool eventFilter(QObject* /*watched*/, QEvent* event) override {
+        if (event->type() != QEvent::FileOpen) {
+            return false;
+        }
+        add({static_cast<QFileOpenEvent*>(event)->url().toEncoded().toStdString()});
+        return true;
+    }
+
+  private:
+    void deliverLater() {
+        QMetaObject::invokeMethod(
+            this, [this] { deliver(); }, Qt::QueuedConnection);
+    }
+
+    void deliver() {
+        if (open_) {
+            for (std::string& url : std::exchange(urls_, {})) {
+                open_(std::move(url));
+            }
+        }
+    }
+
+    std::function<void(std::string)> open_;
+    std::vector<std::string> urls_;
+};
+
+ApplicationInstance::ApplicationInstance() : service_(std::make_unique<Service>()) {}
+
+ApplicationInstance::~ApplicationInstance() = default;
+
+ApplicationInstance::Acquisition
+ApplicationInstance::acquire(std::vector<std::string> urls,
+                             std::chrono::milliseconds /*patience*/) {
+    service_->add(std::move(urls));
+    return Acquisition::acquired;
+}
+
+void ApplicationInstance::setHandlers(Handlers handlers) {
+    service_->setHandlers(std::move(handlers));
+}
+
+} // namespace kestrelnet

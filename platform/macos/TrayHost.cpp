@@ -1,0 +1,29 @@
+// SPDX-License-Identifier: MIT
+// The menu bar is always there.
+#include "platform/TrayHost.h"
+
+#include <QMetaObject>
+#include <QObject>
+
+#include <utility>
+
+namespace kestrelnet {
+
+class TrayHost::Watch {
+  public:
+    explicit Watch(std::function<void()> appeared) {
+        if (appeared) {
+            QMetaObject::invokeMethod(&context_, std::move(appeared), Qt::QueuedConnection);
+        }
+    }
+
+  private:
+    QObject context_;
+};
+
+TrayHost::TrayHost(Handlers handlers)
+    : watch_(std::make_unique<Watch>(std::move(handlers.appeared))) {}
+
+TrayHost::~TrayHost() = default;
+
+} // namespace kestrelnet

@@ -1,0 +1,216 @@
+// SPDX-License-Identifier: MIT
+#include "platform/Pipe.h"
+
+#include "tests/support/Collector.h"
+#include "tests/support/Waiting.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <array>
+#include <atomic>
+#include <fcntl.h>
+#include <future>
+#include <unistd.h>
+#include <utility>
+
+namespace kestrelnet {
+namespace {
+
+using testing::ElementsAre;
+
+/// A handle on a pipe that the test writes to.
+class PipeTest : public testing::Test {
+  protected:
+    PipeTest() {
+        std::array<int, 2> ends{};
+        if (::pipe2(ends.data(), O_CLOEXEC) == 0) {
+            handle = FileHandle::create(ends[0]);
+            writing_ = ends[1];
+        }
+    }
+    ~PipeTest() override { closeWriting(); }
+
+    void write(std::string_view bytes) const {
+        ASSERT_EQ(::write(writing_, bytes.data(), bytes.size()),
+                  static_cast<ssize_t>(bytes.size()));
+    }
+    /// Writes until the pipe takes no more; returns how many bytes it took.
+    std::size_t fill() const {
+        ::fcntl(writing_, F_SETFL, O_NONBLOCK);
+        const std::string piece(4096, 'x');
+        std::size_t taken = 0;
+        while (taken < most && ::write(writing_, piece.data(), piece.size()) ==
+                                   static_cast<ssize_t>(piece.size())) {
+            taken += piece.size();
+        }
+        return taken;
+    }
+    void closeWriting() {
+        if (writing_ >= 0) {
+            ::close(std::exchange(writing_, -1));
+        }
+    }
+
+    std::shared_ptr<FileHandle> handle;
+
+  private:
+    // More than any pipe holds.
+    static constexpr std::size_t most = std::size_t{16} << 20U;
+    int writing_ = -1;
+};
+
+TEST_F(PipeTest, deliversEachChunkAsItWasWritten) {
+    const auto collector = Collector::attachTo(*handle);
+    write("one\ntwo\n");
+    ASSERT_TRUE(waitFor([&] { return collector->chunks().size() == 1; }));
+    write("thr");
+    ASSERT_TRUE(waitFor([&] { return collector->chunks().size() == 2; }));
+    EXPECT_THAT(collector->chunks(), ElementsAre("one\ntwo\n", "thr"));
+}
+
+TEST_F(PipeTest, deliversWhatWasWrittenBeforeTheHandlerCame) {
+    write("early");
+    closeWriting();
+    const auto collector = Collector::attachTo(*handle);
+    ASSERT_TRUE(waitFor([&] { return collector->ends() == 1; }));
+    EXPECT_EQ(collector->text(), "early");
+}
+
+TEST_F(PipeTest, tellsTheEndOnceAndThenForgetsTheHandler) {
+    const auto collector = Collector::attachTo(*handle);
+    closeWriting();
+    // The handler holds the other reference: gone, it can never be called again.
+    ASSERT_TRUE(waitFor([&] { return collector.use_count() == 1; }));
+    EXPECT_EQ(collector->ends(), 1U);
+}
+
+TEST_F(PipeTest, aHandlerInstalledAfterTheEndIsNotCalledForEver) {
+    closeWriting();
+    const auto first = Collector::attachTo(*handle);
+    ASSERT_TRUE(waitFor([&] { return first->ends() == 1; }));
+    const auto second = Collector::attachTo(*handle);
+    handle->setReadabilityHandler({});
+    ASSERT_TRUE(waitFor([&] { return second.use_count() == 1; }));
+    EXPECT_LE(second->ends(), 1U);
+}
+
+TEST_F(PipeTest, availableDataTakesAllThatIsThereUpTo64KiB) {
+    const std::size_t written = fill();
+    ASSERT_GE(written, 65536U);
+    EXPECT_EQ(handle->availableData().size(), 65536U);
+}
+
+TEST_F(PipeTest, availableDataIsEmptyAtTheEnd) {
+    closeWriting();
+    EXPECT_EQ(handle->availableData(), "");
+}
+
+TEST_F(PipeTest, aRemovedHandlerIsCalledNoMoreAndItsThreadEnds) {
+    const std::size_t threads = runningThreads();
+    const auto collector = Collector::attachTo(*handle);
+    write("before");
+    ASSERT_TRUE(waitFor([&] { return collector->text() == "before"; }));
+    handle->setReadabilityHandler({});
+    ASSERT_TRUE(waitFor([&] { return collector.use_count() == 1; }));
+    EXPECT_TRUE(waitFor([&] { return runningThreads() <= threads; }));
+    write("after");
+    EXPECT_EQ(handle->availableData(), "after");
+    EXPECT_EQ(collector->text(), "before");
+}
+
+TEST_F(PipeTest, aHandlerMayRemoveItself) {
+    const auto calls = std::make_shared<std::atomic<int>>(0);
+    write("more than one byte");
+    handle->setReadabilityHandler([calls](FileHandle& readable) {
+        ++*calls;
+        readable.setReadabilityHandler({});
+    });
+    ASSERT_TRUE(waitFor([&] { return calls.use_count() == 1; }));
+    EXPECT_EQ(*calls, 1);
+    EXPECT_EQ(handle->availableData(), "more than one byte");
+}
+
+TEST_F(PipeTest, aHandlerInstalledAgainGoesOnWithWhatWaits) {
+    const auto first = Collector::attachTo(*handle);
+    write("one");
+    ASSERT_TRUE(waitFor([&] { return first->text() == "one"; }));
+    handle->setReadabilityHandler({});
+    const auto second = Collector::attachTo(*handle);
+    write("two");
+    // A call that was under way at the removal may have taken it.
+    ASSERT_TRUE(waitFor([&] { return first->text() + second->text() == "onetwo"; }));
+    write("three");
+    ASSERT_TRUE(waitFor([&] { return first->text() + second->text() == "onetwothree"; }));
+    EXPECT_TRUE(second->text().ends_with("three"));
+}
+
+TEST_F(PipeTest, removingDoesNotWaitForTheCallUnderWay) {
+    std::promise<void> entered;
+    std::promise<void> leave;
+    const auto calls = std::make_shared<std::atomic<int>>(0);
+    write("x");
+    handle->setReadabilityHandler([&entered, &leave, calls](FileHandle&) {
+        ++*calls;
+        entered.set_value();
+        leave.get_future().wait();
+    });
+    entered.get_future().wait();
+    handle->setReadabilityHandler({});
+    leave.set_value();
+    ASSERT_TRUE(waitFor([&] { return calls.use_count() == 1; }));
+    EXPECT_EQ(*calls, 1);
+}
+
+TEST_F(PipeTest, aHandlerThatDoesNotReturnSlowsTheWriterDown) {
+    std::promise<void> leave;
+    const std::shared_future<void> mayLeave = leave.get_future().share();
+    const auto collector = std::make_shared<Collector>();
+    handle->setReadabilityHandler([collector, mayLeave](FileHandle& readable) {
+        collector->handler()(readable);
+        mayLeave.wait();
+    });
+    write("first");
+    ASSERT_TRUE(waitFor([&] { return collector->text() == "first"; }));
+    // Nobody reads now: the pipe fills up, and stays full.
+    const std::size_t taken = fill();
+    EXPECT_EQ(fill(), 0U);
+    EXPECT_EQ(collector->text(), "first");
+    leave.set_value();
+    EXPECT_TRUE(waitFor([&] { return collector->text().size() == taken + 5; }));
+}
+
+TEST_F(PipeTest, aReaderLeftBehindEndsWithItsPipe) {
+    const std::size_t threads = runningThreads();
+    const auto collector = Collector::attachTo(*handle);
+    handle.reset();
+    write("still read");
+    ASSERT_TRUE(waitFor([&] { return collector->text() == "still read"; }));
+    closeWriting();
+    ASSERT_TRUE(waitFor([&] { return collector.use_count() == 1; }));
+    EXPECT_EQ(collector->ends(), 1U);
+    EXPECT_TRUE(waitFor([&] { return runningThreads() <= threads; }));
+}
+
+TEST(PipeLifeTest, noThreadAndNoDescriptorStays) {
+    const std::size_t threads = runningThreads();
+    const std::size_t descriptors = openDescriptors();
+    for (int round = 0; round < 100; ++round) {
+        Pipe pipe;
+        EXPECT_LE(runningThreads(), threads);
+        pipe.fileHandleForReading().setReadabilityHandler([](FileHandle&) {});
+        pipe.fileHandleForReading().setReadabilityHandler({});
+        ASSERT_TRUE(waitFor([&] { return runningThreads() <= threads; }));
+    }
+    EXPECT_TRUE(waitFor([&] { return openDescriptors() <= descriptors; }));
+}
+
+TEST(PipeLifeTest, aPipeThatGoesAwayTellsItsReaderTheEnd) {
+    auto pipe = std::make_unique<Pipe>();
+    const auto collector = Collector::attachTo(pipe->fileHandleForReading());
+    pipe.reset();
+    EXPECT_TRUE(waitFor([&] { return collector->ends() == 1; }));
+}
+
+} // namespace
+} // namespace kestrelnet

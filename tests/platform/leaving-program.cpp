@@ -1,0 +1,101 @@
+// SPDX-License-Identifier: MIT
+// leaving-program CASE [ARGUMENT]: a small application that leaves while something is under way,
+// and writes what happens to its standard output.
+#include "platform/Dispatch.h"
+#include "platform/Process.h"
+
+#include <QCoreApplication>
+
+#include <atomic>
+#include <future>
+#include <iostream>
+#include <string_view>
+#include <thread>
+
+namespace {
+
+using namespace kestrelnet;
+
+int leaveRunningChild(const char* executable) {
+    const auto process = Process::create();
+    process->executablePath = executable;
+    return process->run() ? 1 : 0;
+}
+
+/// The job that begins to leave runs; what waits then, and what comes later, does not.
+int leaveMainJobs(QCoreApplication& application) {
+    const auto queue = dispatch::mainQueue();
+    const auto say = [](const char* word) { return [word] { std::cout << word << '\n'; }; };
+    const auto post = [&queue, &say] {
+        queue->async(say("late"));
+        queue->asyncAfter(Seconds(0), say("late and delayed"));
+    };
+    queue->asyncAfter(Seconds(3600), say("delayed for long"));
+    queue->async([&] {
+        std::cout << "leaving\n";
+        QCoreApplication::quit();
+        post();
+    });
+    QObject::connect(&application, &QCoreApplication::aboutToQuit, &application, post);
+    application.exec();
+    post();
+    QCoreApplication::processEvents();
+    QCoreApplication::sendPostedEvents();
+    return 0;
+}
+
+/// A thread that waits for a job of the main queue is let go.
+int leaveWaiter(QCoreApplication& application) {
+    const auto queue = dispatch::mainQueue();
+    std::promise<void> posted;
+    std::thread waiter;
+    queue->async([&] {
+        QCoreApplication::quit();
+        waiter = std::thread([&queue, &posted] {
+            Queue& main = *queue;
+            asyncAndWait(main, [] { std::cout << "ran\n"; });
+            std::cout << "released\n";
+            posted.set_value();
+        });
+    });
+    application.exec();
+    posted.get_future().wait();
+    waiter.join();
+    return 0;
+}
+
+/// A background job that sleeps on for an hour.
+int leaveSleepingJob(QCoreApplication& application) {
+    static std::promise<void> asleep;
+    dispatch::mainQueue();
+    dispatch::backgroundQueue()->async([] {
+        asleep.set_value();
+        dispatch::systemClock()->sleep(Seconds(3600));
+    });
+    dispatch::backgroundQueue()->asyncAfter(Seconds(3600), [] {});
+    asleep.get_future().wait();
+    dispatch::mainQueue()->async([] { QCoreApplication::quit(); });
+    application.exec();
+    std::cout << "left\n";
+    return 0;
+}
+
+} // namespace
+
+int main(int count, char** arguments) {
+    QCoreApplication application(count, arguments);
+    const std::string_view name = count > 1 ? arguments[1] : "";
+    if (name == "running-child" && count == 3) {
+        return leaveRunningChild(arguments[2]);
+    }
+    if (name == "main-jobs") {
+        return leaveMainJobs(application);
+    }
+    if (name == "waiter") {
+        return leaveWaiter(application);
+    }
+    if (name == "sleeping-job") {
+        return leaveSleepingJob(application);
+    }
+    return 64;
+}

@@ -1,0 +1,25 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "core/TunnelManager.h"
+
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace kestrelnet {
+
+/// Reads the private members of the controller that no effect shows.
+struct TunnelManagerInspector {
+    static std::vector<std::string> logLines(const TunnelManager& manager) {
+        return manager.logLines_.lines();
+    }
+    static std::shared_ptr<Process> process(const TunnelManager& manager) {
+        return manager.tunnelProcess_;
+    }
+    static std::shared_ptr<Pipe> outputPipe(const TunnelManager& manager) {
+        return manager.outputPipe_;
+    }
+};
+
+} // namespace kestrelnet

@@ -1,0 +1,40 @@
+// SPDX-License-Identifier: MIT
+#include "tests/support/Waiting.h"
+
+#include <chrono>
+#include <filesystem>
+#include <iterator>
+#include <poll.h>
+
+namespace kestrelnet {
+
+namespace {
+
+std::size_t entries(const char* folder) {
+    using std::filesystem::directory_iterator;
+    return static_cast<std::size_t>(std::distance(directory_iterator(folder), {}));
+}
+
+} // namespace
+
+bool waitFor(const std::function<bool()>& condition) {
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+    while (!condition()) {
+        if (std::chrono::steady_clock::now() > deadline) {
+            return false;
+        }
+        // Leaves the processor to the others until the next look.
+        ::poll(nullptr, 0, 1);
+    }
+    return true;
+}
+
+std::size_t openDescriptors() {
+    return entries("/proc/self/fd");
+}
+
+std::size_t runningThreads() {
+    return entries("/proc/self/task");
+}
+
+} // namespace kestrelnet
