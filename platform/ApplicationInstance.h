@@ -43,7 +43,7 @@ class ApplicationInstance {
     /// To be called once. `urls` are the links that this process was started with: the instance
     /// opens them, be it this process or another one; when there are none, another one is
     /// activated. It gets up to `patience` to answer.
-    [[nodiscard]] Acquisition acquire(std::vector<std::string> urls = {},
+    [[nodiscard]] Acquisition acquire(const std::vector<std::string>& urls = {},
                                       std::chrono::milliseconds patience = std::chrono::seconds(4));
 
     /// From now on `handlers` are called, from the event loop and in the order of the requests.

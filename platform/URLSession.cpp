@@ -32,7 +32,7 @@ bool isComplete(const QNetworkReply& reply) {
 }
 
 Body body(QNetworkReply& reply) {
-    if (!isComplete(reply) || reply.bytesAvailable() > largestBody) {
+    if (!isComplete(reply)) {
         return std::nullopt;
     }
     return reply.readAll().toStdString();
@@ -62,6 +62,8 @@ void URLSession::data(const std::string& url, Completion completion) {
     }
     QNetworkRequest request(QUrl(QString::fromStdString(url)));
     request.setSslConfiguration(connection_->tls);
+    // Of a compressed body Qt does not notice that it breaks off.
+    request.setRawHeader("Accept-Encoding", "identity");
     // The network may change under the request and leave it without an answer for good.
     request.setTransferTimeout();
 

@@ -2,14 +2,14 @@
 #include "ui/KestrelnetApp.h"
 
 #include "core/TunnelManager.h"
+#include "ui/HelperAlert.h"
 #include "ui/SettingsWindow.h"
 #include "ui/SetupLink.h"
 #include "ui/Theme.h"
 #include "ui/TrayIcon.h"
 #include "ui/Windows.h"
 
-#include <QMessageBox>
-#include <QPushButton>
+#include <QPointer>
 
 #include <utility>
 
@@ -84,27 +84,8 @@ void KestrelnetApp::panelAppeared() {
     } else if (tunnel_->autoConnect() && tunnel_->helperInstalled) {
         tunnel_->connect();
     } else if (!tunnel_->helperInstalled) {
-        offerHelper();
+        bringToFront(*new HelperAlert(panel_.get()));
     }
-}
-
-void KestrelnetApp::offerHelper() {
-    helperAlert_ = new QMessageBox(panel_.get());
-    helperAlert_->setAttribute(Qt::WA_DeleteOnClose);
-    helperAlert_->setModal(false);
-    helperAlert_->setIcon(QMessageBox::Question);
-    helperAlert_->setTextFormat(Qt::PlainText);
-    helperAlert_->setWindowTitle(QStringLiteral("Install Privileged Helper?"));
-    helperAlert_->setText(QStringLiteral("Install Privileged Helper?"));
-    helperAlert_->setInformativeText(
-        QStringLiteral("Kestrelnet needs a one-time helper install to connect without asking for "
-                       "your password each time. This requires admin privileges."));
-    auto* const install =
-        helperAlert_->addButton(QStringLiteral("Install"), QMessageBox::AcceptRole);
-    auto* const later = helperAlert_->addButton(QStringLiteral("Later"), QMessageBox::RejectRole);
-    helperAlert_->setDefaultButton(install);
-    helperAlert_->setEscapeButton(later);
-    helperAlert_->show();
 }
 
 void KestrelnetApp::showSettingsWindow() {

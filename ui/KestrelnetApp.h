@@ -5,13 +5,10 @@
 #include "ui/Panel.h"
 
 #include <QObject>
-#include <QPointer>
 
 #include <functional>
 #include <memory>
 #include <string_view>
-
-class QMessageBox;
 
 namespace kestrelnet {
 
@@ -53,7 +50,6 @@ class KestrelnetApp final : public QObject {
     void togglePanel();
     Panel& panel();
     void panelAppeared();
-    void offerHelper();
     void prepareWindows();
     void after(Seconds delay, void (KestrelnetApp::*action)());
     void terminate() { outside_.terminate(); }
@@ -65,7 +61,6 @@ class KestrelnetApp final : public QObject {
     std::unique_ptr<Panel> panel_;
     std::unique_ptr<SettingsWindow> settings_;
     std::unique_ptr<TrayIcon> trayIcon_;
-    QPointer<QMessageBox> helperAlert_;
     bool hasCheckedFirstLaunch_ = false;
     bool hasExplainedWindow_ = false;
 };

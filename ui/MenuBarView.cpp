@@ -143,6 +143,8 @@ void MenuBarView::apply(const MenuBarContent& content) {
     showRow(*server_, content.server);
     applyAction(content);
     showRow(*lastLog_, content.lastLog);
+    // Now, for the window around to take the new size before it is shown or painted.
+    layout()->activate();
 }
 
 void MenuBarView::applyAction(const MenuBarContent& content) {

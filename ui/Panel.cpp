@@ -75,14 +75,17 @@ void Panel::explainWindow() {
 }
 
 void Panel::open() {
-    if (!isVisible()) {
-        view_->refresh();
-        view_->focusMainButton();
-        openedAt_ = QCursor::pos();
-        adjustSize();
-        place();
+    if (isVisible()) {
+        return bringToFront(*this);
     }
+    view_->refresh();
+    view_->focusMainButton();
+    openedAt_ = QCursor::pos();
+    adjustSize();
+    place();
     bringToFront(*this);
+    // Only now: what this opens comes in front of the panel.
+    context_.appeared();
 }
 
 void Panel::toggle() {
@@ -106,7 +109,10 @@ void Panel::hideUnlessOwnDialogIsActive() {
     if (active != nullptr && active->parentWidget() == this) {
         return;
     }
-    deactivatedAt_ = context_.clock->now();
+    // Where the activity went to a window of ours, no click on the tray icon took it.
+    if (active == nullptr) {
+        deactivatedAt_ = context_.clock->now();
+    }
     hide();
 }
 
@@ -142,13 +148,6 @@ void Panel::closeEvent(QCloseEvent* event) {
     if (form_ == Form::window && context_.closing == Closing::minimizes) {
         event->ignore();
         showMinimized();
-    }
-}
-
-void Panel::showEvent(QShowEvent* event) {
-    QWidget::showEvent(event);
-    if (!event->spontaneous()) {
-        context_.appeared();
     }
 }
 

@@ -74,8 +74,8 @@ int main(int count, char** arguments) {
 
     QApplication::setStyle(QStringLiteral("Fusion"));
     QApplication::setQuitOnLastWindowClosed(false);
-    QApplication::setApplicationName(QStringLiteral("com.kestrelnetvpn.app"));
-    QApplication::setApplicationDisplayName(QStringLiteral("Kestrelnet"));
+    // Serves as the display name, too. Set apart, that one would be added to each window's title.
+    QApplication::setApplicationName(QStringLiteral("Kestrelnet"));
     QApplication::setDesktopFileName(QStringLiteral("com.kestrelnetvpn.app"));
     const QtMessageHandler ordinary = qInstallMessageHandler(explainFatalMessage);
     int programNameOnly = 1;

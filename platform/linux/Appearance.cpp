@@ -29,9 +29,9 @@ QDBusPendingCall readColorScheme() {
     return QDBusConnection::sessionBus().asyncCall(read);
 }
 
-/// The portal wraps the value twice, though its documentation promises once.
+/// Portals wrap the value once more than their documentation says; some may come to follow it.
 ColorScheme colorSchemeFrom(QVariant value) {
-    while (value.canConvert<QDBusVariant>()) {
+    if (value.canConvert<QDBusVariant>()) {
         value = value.value<QDBusVariant>().variant();
     }
     switch (value.toUInt()) {

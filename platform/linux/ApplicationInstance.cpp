@@ -6,8 +6,8 @@
 #include <QDBusError>
 #include <QDBusMessage>
 #include <QDBusVirtualObject>
-#include <QMetaObject>
 #include <QStringList>
+#include <QTimer>
 #include <QVariantMap>
 
 #include <deque>
@@ -140,6 +140,11 @@ class Deadline {
 /// asks never waits for a handler.
 class ApplicationInstance::Service : public QDBusVirtualObject {
   public:
+    Service() {
+        delivery_.setSingleShot(true);
+        QObject::connect(&delivery_, &QTimer::timeout, this, [this] { deliver(); });
+    }
+
     ~Service() override {
         if (bus_.isConnected()) {
             bus_.unregisterObject(QLatin1String(applicationPath));
@@ -174,7 +179,7 @@ class ApplicationInstance::Service : public QDBusVirtualObject {
 
     void setHandlers(Handlers handlers) {
         handlers_ = std::move(handlers);
-        deliverLater();
+        delivery_.start(0);
     }
 
     QString introspect(const QString& /*path*/) const override {
@@ -189,17 +194,20 @@ class ApplicationInstance::Service : public QDBusVirtualObject {
         const QVariantList arguments = message.arguments();
         if (call == QLatin1String("Activatea{sv}")) {
             add({std::nullopt, activationToken(arguments[0])});
-        } else if (call == QLatin1String("Openasa{sv}")) {
+            return connection.send(message.createReply());
+        }
+        if (call == QLatin1String("Openasa{sv}")) {
             for (const QString& uri : arguments[0].toStringList()) {
                 add({uri.toStdString(), activationToken(arguments[1])});
             }
-        } else if (call == QLatin1String("ActivateActionsava{sv}")) {
+            return connection.send(message.createReply());
+        }
+        if (call == QLatin1String("ActivateActionsava{sv}")) {
             return connection.send(message.createErrorReply(
                 QDBusError::InvalidArgs, QStringLiteral("The application has no actions.")));
-        } else {
-            return false;
         }
-        return connection.send(message.createReply());
+        return connection.send(message.createErrorReply(
+            QDBusError::UnknownMethod, QStringLiteral("There is no method with these arguments.")));
     }
 
   private:
@@ -226,12 +234,7 @@ class ApplicationInstance::Service : public QDBusVirtualObject {
 
     void add(Request request) {
         requests_.push_back(std::move(request));
-        deliverLater();
-    }
-
-    void deliverLater() {
-        QMetaObject::invokeMethod(
-            this, [this] { deliver(); }, Qt::QueuedConnection);
+        delivery_.start(0);
     }
 
     void deliver() {
@@ -250,13 +253,15 @@ class ApplicationInstance::Service : public QDBusVirtualObject {
     QDBusConnection bus_ = QDBusConnection::sessionBus();
     std::optional<Handlers> handlers_;
     std::deque<Request> requests_;
+    /// Due in the next turn of the event loop.
+    QTimer delivery_;
 };
 
 ApplicationInstance::ApplicationInstance() : service_(std::make_unique<Service>()) {}
 
 ApplicationInstance::~ApplicationInstance() = default;
 
-ApplicationInstance::Acquisition ApplicationInstance::acquire(std::vector<std::string> urls,
+ApplicationInstance::Acquisition ApplicationInstance::acquire(const std::vector<std::string>& urls,
                                                               std::chrono::milliseconds patience) {
     return service_->acquire(urls, patience);
 }

@@ -13,8 +13,7 @@ class SignalReceiver : public QObject {
   public:
     explicit SignalReceiver(std::function<void()> received) : received_(std::move(received)) {}
 
-  public Q_SLOTS:
-    void receive() { received_(); }
+    Q_SLOT void receive() { received_(); }
 
   private:
     std::function<void()> received_;

@@ -9,8 +9,8 @@
 #include <QDBusPendingCallWatcher>
 #include <QDBusPendingReply>
 #include <QDBusVariant>
-#include <QMetaObject>
 #include <QObject>
+#include <QTimer>
 
 #include <utility>
 
@@ -40,13 +40,11 @@ QDBusPendingCall askForHost() {
 class TrayHost::Watch {
   public:
     explicit Watch(Handlers handlers) : handlers_(std::move(handlers)) {
-        xEmbedTray_ = std::make_unique<XEmbedTray>([this] { reportAppeared(); });
-        if (xEmbedTray_->isPresent()) {
-            later([this] { reportAppeared(); });
-            return;
-        }
-        if (!QDBusConnection::sessionBus().isConnected()) {
-            later([this] { reportAbsent(); });
+        look_.setSingleShot(true);
+        QObject::connect(&look_, &QTimer::timeout, &look_, [this] { look(); });
+        xEmbedTray_ = std::make_unique<XEmbedTray>([this] { look_.start(0); });
+        if (xEmbedTray_->isPresent() || !QDBusConnection::sessionBus().isConnected()) {
+            look_.start(0);
             return;
         }
         watcherOwner_ = std::make_unique<SessionBusSignal>(
@@ -60,10 +58,15 @@ class TrayHost::Watch {
     }
 
   private:
-    void later(std::function<void()> job) {
-        QMetaObject::invokeMethod(&context_, std::move(job), Qt::QueuedConnection);
+    void look() {
+        if (xEmbedTray_->isPresent()) {
+            reportAppeared();
+        } else {
+            reportAbsent();
+        }
     }
 
+    /// The session bus.
     void ask() {
         auto* answer = new QDBusPendingCallWatcher(askForHost(), &context_);
         QObject::connect(answer, &QDBusPendingCallWatcher::finished, &context_,
@@ -79,6 +82,7 @@ class TrayHost::Watch {
     }
 
     void reportAppeared() {
+        look_.stop();
         hostRegistered_.reset();
         watcherOwner_.reset();
         xEmbedTray_.reset();
@@ -96,6 +100,8 @@ class TrayHost::Watch {
     }
 
     Handlers handlers_;
+    /// Looks for the tray of X11 in the next turn of the event loop.
+    QTimer look_;
     std::unique_ptr<XEmbedTray> xEmbedTray_;
     std::unique_ptr<SessionBusSignal> watcherOwner_;
     std::unique_ptr<SessionBusSignal> hostRegistered_;

@@ -3,8 +3,6 @@
 
 #include <QAbstractNativeEventFilter>
 #include <QGuiApplication>
-#include <QMetaObject>
-#include <QObject>
 
 #include <cstdlib>
 #include <string_view>
@@ -77,7 +75,7 @@ class XEmbedTray::Selection : public QAbstractNativeEventFilter {
         if ((event->response_type & ~sentEvent) == XCB_CLIENT_MESSAGE) {
             const auto* clientMessage = static_cast<const xcb_client_message_event_t*>(message);
             if (clientMessage->type == manager_ && clientMessage->data.data32[1] == selection_) {
-                QMetaObject::invokeMethod(&context_, announced_, Qt::QueuedConnection);
+                announced_();
             }
         }
         return false;
@@ -86,7 +84,6 @@ class XEmbedTray::Selection : public QAbstractNativeEventFilter {
   private:
     xcb_connection_t* connection_;
     std::function<void()> announced_;
-    QObject context_;
     xcb_atom_t selection_ = XCB_ATOM_NONE;
     xcb_atom_t manager_ = XCB_ATOM_NONE;
 };

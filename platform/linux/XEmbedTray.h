@@ -10,7 +10,8 @@ namespace kestrelnet {
 /// none.
 class XEmbedTray {
   public:
-    /// `announced` is called from the event loop whenever a tray announces itself.
+    /// `announced` is called whenever a tray announces itself, in the midst of the toolkit's own
+    /// handling of events: it may take note, no more.
     explicit XEmbedTray(std::function<void()> announced);
     ~XEmbedTray();
     XEmbedTray(const XEmbedTray&) = delete;

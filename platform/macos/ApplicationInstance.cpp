@@ -15,10 +15,8 @@ class ApplicationInstance::Service : public QObject {
   public:
     Service() { QCoreApplication::instance()->installEventFilter(this); }
 
-    void add(std::vector<std::string> urls) {
-        for (std::string& url : urls) {
-            urls_.push_back(std::move(url));
-        }
+    void add(const std::vector<std::string>& urls) {
+        urls_.insert(urls_.end(), urls.begin(), urls.end());
         deliverLater();
     }
 
@@ -58,9 +56,9 @@ ApplicationInstance::ApplicationInstance() : service_(std::make_unique<Service>(
 ApplicationInstance::~ApplicationInstance() = default;
 
 ApplicationInstance::Acquisition
-ApplicationInstance::acquire(std::vector<std::string> urls,
+ApplicationInstance::acquire(const std::vector<std::string>& urls,
                              std::chrono::milliseconds /*patience*/) {
-    service_->add(std::move(urls));
+    service_->add(urls);
     return Acquisition::acquired;
 }
 

@@ -1,11 +1,12 @@
 // SPDX-License-Identifier: MIT
+#include "platform/Pipe.h"
+#include "platform/Process.h"
 #include "tests/support/TemporaryFolder.h"
 
 #include <gtest/gtest.h>
 
-#include <array>
-#include <cstdio>
 #include <filesystem>
+#include <memory>
 #include <string>
 
 namespace kestrelnet {
@@ -22,10 +23,19 @@ class BundleTest : public testing::Test {
 
     /// What the probe prints, run by a shell in the root.
     std::string run(const std::string& command) {
-        std::FILE* output = ::popen(("cd '" + root.string() + "' && " + command).c_str(), "r");
-        std::array<char, 4096> buffer{};
-        std::string text(buffer.data(), std::fread(buffer.data(), 1, buffer.size(), output));
-        EXPECT_EQ(::pclose(output), 0) << command;
+        const auto shell = Process::create();
+        shell->executablePath = "/bin/sh";
+        shell->arguments = {"-c", "cd '" + root.string() + "' && " + command};
+        shell->standardOutput = std::make_shared<Pipe>();
+        EXPECT_FALSE(shell->run().has_value());
+        std::string text;
+        FileHandle& output = shell->standardOutput->fileHandleForReading();
+        for (std::string part = output.availableData(); !part.empty();
+             part = output.availableData()) {
+            text += part;
+        }
+        shell->waitUntilExit();
+        EXPECT_EQ(shell->terminationStatus(), 0) << command;
         return text;
     }
 

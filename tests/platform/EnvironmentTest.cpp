@@ -6,6 +6,7 @@
 #include <array>
 #include <string>
 
+// NOLINTNEXTLINE(readability-redundant-declaration): not every system's headers have it.
 extern char** environ;
 
 namespace kestrelnet {

@@ -189,6 +189,17 @@ TEST_F(URLSessionTest, OversizedBodyFails) {
     EXPECT_EQ(getAnswer({.status = 500, .body = std::string(largestBody + 1, 'x')}), std::nullopt);
 }
 
+TEST_F(URLSessionTest, AServerThatCanCompressIsUnderstood) {
+    EXPECT_EQ(getAnswer({.body = "203.0.113.7", .compresses = true}), "203.0.113.7");
+    EXPECT_EQ(getAnswer({.body = std::string(20 * largestBody, 'x'), .compresses = true}),
+              std::nullopt);
+}
+
+TEST_F(URLSessionTest, TruncatedBodyOfAServerThatCanCompressFails) {
+    EXPECT_EQ(getAnswer({.body = "203.0.113.7", .ending = Ending::drops, .compresses = true}),
+              std::nullopt);
+}
+
 TEST_F(URLSessionTest, OversizedBodyFailsBeforeItsEnd) {
     EXPECT_EQ(getAnswer({.body = std::string(4 * largestBody, 'x'), .ending = Ending::stalls}),
               std::nullopt);

@@ -206,8 +206,8 @@ TEST_F(UserDefaultsTest, AFileThatIsOpenToOthersIsClosed) {
 TEST_F(UserDefaultsTest, MakesTheFolder) {
     const std::string deep = folder.file("not/yet/there/settings.conf");
     UserDefaults(deep).set(switchName, true);
-    EXPECT_TRUE(UserDefaults(deep).boolean(switchName));
     EXPECT_EQ(modeOf(deep), 0600U);
+    EXPECT_TRUE(UserDefaults(deep).boolean(switchName));
 }
 
 TEST_F(UserDefaultsTest, LeavesNothingElseBehind) {

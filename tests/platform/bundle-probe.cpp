@@ -8,5 +8,5 @@
 
 int main(int count, char** arguments) {
     const QCoreApplication application(count, arguments);
-    std::fputs(kestrelnet::bundle::mainBundlePath().c_str(), stdout);
+    return std::fputs(kestrelnet::bundle::mainBundlePath().c_str(), stdout) < 0 ? 1 : 0;
 }

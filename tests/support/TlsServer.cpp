@@ -57,8 +57,17 @@ QSslConfiguration certified(const TemporaryFolder& folder) {
     return configuration;
 }
 
+std::string compressed(const std::string& body) {
+    // Qt puts the length in front.
+    constexpr qsizetype lengthSize = 4;
+    return qCompress(QByteArray::fromStdString(body)).mid(lengthSize).toStdString();
+}
+
 void send(QSslSocket& socket, const TlsAnswer& answer) {
     std::string text = "HTTP/1.1 " + std::to_string(answer.status) + " Answer\r\n";
+    if (answer.compresses) {
+        text += "Content-Encoding: deflate\r\n";
+    }
     text += "Content-Length: " + std::to_string(answer.body.size()) + "\r\n";
     if (!answer.location.empty()) {
         text += "Location: " + answer.location + "\r\n";
@@ -152,6 +161,10 @@ void TlsServer::Server::answer(QSslSocket& socket) {
     } else if (number < answers.size()) {
         answer = answers[number];
     }
+    answer.compresses = answer.compresses && head.contains("deflate");
+    if (answer.compresses) {
+        answer.body = compressed(answer.body);
+    }
     const bool waits = answer.held && !released.contains(number);
     lock.unlock();
     if (waits) {
@@ -188,6 +201,7 @@ void TlsServer::release(std::size_t request) {
         const std::lock_guard lock(server_->mutex);
         server_->released.insert(request);
     }
+    // NOLINTNEXTLINE(clang-analyzer-cplusplus.NewDeleteLeaks): the event that is posted owns it.
     QMetaObject::invokeMethod(server_->listener, [server = server_.get(), request] {
         const auto waiting = server->held.extract(request);
         if (waiting && waiting.mapped().first) {

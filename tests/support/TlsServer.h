@@ -24,6 +24,8 @@ struct TlsAnswer {
     /// Where a redirect leads.
     std::string location = {};
     Ending ending = Ending::complete;
+    /// Compresses the body for a client that accepts that.
+    bool compresses = false;
     /// Sent only after release().
     bool held = false;
 };

@@ -30,7 +30,7 @@ class PrivateFolderTest : public testing::Test {
         if (::geteuid() != 0) {
             return "/root";
         }
-        const std::string path = folder.file("foreign");
+        std::string path = folder.file("foreign");
         makeFolder(path, 0700);
         EXPECT_EQ(::chown(path.c_str(), 65534, 65534), 0);
         return path;

@@ -8,7 +8,6 @@
 
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
 #include <string>
 
 namespace kestrelnet {
@@ -54,32 +53,6 @@ TEST_F(SystemTest, KeepsTheSettingsInTheUsersConfigurationFolder) {
     EXPECT_EQ(readFile(path), "[General]\nkestrelnet_auto_connect=true\n");
     EXPECT_EQ(std::filesystem::status(path).permissions(), std::filesystem::perms(0600));
     EXPECT_TRUE(UserDefaults::standard()->boolean("kestrelnet_auto_connect"));
-}
-
-/// Whether this process has loaded what a secure connection needs.
-bool hasLoadedTls() {
-    std::ifstream maps("/proc/self/maps");
-    for (std::string line; std::getline(maps, line);) {
-        if (line.find("/libssl.") != std::string::npos) {
-            return true;
-        }
-    }
-    return false;
-}
-
-std::ptrdiff_t threadCount() {
-    const std::filesystem::directory_iterator threads("/proc/self/task");
-    return std::distance(threads, {});
-}
-
-TEST_F(SystemTest, LoadsAndStartsNothingForTheNetworkBeforeTheFirstLookup) {
-    const auto threads = threadCount();
-    URLSession session;
-    EXPECT_FALSE(hasLoadedTls());
-    EXPECT_EQ(threadCount(), threads);
-    session.data("https://127.0.0.1:1", [](const auto&) {});
-    EXPECT_TRUE(hasLoadedTls());
-    EXPECT_GT(threadCount(), threads);
 }
 
 } // namespace

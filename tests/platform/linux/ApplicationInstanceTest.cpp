@@ -1,0 +1,228 @@
+// SPDX-License-Identifier: MIT
+#include "platform/ApplicationInstance.h"
+
+#include "tests/support/EventLoop.h"
+#include "tests/support/SessionBus.h"
+
+#include <QDBusPendingCall>
+#include <QDBusVirtualObject>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <vector>
+
+namespace kestrelnet {
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+using Acquisition = ApplicationInstance::Acquisition;
+
+[[maybe_unused]] auto* const bus = testing::AddGlobalTestEnvironment(new SessionBus);
+
+/// Another process of the application.
+class Probe : public ChildProgram {
+  public:
+    explicit Probe(const std::vector<std::string>& urls = {}, const std::string& patience = "10000",
+                   const Environment& variables = {})
+        : ChildProgram(command(urls, patience), variables) {}
+
+  private:
+    static std::vector<std::string> command(const std::vector<std::string>& urls,
+                                            const std::string& patience) {
+        std::vector<std::string> words{KESTRELNET_INSTANCE_PROBE, patience};
+        words.insert(words.end(), urls.begin(), urls.end());
+        return words;
+    }
+};
+
+/// An instance that takes requests and never answers.
+class MuteInstance : public QDBusVirtualObject {
+  public:
+    MuteInstance() {
+        EXPECT_TRUE(peer_.connection().registerVirtualObject(
+            QStringLiteral("/com/kestrelnetvpn/app"), this));
+        EXPECT_TRUE(peer_.connection().registerService(QStringLiteral("com.kestrelnetvpn.app")));
+    }
+
+    bool wasAsked() const { return asked_; }
+    QString introspect(const QString& /*path*/) const override { return {}; }
+    bool handleMessage(const QDBusMessage& /*message*/,
+                       const QDBusConnection& /*connection*/) override {
+        return asked_ = true;
+    }
+
+  private:
+    BusPeer peer_;
+    bool asked_ = false;
+};
+
+TEST(ApplicationProcessesTest, secondActivatesFirst) {
+    Probe first;
+    ASSERT_EQ(first.readLine(), "acquired");
+    Probe second;
+    EXPECT_EQ(second.readLine(), "passed on");
+    EXPECT_EQ(second.exitStatus(), 0);
+    EXPECT_EQ(first.readLine(), "activate");
+}
+
+TEST(ApplicationProcessesTest, linksOfSecondReachFirstAsTheyAre) {
+    Probe first;
+    ASSERT_EQ(first.readLine(), "acquired");
+    Probe second({"KESTRELNET://Setup?key=dev_%41b%2F%zz+", "kestrelnet:x\xc3\xa9"});
+    EXPECT_EQ(second.readLine(), "passed on");
+    EXPECT_EQ(first.readLine(), "open KESTRELNET://Setup?key=dev_%41b%2F%zz+");
+    EXPECT_EQ(first.readLine(), "open kestrelnet:x\xc3\xa9");
+}
+
+TEST(ApplicationProcessesTest, firstOpensItsOwnLinks) {
+    Probe first({"kestrelnet://setup?key=1", "kestrelnet://setup?key=2"});
+    EXPECT_EQ(first.readLine(), "acquired");
+    EXPECT_EQ(first.readLine(), "open kestrelnet://setup?key=1");
+    EXPECT_EQ(first.readLine(), "open kestrelnet://setup?key=2");
+}
+
+TEST(ApplicationProcessesTest, activationTokenOfSecondIsOffered) {
+    Probe first;
+    ASSERT_EQ(first.readLine(), "acquired");
+    Probe second({}, "10000", {{"XDG_ACTIVATION_TOKEN", "permit-1"}});
+    EXPECT_EQ(first.readLine(), "activate, token permit-1");
+    Probe third({"kestrelnet:a"}, "10000", {{"XDG_ACTIVATION_TOKEN", "permit-2"}});
+    EXPECT_EQ(first.readLine(), "open kestrelnet:a, token permit-2");
+    const Probe fourth;
+    EXPECT_EQ(first.readLine(), "activate") << "a permit is for one request";
+}
+
+TEST(ApplicationProcessesTest, frozenFirstDoesNotHoldUpSecond) {
+    Probe first;
+    ASSERT_EQ(first.readLine(), "acquired");
+    first.freeze();
+    Probe second({}, "300");
+    EXPECT_EQ(second.readLine(), "unresponsive");
+    first.thaw();
+    EXPECT_EQ(first.readLine(), "activate") << "late, but not lost";
+}
+
+TEST(ApplicationProcessesTest, patienceIsBoundedWithoutBeingAsked) {
+    Probe first;
+    ASSERT_EQ(first.readLine(), "acquired");
+    first.freeze();
+    ApplicationInstance second;
+    EXPECT_EQ(second.acquire(), Acquisition::unresponsive);
+}
+
+TEST(ApplicationProcessesTest, secondTakesOverWhenFirstDiesUnanswering) {
+    auto first = std::make_unique<MuteInstance>();
+    Probe second({"kestrelnet:kept"});
+    ASSERT_TRUE(waitUntil([&first] { return first->wasAsked(); }));
+    first.reset();
+    EXPECT_EQ(second.readLine(), "acquired");
+    EXPECT_EQ(second.readLine(), "open kestrelnet:kept");
+}
+
+TEST(ApplicationProcessesTest, nameIsFreeAfterFirstHasEnded) {
+    Probe first;
+    ASSERT_EQ(first.readLine(), "acquired");
+    first.terminate();
+    ASSERT_EQ(first.exitStatus(), std::nullopt);
+    Probe second;
+    EXPECT_EQ(second.readLine(), "acquired");
+}
+
+TEST(ApplicationProcessesTest, nameIsFreeAfterDestruction) {
+    auto first = std::make_unique<ApplicationInstance>();
+    ASSERT_EQ(first->acquire(), Acquisition::acquired);
+    first.reset();
+    roundTrip(QDBusConnection::sessionBus());
+    Probe second;
+    EXPECT_EQ(second.readLine(), "acquired");
+}
+
+/// The instance in this process, and somebody on the bus who calls it.
+class ApplicationInstanceTest : public testing::Test {
+  protected:
+    void SetUp() override { ASSERT_EQ(instance_.acquire(), Acquisition::acquired); }
+
+    void setHandlers() {
+        instance_.setHandlers(
+            {.activate = [this] { requests_.emplace_back("activate"); },
+             .open = [this](std::string url) { requests_.push_back(std::move(url)); }});
+    }
+
+    static QDBusMessage request(const char* member, const QVariantList& arguments) {
+        QDBusMessage message = QDBusMessage::createMethodCall(
+            QStringLiteral("com.kestrelnetvpn.app"), QStringLiteral("/com/kestrelnetvpn/app"),
+            QStringLiteral("org.freedesktop.Application"), QLatin1String(member));
+        message.setArguments(arguments);
+        return message;
+    }
+
+    QDBusMessage call(const char* member, const QVariantList& arguments) {
+        return answerTo(caller_.connection(), request(member, arguments));
+    }
+
+    bool waitForRequests(std::size_t count) {
+        return waitUntil([this, count] { return requests_.size() >= count; });
+    }
+
+    ApplicationInstance instance_;
+    BusPeer caller_;
+    std::vector<std::string> requests_;
+};
+
+TEST_F(ApplicationInstanceTest, requestsBeforeTheHandlersWaitInOrder) {
+    const QStringList urls{QStringLiteral("KESTRELNET://A?key=%20"), QStringLiteral("b:")};
+    EXPECT_EQ(call("Open", {urls, QVariantMap()}).type(), QDBusMessage::ReplyMessage);
+    EXPECT_EQ(call("Activate", {QVariantMap()}).type(), QDBusMessage::ReplyMessage);
+    setHandlers();
+    EXPECT_THAT(requests_, IsEmpty()) << "called from within setHandlers";
+    EXPECT_TRUE(waitForRequests(3));
+    EXPECT_THAT(requests_, ElementsAre("KESTRELNET://A?key=%20", "b:", "activate"));
+}
+
+TEST_F(ApplicationInstanceTest, answersBeforeTheHandlerIsDone) {
+    const QDBusPendingCall call =
+        caller_.connection().asyncCall(request("Activate", {QVariantMap()}));
+    bool answered = false;
+    instance_.setHandlers({.activate =
+                               [this, &call, &answered] {
+                                   answered = waitUntil([&call] { return call.isFinished(); });
+                                   requests_.emplace_back("activate");
+                               },
+                           .open = {}});
+    EXPECT_TRUE(waitForRequests(1));
+    EXPECT_TRUE(answered);
+}
+
+TEST_F(ApplicationInstanceTest, unknownActionIsAnError) {
+    setHandlers();
+    const QDBusMessage answer =
+        call("ActivateAction", {QStringLiteral("connect"), QVariantList(), QVariantMap()});
+    EXPECT_EQ(answer.errorName().toStdString(), "org.freedesktop.DBus.Error.InvalidArgs");
+    EXPECT_THAT(requests_, IsEmpty());
+}
+
+TEST_F(ApplicationInstanceTest, malformedCallsAreErrors) {
+    setHandlers();
+    const std::string unknown = "org.freedesktop.DBus.Error.UnknownMethod";
+    EXPECT_EQ(call("Activate", {}).errorName().toStdString(), unknown);
+    EXPECT_EQ(
+        call("Open", {QStringLiteral("kestrelnet:a"), QVariantMap()}).errorName().toStdString(),
+        unknown);
+    EXPECT_EQ(call("Quit", {}).errorName().toStdString(), unknown);
+    EXPECT_THAT(requests_, IsEmpty());
+}
+
+TEST_F(ApplicationInstanceTest, describesItself) {
+    const QDBusMessage answer = answerTo(
+        caller_.connection(),
+        QDBusMessage::createMethodCall(
+            QStringLiteral("com.kestrelnetvpn.app"), QStringLiteral("/com/kestrelnetvpn/app"),
+            QStringLiteral("org.freedesktop.DBus.Introspectable"), QStringLiteral("Introspect")));
+    ASSERT_FALSE(answer.arguments().isEmpty());
+    EXPECT_TRUE(answer.arguments().constFirst().toString().contains(
+        QLatin1String("<interface name=\"org.freedesktop.Application\">")));
+}
+
+} // namespace
+} // namespace kestrelnet

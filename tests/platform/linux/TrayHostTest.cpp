@@ -1,0 +1,161 @@
+// SPDX-License-Identifier: MIT
+#include "platform/TrayHost.h"
+
+#include "tests/support/EventLoop.h"
+#include "tests/support/SessionBus.h"
+
+#include <QDBusVariant>
+#include <QDBusVirtualObject>
+
+#include <gtest/gtest.h>
+#include <memory>
+
+namespace kestrelnet {
+namespace {
+
+[[maybe_unused]] auto* const bus = testing::AddGlobalTestEnvironment(new SessionBus);
+
+constexpr auto watcherName = "org.kde.StatusNotifierWatcher";
+constexpr auto watcherPath = "/StatusNotifierWatcher";
+
+/// The desktop's registry of tray icons and of the hosts that show them.
+class FakeWatcher : public QDBusVirtualObject {
+  public:
+    explicit FakeWatcher(bool hasHost) : hasHost_(hasHost) {
+        EXPECT_TRUE(peer_.connection().registerVirtualObject(QLatin1String(watcherPath), this));
+        EXPECT_TRUE(peer_.connection().registerService(QLatin1String(watcherName)));
+    }
+
+    const QDBusConnection& connection() { return peer_.connection(); }
+    int questions() const { return questions_; }
+
+    void registerHost() {
+        hasHost_ = true;
+        EXPECT_TRUE(peer_.connection().send(
+            QDBusMessage::createSignal(QLatin1String(watcherPath), QLatin1String(watcherName),
+                                       QStringLiteral("StatusNotifierHostRegistered"))));
+    }
+
+    QString introspect(const QString& /*path*/) const override { return {}; }
+
+    bool handleMessage(const QDBusMessage& message, const QDBusConnection& connection) override {
+        const QVariantList expected{QLatin1String(watcherName),
+                                    QStringLiteral("IsStatusNotifierHostRegistered")};
+        if (message.member() != QLatin1String("Get") || message.arguments() != expected) {
+            return false;
+        }
+        ++questions_;
+        return connection.send(message.createReply(QVariant::fromValue(QDBusVariant(hasHost_))));
+    }
+
+  private:
+    BusPeer peer_;
+    bool hasHost_;
+    int questions_ = 0;
+};
+
+class TrayHostTest : public testing::Test {
+  protected:
+    void watch() {
+        host_ = std::make_unique<TrayHost>(TrayHost::Handlers{.appeared = [this] { ++appeared_; },
+                                                              .absent = [this] { ++absent_; }});
+    }
+
+    bool waitForAppeared() {
+        return waitUntil([this] { return appeared_ > 0; });
+    }
+
+    bool waitForAbsent() {
+        return waitUntil([this] { return absent_ > 0; });
+    }
+
+    int appeared_ = 0;
+    int absent_ = 0;
+    std::unique_ptr<TrayHost> host_;
+};
+
+TEST_F(TrayHostTest, hostIsThereBefore) {
+    const FakeWatcher watcher(true);
+    watch();
+    EXPECT_EQ(appeared_, 0) << "called from within the constructor";
+    EXPECT_TRUE(waitForAppeared());
+    EXPECT_EQ(appeared_, 1);
+    EXPECT_EQ(absent_, 0);
+}
+
+TEST_F(TrayHostTest, watcherAndHostComeLate) {
+    watch();
+    EXPECT_EQ(absent_, 0) << "called from within the constructor";
+    ASSERT_TRUE(waitForAbsent());
+    EXPECT_EQ(appeared_, 0);
+    const FakeWatcher watcher(true);
+    EXPECT_TRUE(waitForAppeared());
+    EXPECT_EQ(absent_, 1);
+}
+
+TEST_F(TrayHostTest, watcherGetsItsHostLate) {
+    FakeWatcher watcher(false);
+    watch();
+    ASSERT_TRUE(waitForAbsent());
+    EXPECT_EQ(appeared_, 0);
+    watcher.registerHost();
+    EXPECT_TRUE(waitForAppeared());
+    EXPECT_EQ(absent_, 1);
+}
+
+TEST_F(TrayHostTest, watcherRestartsWithHost) {
+    auto watcher = std::make_unique<FakeWatcher>(false);
+    watch();
+    ASSERT_TRUE(waitForAbsent());
+    watcher.reset();
+    watcher = std::make_unique<FakeWatcher>(false);
+    ASSERT_TRUE(waitUntil([&watcher] { return watcher->questions() > 0; }));
+    EXPECT_EQ(appeared_, 0);
+    watcher.reset();
+    watcher = std::make_unique<FakeWatcher>(true);
+    EXPECT_TRUE(waitForAppeared());
+    EXPECT_EQ(absent_, 1);
+}
+
+TEST_F(TrayHostTest, watchesNothingOnceAppeared) {
+    FakeWatcher watcher(true);
+    watch();
+    ASSERT_TRUE(waitForAppeared());
+    watcher.registerHost();
+    roundTrip(watcher.connection());
+    roundTrip(QDBusConnection::sessionBus());
+    const TrayHost other({.appeared = [this] { ++appeared_; }, .absent = {}});
+    ASSERT_TRUE(waitUntil([this] { return appeared_ == 2; }));
+    EXPECT_EQ(watcher.questions(), 2) << "one each";
+}
+
+TEST_F(TrayHostTest, mayBeDestroyedByItsHandlers) {
+    host_ = std::make_unique<TrayHost>(TrayHost::Handlers{.appeared = {}, .absent = [this] {
+                                                              host_.reset();
+                                                              ++absent_;
+                                                          }});
+    EXPECT_TRUE(waitForAbsent());
+
+    const FakeWatcher watcher(true);
+    host_ = std::make_unique<TrayHost>(TrayHost::Handlers{.appeared =
+                                                              [this] {
+                                                                  host_.reset();
+                                                                  ++appeared_;
+                                                              },
+                                                          .absent = {}});
+    EXPECT_TRUE(waitForAppeared());
+}
+
+TEST_F(TrayHostTest, callsNobodyOnceDestroyed) {
+    const FakeWatcher watcher(true);
+    watch();
+    host_.reset();
+    int later = 0;
+    host_ = std::make_unique<TrayHost>(
+        TrayHost::Handlers{.appeared = [&later] { ++later; }, .absent = {}});
+    EXPECT_TRUE(waitUntil([&later] { return later > 0; }));
+    EXPECT_EQ(appeared_ + absent_, 0);
+}
+
+} // namespace
+} // namespace kestrelnet

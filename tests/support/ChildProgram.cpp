@@ -1,0 +1,130 @@
+// SPDX-License-Identifier: MIT
+#include "tests/support/ChildProgram.h"
+
+#include <array>
+#include <chrono>
+#include <csignal>
+#include <fcntl.h>
+#include <poll.h>
+#include <sys/prctl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+#include <utility>
+
+namespace kestrelnet {
+
+namespace {
+
+std::vector<char*> pointers(std::vector<std::string>& texts) {
+    std::vector<char*> result;
+    result.reserve(texts.size() + 1);
+    for (std::string& text : texts) {
+        result.push_back(text.data());
+    }
+    result.push_back(nullptr);
+    return result;
+}
+
+[[noreturn]] void become(char* const* command, char* const* environment, int output) {
+    ::prctl(PR_SET_PDEATHSIG, SIGKILL);
+    ::dup2(::open("/dev/null", O_RDONLY | O_CLOEXEC), STDIN_FILENO);
+    ::dup2(output, STDOUT_FILENO);
+    ::execvpe(*command, command, environment);
+    ::_exit(127);
+}
+
+} // namespace
+
+ChildProgram::ChildProgram(std::vector<std::string> command, const Environment& variables) {
+    Environment environment = currentEnvironment();
+    for (const auto& [name, value] : variables) {
+        environment[name] = value;
+    }
+    std::vector<std::string> entries;
+    for (const auto& [name, value] : environment) {
+        entries.emplace_back(name).append("=").append(value);
+    }
+    const std::vector<char*> arguments = pointers(command);
+    const std::vector<char*> entryPointers = pointers(entries);
+    std::array<int, 2> ends{-1, -1};
+    if (::pipe2(ends.data(), O_CLOEXEC) != 0) {
+        return;
+    }
+    output_ = ends[0];
+    pid_ = ::fork();
+    if (pid_ == 0) {
+        become(arguments.data(), entryPointers.data(), ends[1]);
+    }
+    ::close(ends[1]);
+}
+
+ChildProgram::~ChildProgram() {
+    ::close(output_);
+    if (pid_ > 0) {
+        kill();
+        ::waitpid(pid_, nullptr, 0);
+    }
+}
+
+std::optional<std::string> ChildProgram::readLine() {
+    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+    for (;;) {
+        if (const auto length = pending_.find('\n'); length != std::string::npos) {
+            std::string line = pending_.substr(0, length);
+            pending_.erase(0, length + 1);
+            return line;
+        }
+        const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(
+            end - std::chrono::steady_clock::now());
+        pollfd readable{.fd = output_, .events = POLLIN, .revents = 0};
+        if (left.count() <= 0 || ::poll(&readable, 1, static_cast<int>(left.count())) <= 0) {
+            return std::nullopt;
+        }
+        std::array<char, 4096> chunk{};
+        const ssize_t size = ::read(output_, chunk.data(), chunk.size());
+        if (size <= 0) {
+            return std::nullopt;
+        }
+        pending_.append(chunk.data(), static_cast<std::size_t>(size));
+    }
+}
+
+void ChildProgram::terminate() const {
+    if (pid_ > 0) {
+        ::kill(pid_, SIGTERM);
+    }
+}
+
+void ChildProgram::kill() const {
+    if (pid_ > 0) {
+        ::kill(pid_, SIGKILL);
+    }
+}
+
+void ChildProgram::freeze() const {
+    if (pid_ > 0) {
+        ::kill(pid_, SIGSTOP);
+        siginfo_t state{};
+        ::waitid(P_PID, static_cast<id_t>(pid_), &state, WSTOPPED | WEXITED | WNOWAIT);
+    }
+}
+
+void ChildProgram::thaw() const {
+    if (pid_ > 0) {
+        ::kill(pid_, SIGCONT);
+    }
+}
+
+std::optional<int> ChildProgram::exitStatus() {
+    while (readLine()) {
+    }
+    pollfd output{.fd = output_, .events = 0, .revents = 0};
+    if (pid_ <= 0 || ::poll(&output, 1, 0) <= 0) {
+        return std::nullopt;
+    }
+    int status = 0;
+    ::waitpid(std::exchange(pid_, -1), &status, 0);
+    return WIFEXITED(status) ? std::optional(WEXITSTATUS(status)) : std::nullopt;
+}
+
+} // namespace kestrelnet
