@@ -41,6 +41,7 @@ struct TrayHost::Callbacks {
         auto& self = *static_cast<TrayHost*>(host);
         self.registered_ = now();
         self.item_ = sd_bus_message_get_sender(call);
+        self.look();
         return sd_bus_reply_method_return(call, "");
     }
 
@@ -49,7 +50,9 @@ struct TrayHost::Callbacks {
     }
 
     static int newIcon(sd_bus_message*, void* host, sd_bus_error*) {
-        static_cast<TrayHost*>(host)->iconChanged_ = now();
+        auto& self = *static_cast<TrayHost*>(host);
+        self.iconChanged_ = now();
+        self.look();
         return 0;
     }
 };
@@ -88,6 +91,14 @@ void TrayHost::process() {
 
 int TrayHost::descriptor() const {
     return sd_bus_get_fd(bus_);
+}
+
+/// Asks for all that a tray shows of an item, as they do; this one has no use for the answer.
+void TrayHost::look() {
+    check(sd_bus_call_method_async(bus_, nullptr, item_.c_str(), itemPath,
+                                   "org.freedesktop.DBus.Properties", "GetAll", nullptr, nullptr,
+                                   "s", itemInterface),
+          "the item cannot be looked at");
 }
 
 void TrayHost::forget() {

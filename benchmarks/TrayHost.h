@@ -39,6 +39,8 @@ class TrayHost {
   private:
     struct Callbacks;
 
+    void look();
+
     sd_bus* bus_ = nullptr;
     std::string item_;
     std::optional<Time> registered_;

@@ -2,7 +2,7 @@
 // The whole application from outside, against a bare Qt program with a tray icon: its start, its
 // memory, its rest, its panel, and how fast its icon follows the client.
 //
-// Runs on the quiet desktop, where the helper is a client that stays silent.
+// Runs on the quiet desktop, where the helper is a client that stays silent for a minute.
 
 #include "benchmarks/ChildProcess.h"
 #include "benchmarks/Figures.h"
@@ -26,7 +26,7 @@ namespace {
 using namespace kestrelnet::benchmarks;
 using namespace std::chrono_literals;
 
-constexpr int startRuns = 7;
+constexpr int startRuns = 15;
 constexpr int panelRuns = 9;
 constexpr int routeRuns = 5;
 constexpr int routesPerRun = 10;
