@@ -14,6 +14,8 @@ namespace kestrelnet {
 /// thread only, with the Qt application made.
 class ApplicationInstance {
   public:
+    /// Where the compositor grants the raising of windows request by request, the toolkit can make
+    /// use of the grant while the handler runs, and only then. So windows are to be raised at once.
     struct Handlers {
         /// The user started the application once more: come forward.
         std::function<void()> activate;
