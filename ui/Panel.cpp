@@ -109,7 +109,10 @@ void Panel::hideUnlessOwnDialogIsActive() {
     if (active != nullptr && active->parentWidget() == this) {
         return;
     }
-    deactivatedAt_ = context_.clock->now();
+    // Where the activity went to a window of ours, no click on the tray icon took it.
+    if (active == nullptr) {
+        deactivatedAt_ = context_.clock->now();
+    }
     hide();
 }
 

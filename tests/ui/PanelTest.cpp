@@ -29,7 +29,9 @@ class PanelTest : public WidgetTest {
     static bool becomesActive(QWidget& window) {
         return waitUntil([&window] { return window.isActiveWindow(); });
     }
-    /// The user clicks on something else.
+    /// The user clicks on the tray or on another program's window.
+    static void leave() { QApplication::setActiveWindow(nullptr); }
+    /// The user goes to another window of this program.
     void takeActivity() {
         other.show();
         other.activateWindow();
@@ -112,7 +114,7 @@ TEST_F(PanelTest, ClicksOnTheIconOpenAndCloseIt) {
 TEST_F(PanelTest, AClickThatFirstTakesTheActivityAwayClosesIt) {
     popup->toggle();
     ASSERT_TRUE(becomesActive(*popup));
-    takeActivity();
+    leave();
     time.advance(200ms);
     popup->toggle();
     EXPECT_FALSE(popup->isVisible());
@@ -124,7 +126,7 @@ TEST_F(PanelTest, AClickThatReportsItselfFirstClosesIt) {
     popup->toggle();
     ASSERT_TRUE(becomesActive(*popup));
     popup->toggle();
-    takeActivity();
+    leave();
     EXPECT_FALSE(popup->isVisible());
     popup->toggle();
     EXPECT_TRUE(popup->isVisible());
@@ -133,8 +135,16 @@ TEST_F(PanelTest, AClickThatReportsItselfFirstClosesIt) {
 TEST_F(PanelTest, OpensAgainSomeTimeAfterItLostTheActivity) {
     popup->toggle();
     ASSERT_TRUE(becomesActive(*popup));
-    takeActivity();
+    leave();
     time.advance(300ms);
+    popup->toggle();
+    EXPECT_TRUE(popup->isVisible());
+}
+
+TEST_F(PanelTest, OpensAtOnceAfterAnotherWindowOfThisProgramClosedIt) {
+    popup->toggle();
+    ASSERT_TRUE(becomesActive(*popup));
+    takeActivity();
     popup->toggle();
     EXPECT_TRUE(popup->isVisible());
 }
