@@ -53,7 +53,10 @@ bool draw(const QString& folder, const QString& path) {
     }
     shield.render(&painter, place);
     painter.end();
-    return image.save(path);
+    QFile file(path);
+    return file.open(QIODevice::WriteOnly) &&
+           file.write(reinterpret_cast<const char*>(image.constBits()), image.sizeInBytes()) ==
+               image.sizeInBytes();
 }
 
 } // namespace
