@@ -13,6 +13,9 @@ fail() {
     exit 1
 }
 
+# The compiler's cache stays in the build folder too, unless somebody has chosen another place.
+export CCACHE_DIR=${CCACHE_DIR:-$root/build/ccache}
+
 cores() { nproc 2>/dev/null || echo 1; }
 
 # build PRESET [TARGET...]

@@ -11,9 +11,11 @@ import tempfile
 
 from gi.repository import Gio, GLib
 
+from bus import call
 from waiting import NotSeen, wait_until
 
 PANEL_HEIGHT = 32
+GROUND = "#51697a"
 
 # The tray stands at the right end of a panel along the upper edge, as on many desktops.
 PANEL_CONFIGURATION = f"""<?xml version="1.0" encoding="UTF-8"?>
@@ -96,6 +98,7 @@ class VirtualDesktop:
         enable_accessibility(bus)
         self._spawn("openbox")
         wait_until(self._has_window_manager, 20, "The window manager did not come up.")
+        self._run("display", "-window", "root", "-size", self.size, f"xc:{GROUND}")
         self._spawn("xfce4-panel", "--disable-wm-check")
         wait_until(lambda: has_tray(bus), 30, "The desktop's panel did not offer a tray.")
         bus.close_sync()
@@ -140,9 +143,11 @@ class VirtualDesktop:
             reading, 20, "The session bus did not start.")
 
     def _has_window_manager(self):
-        answer = subprocess.run(["xprop", "-root", "_NET_SUPPORTING_WM_CHECK"],
-                                env=self.environment, capture_output=True, text=True, check=False)
-        return "window id" in answer.stdout
+        return b"window id" in self._run("xprop", "-root", "_NET_SUPPORTING_WM_CHECK")
+
+    def _run(self, *command):
+        return subprocess.run(command, env=self.environment, stdin=subprocess.DEVNULL,
+                              stdout=subprocess.PIPE, stderr=self._log, check=False).stdout
 
     def _spawn(self, *command, pass_fds=()):
         try:
@@ -185,16 +190,10 @@ def enable_accessibility(bus):
 
 
 def has_tray(bus):
-    try:
-        answer = bus.call_sync(
-            "org.kde.StatusNotifierWatcher", "/StatusNotifierWatcher",
-            "org.freedesktop.DBus.Properties", "Get",
-            GLib.Variant("(ss)", ("org.kde.StatusNotifierWatcher",
-                                  "IsStatusNotifierHostRegistered")),
-            None, Gio.DBusCallFlags.NO_AUTO_START, 2000, None)
-    except GLib.Error:
-        return False
-    return answer.unpack()[0]
+    return call(bus, "org.kde.StatusNotifierWatcher", "/StatusNotifierWatcher",
+                "org.freedesktop.DBus.Properties", "Get",
+                GLib.Variant("(ss)", ("org.kde.StatusNotifierWatcher",
+                                      "IsStatusNotifierHostRegistered")))
 
 
 def children():

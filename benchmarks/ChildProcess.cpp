@@ -1,0 +1,92 @@
+// SPDX-License-Identifier: MIT
+#include "benchmarks/ChildProcess.h"
+
+#include <array>
+#include <cmath>
+#include <csignal>
+#include <filesystem>
+#include <fstream>
+#include <optional>
+#include <poll.h>
+#include <spawn.h>
+#include <sys/syscall.h>
+#include <sys/wait.h>
+#include <system_error>
+#include <unistd.h>
+
+extern char** environ; // NOLINT(readability-redundant-declaration): not declared everywhere.
+
+namespace kestrelnet::benchmarks {
+
+namespace {
+
+constexpr int endBound = 5000;
+
+std::filesystem::path folder(pid_t pid) {
+    return "/proc/" + std::to_string(pid);
+}
+
+/// The number behind `label`, which begins a line of the file; none when there is no such file.
+std::optional<double> valueOf(const std::filesystem::path& path, const std::string& label) {
+    std::ifstream file(path);
+    for (std::string line; std::getline(file, line);) {
+        if (line.starts_with(label)) {
+            return std::stod(line.substr(label.size()));
+        }
+    }
+    return std::nullopt;
+}
+
+} // namespace
+
+ChildProcess::ChildProcess(const std::string& path) : start_(now()) {
+    std::string name = path;
+    const std::array<char*, 2> arguments{name.data(), nullptr};
+    if (::posix_spawn(&pid_, path.c_str(), nullptr, nullptr, arguments.data(), environ) != 0) {
+        giveUp(path + " could not be started");
+    }
+}
+
+ChildProcess::~ChildProcess() {
+    ::kill(pid_, SIGTERM);
+    pollfd end{static_cast<int>(::syscall(SYS_pidfd_open, pid_, 0)), POLLIN, 0};
+    if (::poll(&end, 1, endBound) == 0) {
+        ::kill(pid_, SIGKILL);
+    }
+    ::close(end.fd);
+    ::waitpid(pid_, nullptr, 0);
+}
+
+Usage ChildProcess::usage() const {
+    constexpr double nanosecondsInAMillisecond = 1e6;
+    Usage result;
+    std::error_code error;
+    for (const auto& task : std::filesystem::directory_iterator(folder(pid_) / "task", error)) {
+        // A thread may end while it is looked at.
+        const auto status = task.path() / "status";
+        result.contextSwitches +=
+            std::lround(valueOf(status, "voluntary_ctxt_switches:").value_or(0) +
+                        valueOf(status, "nonvoluntary_ctxt_switches:").value_or(0));
+        result.milliseconds +=
+            valueOf(task.path() / "schedstat", "").value_or(0) / nanosecondsInAMillisecond;
+    }
+    return result;
+}
+
+double ChildProcess::memory() const {
+    constexpr double kibibytesInAMebibyte = 1024;
+    const auto kibibytes = valueOf(folder(pid_) / "smaps_rollup", "Pss:");
+    if (!kibibytes) {
+        giveUp("the memory of a program cannot be read: has it ended?");
+    }
+    return *kibibytes / kibibytesInAMebibyte;
+}
+
+pid_t ChildProcess::childIdentifier() const {
+    std::ifstream file(folder(pid_) / "task" / std::to_string(pid_) / "children");
+    pid_t child = 0;
+    file >> child;
+    return child;
+}
+
+} // namespace kestrelnet::benchmarks

@@ -1,0 +1,43 @@
+// SPDX-License-Identifier: MIT
+// A program under measurement, and what the kernel's accounts say about it.
+#pragma once
+
+#include "benchmarks/Figures.h"
+
+#include <string>
+#include <sys/types.h>
+
+namespace kestrelnet::benchmarks {
+
+/// What a process has used so far, over all its threads.
+struct Usage {
+    long contextSwitches = 0;
+    /// On a processor.
+    double milliseconds = 0;
+
+    bool operator==(const Usage&) const = default;
+};
+
+/// Runs from construction to destruction.
+class ChildProcess {
+  public:
+    explicit ChildProcess(const std::string& path);
+    ~ChildProcess();
+    ChildProcess(const ChildProcess&) = delete;
+    ChildProcess& operator=(const ChildProcess&) = delete;
+
+    pid_t identifier() const { return pid_; }
+    Time startTime() const { return start_; }
+
+    Usage usage() const;
+    /// The proportional set size, in MiB.
+    double memory() const;
+    /// A process that its main thread has started, or 0.
+    pid_t childIdentifier() const;
+
+  private:
+    Time start_;
+    pid_t pid_ = 0;
+};
+
+} // namespace kestrelnet::benchmarks

@@ -1,0 +1,128 @@
+// SPDX-License-Identifier: MIT
+#include "benchmarks/Screen.h"
+
+#include "benchmarks/Figures.h"
+
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+#include <set>
+#include <string_view>
+
+namespace kestrelnet::benchmarks {
+
+namespace {
+
+constexpr std::uint32_t backdrop = 0x00ff00ff;
+constexpr std::uint32_t colourBits = 0x00ffffff;
+/// Window managers keep tiny windows of their own.
+constexpr int smallestSide = 64;
+/// Text, symbols, lines and ground; a window that was only cleared has one.
+constexpr std::size_t fewestColours = 3;
+
+template <typename Reply>
+std::unique_ptr<Reply, decltype(&std::free)> owned(Reply* reply) {
+    return {reply, std::free};
+}
+
+} // namespace
+
+Screen::Screen() : connection_(xcb_connect(nullptr, nullptr)) {
+    if (xcb_connection_has_error(connection_) != 0) {
+        giveUp("there is no screen");
+    }
+    root_ = xcb_setup_roots_iterator(xcb_get_setup(connection_)).data->root;
+    const std::uint32_t values[] = {backdrop, XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY};
+    xcb_change_window_attributes(connection_, root_, XCB_CW_BACK_PIXEL | XCB_CW_EVENT_MASK, values);
+    xcb_clear_area(connection_, 0, root_, 0, 0, 0, 0);
+    xcb_flush(connection_);
+}
+
+Screen::~Screen() {
+    xcb_disconnect(connection_);
+}
+
+void Screen::process() {
+    while (const auto event = owned(xcb_poll_for_event(connection_))) {
+        handle(*event);
+    }
+    if (xcb_connection_has_error(connection_) != 0) {
+        giveUp("the screen has gone");
+    }
+}
+
+void Screen::handle(const xcb_generic_event_t& event) {
+    constexpr int sentMask = 0x7f;
+    switch (event.response_type & sentMask) {
+    case XCB_MAP_NOTIFY:
+        add(reinterpret_cast<const xcb_map_notify_event_t&>(event).window);
+        break;
+    case XCB_UNMAP_NOTIFY:
+        windows_.erase(reinterpret_cast<const xcb_unmap_notify_event_t&>(event).window);
+        break;
+    case XCB_DESTROY_NOTIFY:
+        windows_.erase(reinterpret_cast<const xcb_destroy_notify_event_t&>(event).window);
+        break;
+    case XCB_CONFIGURE_NOTIFY: {
+        const auto& change = reinterpret_cast<const xcb_configure_notify_event_t&>(event);
+        if (const auto window = windows_.find(change.window); window != windows_.end()) {
+            window->second = {change.x, change.y, change.width, change.height};
+        }
+        break;
+    }
+    default:
+        break;
+    }
+}
+
+void Screen::add(xcb_window_t window) {
+    const auto area =
+        owned(xcb_get_geometry_reply(connection_, xcb_get_geometry(connection_, window), nullptr));
+    if (area && area->width >= smallestSide && area->height >= smallestSide) {
+        windows_[window] = {area->x, area->y, area->width, area->height};
+    }
+}
+
+bool Screen::hasWindowManager() const {
+    constexpr std::string_view name = "_NET_SUPPORTING_WM_CHECK";
+    const auto atom = owned(xcb_intern_atom_reply(
+        connection_, xcb_intern_atom(connection_, 0, name.size(), name.data()), nullptr));
+    const auto property = owned(xcb_get_property_reply(
+        connection_, xcb_get_property(connection_, 0, root_, atom->atom, XCB_ATOM_WINDOW, 0, 1),
+        nullptr));
+    return property && property->format == 32;
+}
+
+void Screen::movePointer(int x, int y) {
+    xcb_warp_pointer(connection_, XCB_NONE, root_, 0, 0, 0, 0, static_cast<std::int16_t>(x),
+                     static_cast<std::int16_t>(y));
+    xcb_flush(connection_);
+}
+
+/// Looks at one column of pixels through the middle, from the upper edge to the lower.
+bool Screen::isWindowPainted() const {
+    if (windows_.empty()) {
+        return false;
+    }
+    const Area& area = windows_.begin()->second;
+    const auto x = static_cast<std::int16_t>(area.x + area.width / 2);
+    const auto image =
+        owned(xcb_get_image_reply(connection_,
+                                  xcb_get_image(connection_, XCB_IMAGE_FORMAT_Z_PIXMAP, root_, x,
+                                                area.y, 1, area.height, colourBits),
+                                  nullptr));
+    if (!image) {
+        return false;
+    }
+    const std::uint8_t* const bytes = xcb_get_image_data(image.get());
+    std::set<std::uint32_t> colours;
+    for (int row = 0; row < area.height; ++row) {
+        std::uint32_t pixel = 0;
+        std::memcpy(&pixel, bytes + std::size_t{sizeof pixel} * static_cast<std::size_t>(row),
+                    sizeof pixel);
+        colours.insert(pixel & colourBits);
+    }
+    return !colours.contains(backdrop) && colours.size() >= fewestColours;
+}
+
+} // namespace kestrelnet::benchmarks

@@ -1,0 +1,267 @@
+// SPDX-License-Identifier: MIT
+// The whole application from outside, against a bare Qt program with a tray icon: its start, its
+// memory, its rest, its panel, and how fast its icon follows the client.
+//
+// Runs on the quiet desktop, where the helper is a client that stays silent for a minute.
+
+#include "benchmarks/ChildProcess.h"
+#include "benchmarks/Figures.h"
+#include "benchmarks/Screen.h"
+#include "benchmarks/TrayHost.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <cstdlib>
+#include <fcntl.h>
+#include <fstream>
+#include <functional>
+#include <poll.h>
+#include <string>
+#include <string_view>
+#include <unistd.h>
+
+namespace {
+
+using namespace kestrelnet::benchmarks;
+using namespace std::chrono_literals;
+
+constexpr int startRuns = 15;
+constexpr int panelRuns = 9;
+constexpr int routeRuns = 5;
+constexpr int routesPerRun = 10;
+
+constexpr auto quietSpan = 400ms;
+constexpr auto idleWindow = 10s;
+constexpr auto bound = 20s;
+constexpr auto pixelInterval = 200us;
+
+/// Where the tray icon would be, and the panel opens.
+constexpr int pointerX = 1200;
+constexpr int pointerY = 10;
+
+/// Everything around the program under measurement.
+class Surroundings {
+  public:
+    TrayHost tray;
+    Screen screen;
+
+    /// Serves what comes in until `condition` is true, and says whether it became true in time. It
+    /// is asked after each event, and each `interval` in between.
+    bool serve(const std::function<bool()>& condition, std::chrono::nanoseconds span,
+               std::chrono::nanoseconds interval) {
+        const Time deadline = now() + span;
+        for (;;) {
+            tray.process();
+            screen.process();
+            if (condition()) {
+                return true;
+            }
+            const auto left = deadline - now();
+            if (left <= left.zero()) {
+                return false;
+            }
+            await(std::min<std::chrono::nanoseconds>(left, interval));
+        }
+    }
+
+    void serveUntil(const std::function<bool()>& condition, const std::string& failure,
+                    std::chrono::nanoseconds interval = bound) {
+        if (!serve(condition, bound, interval)) {
+            giveUp(failure);
+        }
+    }
+
+    /// Serves what comes in for this long.
+    void serveFor(std::chrono::nanoseconds span) {
+        serve([] { return false; }, span, span);
+    }
+
+  private:
+    void await(std::chrono::nanoseconds span) const {
+        std::array<pollfd, 2> sources{
+            {{tray.descriptor(), POLLIN, 0}, {screen.descriptor(), POLLIN, 0}}};
+        const auto seconds = std::chrono::floor<std::chrono::seconds>(span);
+        const timespec timeout{seconds.count(), (span - seconds).count()};
+        ::ppoll(sources.data(), sources.size(), &timeout, nullptr);
+    }
+};
+
+/// The application's settings: a key, and whether the panel's first appearance connects.
+void writeSettings(bool autoConnect) {
+    const char* const folder = std::getenv("XDG_CONFIG_HOME");
+    if (folder == nullptr) {
+        giveUp("this is to be run on the quiet desktop");
+    }
+    std::ofstream file(std::string(folder) + "/com.kestrelnetvpn.app.conf");
+    file << "[General]\nkestrelnet_api_key=dev_0123456789abcdef\nkestrelnet_auto_connect="
+         << (autoConnect ? "true" : "false") << '\n';
+}
+
+/// Starts a program with a tray icon, waits for the icon, and returns the milliseconds it took.
+double awaitIcon(Surroundings& around, const ChildProcess& program) {
+    around.serveUntil([&] { return around.tray.registered().has_value(); },
+                      "no tray icon was registered");
+    return millisecondsBetween(program.startTime(), *around.tray.registered());
+}
+
+void awaitQuiet(Surroundings& around, const ChildProcess& program) {
+    Usage last;
+    const Time deadline = now() + bound;
+    while (last != program.usage() && now() < deadline) {
+        last = program.usage();
+        around.serveFor(quietSpan);
+    }
+}
+
+struct StartSamples {
+    std::vector<double> milliseconds;
+    std::vector<double> memory;
+};
+
+void sampleStart(Surroundings& around, const std::string& path, StartSamples& samples) {
+    around.tray.forget();
+    const ChildProcess program(path);
+    samples.milliseconds.push_back(awaitIcon(around, program));
+    awaitQuiet(around, program);
+    samples.memory.push_back(program.memory());
+}
+
+void measureStart(Surroundings& around, const std::string& application, const std::string& bare) {
+    StartSamples warmUp;
+    sampleStart(around, bare, warmUp);
+    sampleStart(around, application, warmUp);
+    StartSamples theirs;
+    StartSamples ours;
+    for (int run = 0; run < startRuns; ++run) {
+        sampleStart(around, bare, theirs);
+        sampleStart(around, application, ours);
+    }
+    const auto compare = [](const char* name, const std::vector<double>& our,
+                            const std::vector<double>& their, double target, const char* unit) {
+        report({name, median(our) / median(their), Bound::atMost, target, "x", 2,
+                number(median(our), 1) + unit + " against " + number(median(their), 1) + unit});
+    };
+    compare("Start to tray icon, against a bare Qt program", ours.milliseconds, theirs.milliseconds,
+            1.15, " ms");
+    compare("Idle memory (PSS), against the same", ours.memory, theirs.memory, 1.10, " MiB");
+}
+
+void measureRest(Surroundings& around, const std::string& application) {
+    around.tray.forget();
+    const ChildProcess program(application);
+    awaitIcon(around, program);
+    awaitQuiet(around, program);
+    const Usage before = program.usage();
+    around.serveFor(idleWindow);
+    const Usage after = program.usage();
+    const std::string window = "in " + std::to_string(idleWindow.count()) + " s";
+    report({"Wake-ups while idle",
+            static_cast<double>(after.contextSwitches - before.contextSwitches), Bound::atMost, 0,
+            "", 0, window});
+    report({"CPU time while idle", after.milliseconds - before.milliseconds, Bound::atMost, 0, "ms",
+            2, window});
+}
+
+/// Clicks the icon and returns the milliseconds until the panel is painted.
+double openPanel(Surroundings& around) {
+    const Time click = now();
+    around.tray.activate(pointerX, pointerY);
+    around.serveUntil([&] { return around.screen.isWindowPainted(); }, "the panel did not open",
+                      pixelInterval);
+    return millisecondsBetween(click, now());
+}
+
+void closePanel(Surroundings& around) {
+    around.tray.activate(pointerX, pointerY);
+    around.serveUntil([&] { return around.screen.windowCount() == 0; }, "the panel did not close");
+}
+
+void measurePanel(Surroundings& around, const std::string& application) {
+    std::vector<double> first;
+    std::vector<double> second;
+    std::vector<double> more;
+    for (int run = 0; run < panelRuns; ++run) {
+        around.tray.forget();
+        const ChildProcess program(application);
+        awaitIcon(around, program);
+        awaitQuiet(around, program);
+        first.push_back(openPanel(around));
+        awaitQuiet(around, program);
+        closePanel(around);
+        awaitQuiet(around, program);
+        second.push_back(openPanel(around));
+        awaitQuiet(around, program);
+        closePanel(around);
+        more.push_back(first.back() - second.back());
+    }
+    report({"Click to painted panel, first over second time", median(more), Bound::atMost, 25, "ms",
+            1, "first time " + number(median(first), 1) + " ms"});
+    report({"Click to painted panel, second time", median(second), Bound::atMost, 16.7, "ms", 1});
+}
+
+/// Writes `line` as the client would, into the client's own standard output, and returns the
+/// milliseconds until the icon is said to be new.
+double changeIcon(Surroundings& around, int clientOutput, std::string_view line) {
+    around.tray.forgetIcon();
+    const Time start = now();
+    if (::write(clientOutput, line.data(), line.size()) != static_cast<ssize_t>(line.size())) {
+        giveUp("the client's output cannot be written");
+    }
+    around.serveUntil([&] { return around.tray.iconChanged().has_value(); },
+                      "the icon did not change");
+    return millisecondsBetween(start, *around.tray.iconChanged());
+}
+
+/// Waits for the client of an application that connects, and returns its standard output.
+int openClientOutput(Surroundings& around, const ChildProcess& program) {
+    around.serveUntil([&] { return program.childIdentifier() != 0; }, "no client was started", 1ms);
+    awaitQuiet(around, program);
+    const std::string path = "/proc/" + std::to_string(program.childIdentifier()) + "/fd/1";
+    return ::open(path.c_str(), O_WRONLY | O_CLOEXEC);
+}
+
+void measureRoutes(Surroundings& around, const std::string& application) {
+    std::vector<double> all;
+    std::vector<double> first;
+    for (int run = 0; run < routeRuns; ++run) {
+        around.tray.forget();
+        const ChildProcess program(application);
+        awaitIcon(around, program);
+        awaitQuiet(around, program);
+        openPanel(around);
+        const int clientOutput = openClientOutput(around, program);
+        for (int route = 0; route < routesPerRun; ++route) {
+            all.push_back(changeIcon(around, clientOutput, "Split-tunnel routes: 10.0.0.0/8\n"));
+            if (route == 0) {
+                first.push_back(all.back());
+            }
+            awaitQuiet(around, program);
+            changeIcon(around, clientOutput, "Reconnecting\n");
+            awaitQuiet(around, program);
+        }
+        ::close(clientOutput);
+    }
+    report({"Route line to the tray icon's change", median(all), Bound::below, 5, "ms", 2,
+            "the first in each of " + std::to_string(routeRuns) + " processes " +
+                number(median(first), 2) + " ms"});
+}
+
+} // namespace
+
+int main(int argc, char* argv[]) {
+    if (argc != 3) {
+        giveUp("usage: application-from-outside APPLICATION BARE-TRAY");
+    }
+    const std::string application = argv[1];
+    Surroundings around;
+    around.serveUntil([&] { return around.screen.hasWindowManager(); },
+                      "there is no window manager", 5ms);
+    around.screen.movePointer(pointerX, pointerY);
+    writeSettings(false);
+    measureStart(around, application, argv[2]);
+    measureRest(around, application);
+    measurePanel(around, application);
+    writeSettings(true);
+    measureRoutes(around, application);
+}

@@ -1,0 +1,84 @@
+# SPDX-License-Identifier: MIT
+"""What programs tell about their windows on the accessibility bus, asked for anew each time: what
+is known from before may be wrong by now."""
+
+from gi.repository import Gio, GLib
+
+from bus import call
+
+ACCESSIBLE = "org.a11y.atspi.Accessible"
+COMPONENT = "org.a11y.atspi.Component"
+PUSH_BUTTON = 43
+SHOWING = 1 << 25
+SCREEN_COORDINATES = 0
+
+
+class Node:
+    """A window, a control, a text: one accessible object. Whatever is gone has no name, no state
+    and no children."""
+
+    def __init__(self, bus, name, path):
+        self._bus, self._name, self._path = bus, name, path
+
+    def role(self):
+        return self._call(ACCESSIBLE, "GetRole")
+
+    def name(self):
+        return self._call("org.freedesktop.DBus.Properties", "Get",
+                          GLib.Variant("(ss)", (ACCESSIBLE, "Name"))) or ""
+
+    def is_showing(self):
+        state = self._call(ACCESSIBLE, "GetState")
+        return bool(state and state[0] & SHOWING)
+
+    def children(self):
+        return [Node(self._bus, name, path)
+                for name, path in self._call(ACCESSIBLE, "GetChildren") or []]
+
+    def area(self):
+        """(x, y, width, height) in the toolkit's own units, or None."""
+        place = self._call(COMPONENT, "GetExtents", GLib.Variant("(u)", (SCREEN_COORDINATES,)))
+        return place if place and place[2] > 0 and place[3] > 0 else None
+
+    def showing(self):
+        """All that is on the screen below it, and itself when it is."""
+        found = [self] if self.is_showing() else []
+        for child in self.children():
+            if child.is_showing():
+                found += child.showing()
+        return found
+
+    def window(self, title):
+        """An application's window of that title when it is on the screen, or None."""
+        return next((child for child in self.children()
+                     if child.name() == title and child.is_showing()), None)
+
+    def texts(self):
+        return [name for name in (node.name() for node in self.showing()) if name]
+
+    def buttons(self, name=None):
+        return [node for node in self.showing() if node.role() == PUSH_BUTTON
+                and (name is None or node.name() == name)]
+
+    def pid(self):
+        return call(self._bus, "org.freedesktop.DBus", "/org/freedesktop/DBus",
+                    "org.freedesktop.DBus", "GetConnectionUnixProcessID",
+                    GLib.Variant("(s)", (self._name,)))
+
+    def _call(self, interface, method, arguments=None):
+        return call(self._bus, self._name, self._path, interface, method, arguments)
+
+
+class Accessibility:
+    def __init__(self):
+        session = Gio.bus_get_sync(Gio.BusType.SESSION)
+        address = call(session, "org.a11y.Bus", "/org/a11y/bus", "org.a11y.Bus", "GetAddress")
+        self._bus = Gio.DBusConnection.new_for_address_sync(
+            address, Gio.DBusConnectionFlags.AUTHENTICATION_CLIENT
+            | Gio.DBusConnectionFlags.MESSAGE_BUS_CONNECTION)
+        self._root = Node(self._bus, "org.a11y.atspi.Registry", "/org/a11y/atspi/accessible/root")
+
+    def application(self, pid=None, name=None):
+        """The one of that process, or of that name; or None."""
+        return next((node for node in self._root.children()
+                     if (node.pid() == pid if pid else node.name() == name)), None)

@@ -1,0 +1,56 @@
+# SPDX-License-Identifier: MIT
+"""The tray as its host sees it: what the status notifier items say on the session bus."""
+
+from gi.repository import Gio, GLib
+
+from bus import call
+
+WATCHER = "org.kde.StatusNotifierWatcher"
+ITEM = "org.kde.StatusNotifierItem"
+
+
+class Tray:
+    def __init__(self):
+        self.bus = Gio.bus_get_sync(Gio.BusType.SESSION)
+
+    def item_of(self, pid):
+        """The item that the process has registered, or None."""
+        registered = self.get(WATCHER, "/StatusNotifierWatcher", WATCHER,
+                              "RegisteredStatusNotifierItems") or []
+        for item in registered:
+            name, slash, path = item.partition("/")
+            if self._pid_of(name) == pid:
+                return TrayItem(self, name, slash + path)
+        return None
+
+    def get(self, name, path, interface, property_name):
+        """A property's value, or None where it cannot be had."""
+        return call(self.bus, name, path, "org.freedesktop.DBus.Properties", "Get",
+                    GLib.Variant("(ss)", (interface, property_name)))
+
+    def _pid_of(self, name):
+        return call(self.bus, "org.freedesktop.DBus", "/org/freedesktop/DBus",
+                    "org.freedesktop.DBus", "GetConnectionUnixProcessID",
+                    GLib.Variant("(s)", (name,)))
+
+
+class TrayItem:
+    def __init__(self, tray, name, path):
+        self._tray, self._name, self._path = tray, name, path
+
+    def get(self, property_name):
+        return self._tray.get(self._name, self._path, ITEM, property_name)
+
+    def tooltip(self):
+        parts = self.get("ToolTip")
+        return " ".join(part for part in parts[2:] if part) if parts else ""
+
+    def picture(self):
+        """What makes two icons different: the theme's name and the pixels."""
+        pixmaps = self.get("IconPixmap") or []
+        return self.get("IconName") or "", tuple(bytes(pixels) for _, _, pixels in pixmaps)
+
+    def is_blank(self):
+        """Neither a name nor one pixel that is not wholly transparent."""
+        name, pixmaps = self.picture()
+        return not name and not any(any(pixels[0::4]) for pixels in pixmaps)

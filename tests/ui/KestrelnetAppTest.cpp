@@ -1,0 +1,298 @@
+// SPDX-License-Identifier: MIT
+#include "ui/KestrelnetApp.h"
+
+#include "tests/support/EventLoop.h"
+#include "tests/ui/WidgetTest.h"
+#include "ui/SettingsWindow.h"
+
+#include <QApplication>
+#include <QMessageBox>
+#include <QPushButton>
+#include <QtTest/QTest>
+
+namespace kestrelnet {
+
+namespace {
+
+using namespace std::chrono_literals;
+
+/// The first of the top-level windows that is a `Window` and can be seen, or null.
+template <typename Window>
+Window* visible() {
+    for (QWidget* widget : QApplication::topLevelWidgets()) {
+        auto* const window = dynamic_cast<Window*>(widget);
+        if (window != nullptr && window->isVisible()) {
+            return window;
+        }
+    }
+    return nullptr;
+}
+
+class KestrelnetAppTest : public WidgetTest {
+  protected:
+    /// The application starts, with what the settings hold by now.
+    void start(Panel::Closing closing = Panel::Closing::hides) {
+        tunnel.reset();
+        app = std::make_unique<KestrelnetApp>(
+            KestrelnetApp::Outside{.platform = world.platform,
+                                   .terminate = [this] { ++terminations; },
+                                   .closing = closing});
+    }
+    void startWithTray() {
+        start();
+        app->trayAppeared();
+    }
+    void closePanel() { visible<Panel>()->close(); }
+    const std::string& lastLog() const { return app->tunnel().lastLog; }
+    bool hasTriedToConnect() const { return lastLog().starts_with("kestrelnet-client not found"); }
+
+    int terminations = 0;
+    std::unique_ptr<KestrelnetApp> app;
+};
+
+TEST_F(KestrelnetAppTest, NothingOpensAndNothingConnectsAtStart) {
+    tunnel->apiKey = validKey;
+    tunnel->setAutoConnect(true);
+    installHelper();
+    startWithTray();
+    time.advance(10s);
+    EXPECT_EQ(visible<QWidget>(), nullptr);
+    EXPECT_EQ(lastLog(), "");
+}
+
+TEST_F(KestrelnetAppTest, FirstLaunchWithoutAKeyOpensSettingsAfterHalfASecond) {
+    startWithTray();
+    app->openPanel();
+    time.advance(490ms);
+    EXPECT_EQ(visible<SettingsWindow>(), nullptr);
+    time.advance(10ms);
+    EXPECT_NE(visible<SettingsWindow>(), nullptr);
+    EXPECT_EQ(visible<QMessageBox>(), nullptr);
+}
+
+TEST_F(KestrelnetAppTest, LaterAppearancesOpenNoSettings) {
+    startWithTray();
+    app->openPanel();
+    time.advance(500ms);
+    visible<SettingsWindow>()->close();
+    closePanel();
+    app->openPanel();
+    time.advance(10s);
+    EXPECT_EQ(visible<SettingsWindow>(), nullptr);
+}
+
+TEST_F(KestrelnetAppTest, WithHelperAndAutoConnectTheFirstAppearanceConnectsOnce) {
+    tunnel->apiKey = validKey;
+    tunnel->setAutoConnect(true);
+    installHelper();
+    startWithTray();
+    app->openPanel();
+    EXPECT_TRUE(hasTriedToConnect());
+    EXPECT_EQ(visible<QMessageBox>(), nullptr);
+    app->tunnel().lastLog = "";
+    closePanel();
+    app->openPanel();
+    EXPECT_EQ(lastLog(), "");
+}
+
+TEST_F(KestrelnetAppTest, WithHelperAndWithoutAutoConnectNothingHappens) {
+    tunnel->apiKey = validKey;
+    installHelper();
+    startWithTray();
+    app->openPanel();
+    time.advance(10s);
+    EXPECT_EQ(lastLog(), "");
+    EXPECT_EQ(visible<QMessageBox>(), nullptr);
+    EXPECT_EQ(visible<SettingsWindow>(), nullptr);
+}
+
+TEST_F(KestrelnetAppTest, WithoutHelperItIsOfferedAndNothingConnects) {
+    for (const bool autoConnect : {false, true}) {
+        start();
+        app->tunnel().apiKey = validKey;
+        app->tunnel().setAutoConnect(autoConnect);
+        app->trayAppeared();
+        app->openPanel();
+        time.advance(10s);
+        EXPECT_NE(visible<QMessageBox>(), nullptr);
+        EXPECT_EQ(lastLog(), "");
+        EXPECT_EQ(visible<SettingsWindow>(), nullptr);
+        app.reset();
+    }
+}
+
+TEST_F(KestrelnetAppTest, TheHelperAlertSaysWhatItIsAbout) {
+    tunnel->apiKey = validKey;
+    startWithTray();
+    app->openPanel();
+    auto* const alert = visible<QMessageBox>();
+    ASSERT_NE(alert, nullptr);
+    EXPECT_EQ(alert->windowTitle(), QStringLiteral("Install Privileged Helper?"));
+    EXPECT_EQ(alert->text(), QStringLiteral("Install Privileged Helper?"));
+    EXPECT_EQ(alert->informativeText(),
+              QStringLiteral("Kestrelnet needs a one-time helper install to connect without asking "
+                             "for your password each time. This requires admin privileges."));
+    ASSERT_EQ(alert->buttons().size(), 2);
+    EXPECT_EQ(alert->buttons().at(0)->text(), QStringLiteral("Install"));
+    EXPECT_EQ(alert->buttons().at(1)->text(), QStringLiteral("Later"));
+    EXPECT_EQ(alert->defaultButton()->text(), QStringLiteral("Install"));
+    EXPECT_EQ(alert->escapeButton()->text(), QStringLiteral("Later"));
+    EXPECT_FALSE(alert->isModal());
+}
+
+TEST_F(KestrelnetAppTest, TheHelperAlertComesInFrontOfThePanelWhichStays) {
+    tunnel->apiKey = validKey;
+    startWithTray();
+    app->openPanel();
+    auto* const alert = visible<QMessageBox>();
+    ASSERT_NE(alert, nullptr);
+    EXPECT_TRUE(waitUntil([alert] { return alert->isActiveWindow(); }));
+    EXPECT_NE(visible<Panel>(), nullptr);
+}
+
+TEST_F(KestrelnetAppTest, TheHelperAlertComesOncePerRun) {
+    tunnel->apiKey = validKey;
+    startWithTray();
+    app->openPanel();
+    QTest::keyClick(visible<QMessageBox>(), Qt::Key_Escape);
+    EXPECT_EQ(visible<QMessageBox>(), nullptr);
+    closePanel();
+    app->openPanel();
+    EXPECT_EQ(visible<QMessageBox>(), nullptr);
+}
+
+TEST_F(KestrelnetAppTest, EachButtonOfTheHelperAlertDismissesIt) {
+    for (const int which : {0, 1}) {
+        start();
+        app->tunnel().apiKey = validKey;
+        app->trayAppeared();
+        app->openPanel();
+        auto* const alert = visible<QMessageBox>();
+        ASSERT_NE(alert, nullptr);
+        alert->buttons().at(which)->click();
+        EXPECT_EQ(visible<QMessageBox>(), nullptr);
+        app.reset();
+    }
+}
+
+TEST_F(KestrelnetAppTest, ASetupLinkSetsTheKeyAndOpensSettings) {
+    startWithTray();
+    app->handleURL("kestrelnet://setup?key=dev_1234567");
+    EXPECT_EQ(*app->tunnel().apiKey, "dev_1234567");
+    EXPECT_NE(visible<SettingsWindow>(), nullptr);
+    EXPECT_EQ(world.reopenDefaults()->string("kestrelnet_api_key"), "dev_1234567");
+}
+
+TEST_F(KestrelnetAppTest, AnyOtherLinkChangesNothing) {
+    startWithTray();
+    int notices = 0;
+    const auto subscription = app->tunnel().objectWillChange.subscribe([&notices] { ++notices; });
+    for (const char* url :
+         {"kestrelnet://setup?key=dev_123456", "kestrelnet://setup?key=abc_1234567890",
+          "kestrelnet://other?key=dev_1234567890", "kestrelnet://setup?key&key=dev_1234567890",
+          "KESTRELNET://setup?key=dev_1234567890", "kestrelnet://connect", ""}) {
+        app->handleURL(url);
+    }
+    EXPECT_EQ(notices, 0);
+    EXPECT_EQ(visible<SettingsWindow>(), nullptr);
+}
+
+TEST_F(KestrelnetAppTest, NoLinkConnects) {
+    installHelper();
+    startWithTray();
+    app->handleURL("kestrelnet://setup?key=dev_1234567");
+    time.advance(10s);
+    EXPECT_EQ(lastLog(), "");
+    EXPECT_EQ(app->tunnel().status, TunnelStatus::disconnected);
+}
+
+TEST_F(KestrelnetAppTest, QuitDisconnectsAtOnceAndEndsHalfASecondLater) {
+    startWithTray();
+    app->tunnel().exitIP = "203.0.113.7";
+    app->tunnel().status = TunnelStatus::connected;
+    app->quit();
+    EXPECT_EQ(app->tunnel().status, TunnelStatus::disconnected);
+    time.advance(490ms);
+    EXPECT_EQ(terminations, 0);
+    time.advance(10ms);
+    EXPECT_EQ(terminations, 1);
+}
+
+TEST_F(KestrelnetAppTest, ThePanelsButtonsReachTheShell) {
+    tunnel->apiKey = validKey;
+    installHelper();
+    startWithTray();
+    app->openPanel();
+    const Panel& panel = *visible<Panel>();
+    button(panel, QStringLiteral("Connect"))->click();
+    EXPECT_TRUE(hasTriedToConnect());
+    button(panel, QStringLiteral("Settings..."))->click();
+    EXPECT_NE(visible<SettingsWindow>(), nullptr);
+    button(panel, QStringLiteral("Quit"))->click();
+    time.advance(500ms);
+    EXPECT_EQ(terminations, 1);
+}
+
+TEST_F(KestrelnetAppTest, SettingsAreOneWindowThatComesToTheFront) {
+    startWithTray();
+    app->showSettingsWindow();
+    auto* const settings = visible<SettingsWindow>();
+    ASSERT_NE(settings, nullptr);
+    EXPECT_EQ(settings->size(), QSize(480, 560));
+    EXPECT_EQ(settings->minimumSize(), settings->maximumSize());
+    EXPECT_EQ(settings->windowTitle(), QStringLiteral("Kestrelnet Settings"));
+    settings->showMinimized();
+    app->showSettingsWindow();
+    EXPECT_FALSE(settings->isMinimized());
+    EXPECT_TRUE(waitUntil([&] { return settings->isActiveWindow(); }));
+    QTest::keyClick(settings, Qt::Key_Escape);
+    EXPECT_FALSE(settings->isVisible());
+    app->showSettingsWindow();
+    EXPECT_EQ(visible<SettingsWindow>(), settings);
+}
+
+TEST_F(KestrelnetAppTest, WithoutATrayThePanelOpensAsAWindowAndSaysWhyOnce) {
+    tunnel->apiKey = validKey;
+    installHelper();
+    start();
+    app->trayAbsent();
+    ASSERT_NE(visible<Panel>(), nullptr);
+    EXPECT_EQ(visible<Panel>()->form(), Panel::Form::window);
+    EXPECT_TRUE(texts(*visible<Panel>()).last().startsWith(QStringLiteral("This desktop")));
+    closePanel();
+    app->openPanel();
+    EXPECT_EQ(texts(*visible<Panel>()).last(), QStringLiteral("Quit"));
+}
+
+TEST_F(KestrelnetAppTest, WithoutATrayTheWindowCountsAsTheFirstAppearance) {
+    start();
+    app->trayAbsent();
+    time.advance(500ms);
+    EXPECT_NE(visible<SettingsWindow>(), nullptr);
+}
+
+TEST_F(KestrelnetAppTest, ATrayThatComesLaterTakesThePanelOnceItsWindowIsClosed) {
+    tunnel->apiKey = validKey;
+    installHelper();
+    start();
+    app->trayAbsent();
+    app->trayAppeared();
+    app->openPanel();
+    EXPECT_EQ(visible<Panel>()->form(), Panel::Form::window);
+    closePanel();
+    app->openPanel();
+    EXPECT_EQ(visible<Panel>()->form(), Panel::Form::popup);
+}
+
+TEST_F(KestrelnetAppTest, MayGoAwayWithJobsPending) {
+    startWithTray();
+    app->openPanel();
+    app->quit();
+    app.reset();
+    time.advance(10s);
+    EXPECT_EQ(terminations, 0);
+}
+
+} // namespace
+
+} // namespace kestrelnet

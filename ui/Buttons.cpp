@@ -1,0 +1,116 @@
+// SPDX-License-Identifier: MIT
+#include "ui/Buttons.h"
+
+#include "ui/Colors.h"
+#include "ui/Symbols.h"
+#include "ui/TextStyle.h"
+
+#include <QFontMetrics>
+#include <QKeyEvent>
+#include <QPainter>
+
+namespace kestrelnet {
+
+namespace {
+
+constexpr qreal cornerRadius = 6;
+constexpr int filledPadding = 14;
+constexpr int filledPaddingVertical = 7;
+constexpr int symbolSpacing = 6;
+
+int symbolSide(const QFont& font) {
+    return QFontMetrics(font).height();
+}
+
+} // namespace
+
+void Button::keyPressEvent(QKeyEvent* event) {
+    if (event->key() != Qt::Key_Return && event->key() != Qt::Key_Enter) {
+        return QPushButton::keyPressEvent(event);
+    }
+    // A key that is held down must not connect and disconnect in turns.
+    if (!event->isAutoRepeat()) {
+        click();
+    }
+}
+
+FilledButton::FilledButton(QWidget* parent) : Button(parent) {
+    setFont(textFont(TextStyle::body));
+    setAttribute(Qt::WA_Hover);
+}
+
+void FilledButton::setContent(std::string_view symbol, const QString& label, ColorRole tint) {
+    symbol_ = symbol;
+    tint_ = tint;
+    setText(label);
+    updateGeometry();
+    update();
+}
+
+int FilledButton::labelWidth() const {
+    const int text = fontMetrics().horizontalAdvance(QPushButton::text());
+    return symbol_.empty() ? text : symbolSide(QPushButton::font()) + symbolSpacing + text;
+}
+
+QSize FilledButton::sizeHint() const {
+    return {labelWidth() + 2 * filledPadding, fontMetrics().height() + 2 * filledPaddingVertical};
+}
+
+void FilledButton::paintEvent(QPaintEvent*) {
+    QPainter painter(this);
+    painter.setRenderHint(QPainter::Antialiasing);
+    // Darker, never lighter, under the pointer: the label must stay readable.
+    QColor face = fillColor(tint_, palette());
+    face = isDown() ? face.darker(130) : underMouse() ? face.darker(110) : face;
+    painter.setPen(Qt::NoPen);
+    painter.setBrush(face);
+    painter.drawRoundedRect(rect(), cornerRadius, cornerRadius);
+    if (hasFocus()) {
+        painter.setBrush(Qt::NoBrush);
+        painter.setPen(QPen(Qt::white, 1.5));
+        painter.drawRoundedRect(QRectF(rect()).adjusted(2.75, 2.75, -2.75, -2.75), cornerRadius - 2,
+                                cornerRadius - 2);
+    }
+    QRect place((width() - labelWidth()) / 2, 0, labelWidth(), height());
+    if (!symbol_.empty()) {
+        const int side = symbolSide(QPushButton::font());
+        const QRect symbol(place.left(), (height() - side) / 2, side, side);
+        paintSymbol(painter, symbol_, symbol, Qt::white);
+        place.setLeft(symbol.right() + 1 + symbolSpacing);
+    }
+    painter.setPen(Qt::white);
+    painter.drawText(place, Qt::AlignVCenter | Qt::AlignLeft | Qt::TextSingleLine, text());
+}
+
+BorderlessButton::BorderlessButton(const QString& label, ColorRole color, QWidget* parent)
+    : Button(label, parent), color_(color) {
+    setFont(textFont(TextStyle::caption));
+    setAttribute(Qt::WA_Hover);
+}
+
+QSize BorderlessButton::sizeHint() const {
+    return QSize(fontMetrics().horizontalAdvance(text()), fontMetrics().height()).grownBy(outset);
+}
+
+void BorderlessButton::paintEvent(QPaintEvent*) {
+    QPainter painter(this);
+    painter.setRenderHint(QPainter::Antialiasing);
+    const QColor color = textColor(color_, palette());
+    if (isDown() || underMouse()) {
+        QColor face = textColor(ColorRole::primary, palette());
+        face.setAlphaF(isDown() ? 0.12F : 0.06F);
+        painter.setPen(Qt::NoPen);
+        painter.setBrush(face);
+        painter.drawRoundedRect(rect(), cornerRadius - 1, cornerRadius - 1);
+    }
+    if (hasFocus()) {
+        painter.setBrush(Qt::NoBrush);
+        painter.setPen(QPen(textColor(ColorRole::accent, palette()), 1.5));
+        painter.drawRoundedRect(QRectF(rect()).adjusted(0.75, 0.75, -0.75, -0.75), cornerRadius - 1,
+                                cornerRadius - 1);
+    }
+    painter.setPen(color);
+    painter.drawText(rect(), Qt::AlignCenter | Qt::TextSingleLine, text());
+}
+
+} // namespace kestrelnet
