@@ -1,49 +1,36 @@
 // SPDX-License-Identifier: MIT
 #include "platform/URLSession.h"
 
-#include <QNetworkAccessManager>
-#include <QNetworkReply>
-#include <QNetworkRequest>
-#include <QSslConfiguration>
-#include <QString>
-#include <QUrl>
+#include "platform/URLConnection.h"
 
+#include <QObject>
+
+#include <cstdio>
+#include <dlfcn.h>
 #include <utility>
 
 namespace kestrelnet {
 
 namespace {
 
-using Body = std::optional<std::string>;
-
-constexpr qint64 largestBody = 1024L * 1024;
-
-/// An answer with an error status is an answer all the same; a broken transfer is none.
-bool isComplete(const QNetworkReply& reply) {
-    const QNetworkReply::NetworkError error = reply.error();
-    if (error == QNetworkReply::NoError) {
-        return true;
+/// Nothing, with the reason on standard error, when the module is missing.
+std::unique_ptr<URLConnection> loadConnection(const std::string& additionalAuthorities) {
+    // Stays loaded: the network library cannot be unloaded.
+    void* const module = ::dlopen(KESTRELNET_NETWORK_MODULE, RTLD_LAZY | RTLD_LOCAL);
+    void* const maker = module == nullptr ? nullptr : ::dlsym(module, makeURLConnectionName);
+    if (maker == nullptr) {
+        std::fprintf(stderr, "The network module cannot be used: %s\n", ::dlerror());
+        return nullptr;
     }
-    const int status = reply.attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
-    const bool saysStatus =
-        error == QNetworkReply::ProxyAuthenticationRequiredError ||
-        (error >= QNetworkReply::ContentAccessDenied && error != QNetworkReply::ProtocolFailure);
-    return status >= 400 && saysStatus;
-}
-
-Body body(QNetworkReply& reply) {
-    if (!isComplete(reply)) {
-        return std::nullopt;
-    }
-    return reply.readAll().toStdString();
+    return std::unique_ptr<URLConnection>(
+        reinterpret_cast<MakeURLConnection*>(maker)(additionalAuthorities.c_str()));
 }
 
 } // namespace
 
-struct URLSession::Connection {
-    QSslConfiguration tls = QSslConfiguration::defaultConfiguration();
-    /// Owns the lookups under way.
-    QObject lookups;
+/// Goes, with the lookups that have not begun yet, when the session does.
+struct URLSession::Connection : QObject {
+    std::unique_ptr<URLConnection> loaded;
 };
 
 URLSession::URLSession() = default;
@@ -56,39 +43,23 @@ URLSession::~URLSession() = default;
 void URLSession::data(const std::string& url, Completion completion) {
     if (!connection_) {
         connection_ = std::make_unique<Connection>();
-        if (!additionalAuthorities_.empty()) {
-            connection_->tls.addCaCertificates(QString::fromStdString(additionalAuthorities_));
-        }
     }
-    QNetworkRequest request(QUrl(QString::fromStdString(url)));
-    request.setSslConfiguration(connection_->tls);
-    // Of a compressed body Qt does not notice that it breaks off.
-    request.setRawHeader("Accept-Encoding", "identity");
-    // The network may change under the request and leave it without an answer for good.
-    request.setTransferTimeout();
-
-    // One manager for each lookup: it would otherwise use a connection again that was made when
-    // the traffic still took another way.
-    auto* manager = new QNetworkAccessManager(&connection_->lookups);
-    QNetworkReply* reply = manager->get(request);
-    const auto conclude = [manager, completion = std::move(completion)](Body given) {
-        // With the reply, and with what else is queued from it.
-        delete manager;
-        completion(std::move(given));
-    };
-    // Queued, because the reply must not go away within its own signals.
-    const auto queued = Qt::QueuedConnection;
-    QObject::connect(
-        reply, &QNetworkReply::readyRead, manager,
-        [reply, conclude] {
-            if (reply->bytesAvailable() > largestBody) {
-                conclude(std::nullopt);
+    // In a later turn, because loading takes longer than what else is due in this one, such as to
+    // show why there is a lookup at all.
+    QMetaObject::invokeMethod(
+        connection_.get(),
+        [this, url, completion = std::move(completion)]() mutable {
+            std::unique_ptr<URLConnection>& loaded = connection_->loaded;
+            if (!loaded) {
+                loaded = loadConnection(additionalAuthorities_);
+            }
+            if (loaded) {
+                loaded->data(url, std::move(completion));
+            } else {
+                completion(std::nullopt);
             }
         },
-        queued);
-    QObject::connect(
-        reply, &QNetworkReply::finished, manager, [reply, conclude] { conclude(body(*reply)); },
-        queued);
+        Qt::QueuedConnection);
 }
 
 } // namespace kestrelnet

@@ -145,15 +145,15 @@ TEST_F(DisconnectTest, aRunThatCouldNotBeStartedIsDropped) {
 // -- The clean-up ------------------------------------------------------------------------------
 
 TEST_F(DisconnectTest, afterAnUnnoticedEndTheMessageStaysAndTheStatusSettles) {
-    const FakeClient& client = start("relay-then-routes");
-    ASSERT_TRUE(reaches(TunnelStatus::connected));
+    const FakeClient& client = startAndBeginStop();
+    feed(client, "Discovered home server: lisbon\nSplit-tunnel routes: 1\n");
     manager->exitIP = "192.0.2.9";
-    manager->disconnect();
     recordNotices();
+    client.exit(0);
     ASSERT_TRUE(endsUnnoticed(client));
     time.advance(Seconds(0.1));
     // First the end that nobody expects, then the clean-up.
-    const std::string line = "Split-tunnel routes: 2 applied";
+    const std::string line = "Split-tunnel routes: 1";
     EXPECT_THAT(notices, ElementsAre(Snapshot{"Connected", line, "192.0.2.9", "lisbon"},
                                      Snapshot{"Error", line, "192.0.2.9", "lisbon"},
                                      Snapshot{"Error", exitMessage, "192.0.2.9", "lisbon"},

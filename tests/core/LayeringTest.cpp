@@ -28,7 +28,6 @@ struct Source {
     std::vector<std::string> lines;
 
     bool isHeader() const { return path.ends_with(".h") || path.ends_with(".h.in"); }
-    bool isIn(std::string_view folder) const { return path.starts_with(folder); }
 };
 
 std::vector<Source> sourcesIn(const std::set<std::string>& folders) {
@@ -98,11 +97,6 @@ bool isGenerated(const Source& source, const Include& include) {
            std::filesystem::path(source.path).filename().replace_extension(".moc").string();
 }
 
-bool hasMain(const Source& source) {
-    return std::any_of(source.lines.begin(), source.lines.end(),
-                       [](const std::string& line) { return line.starts_with("int main("); });
-}
-
 bool startsWithAny(std::string_view path, const std::vector<std::string_view>& starts) {
     return std::any_of(starts.begin(), starts.end(),
                        [path](std::string_view start) { return path.starts_with(start); });
@@ -161,15 +155,9 @@ TEST(LayeringTest, thePlatformsHeadersAreFreeOfQt) {
                 IsEmpty());
 }
 
-TEST(LayeringTest, qtIsSeenBehindThePlatformInTheViewsInEntriesAndInTheTestsSupport) {
-    EXPECT_THAT(offences({"platform", "core", "system", "ui", "tests"},
-                         [](const Source& source, const Include& include) {
-                             const bool mayUseQt =
-                                 startsWithAny(source.path, {"platform/", "ui/", "tests/ui/"}) ||
-                                 (source.isIn("tests/support/") && !source.isHeader()) ||
-                                 hasMain(source);
-                             return mayUseQt || !isQt(include);
-                         }),
+TEST(LayeringTest, qtIsSeenInThePlatformAndInTheViewsOnly) {
+    EXPECT_THAT(offences({"core", "system", "tests/core"},
+                         [](const Source&, const Include& include) { return !isQt(include); }),
                 IsEmpty());
 }
 

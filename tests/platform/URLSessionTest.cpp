@@ -175,6 +175,36 @@ TEST_F(URLSessionTest, EachLookupMakesItsOwnConnectionAndClosesIt) {
     EXPECT_TRUE(waitUntil([&] { return server.openConnectionCount() == 0; }));
 }
 
+TEST_F(URLSessionTest, SixLookupsRunAtATimeAndTheOthersWait) {
+    constexpr std::size_t lookups = 8;
+    constexpr std::size_t atATime = 6;
+    std::size_t answered = 0;
+    for (std::size_t lookup = 0; lookup < lookups; ++lookup) {
+        server.enqueue({.body = "203.0.113.7", .held = true});
+        session->data(server.url(), [&answered](const Body& body) { answered += body ? 1 : 0; });
+    }
+    ASSERT_TRUE(waitUntil([&] { return server.requestCount() == atATime; }));
+    server.release(0);
+    ASSERT_TRUE(waitUntil([&] { return answered == 1; }));
+    EXPECT_TRUE(waitUntil([&] { return server.requestCount() == atATime + 1; }));
+    for (std::size_t request = 1; request < lookups; ++request) {
+        server.release(request);
+    }
+    EXPECT_TRUE(waitUntil([&] { return answered == lookups; }));
+    EXPECT_EQ(server.requestCount(), lookups);
+}
+
+TEST_F(URLSessionTest, LookupsPastAThousandWaitingFail) {
+    constexpr std::size_t accepted = 1006;
+    server.serve("/", {.body = "203.0.113.7", .held = true});
+    std::size_t failed = 0;
+    for (std::size_t lookup = 0; lookup < accepted + 2; ++lookup) {
+        session->data(server.url(), [&failed](const Body& body) { failed += body ? 0 : 1; });
+    }
+    EXPECT_EQ(failed, 0U);
+    EXPECT_TRUE(waitUntil([&] { return failed == 2; }));
+}
+
 TEST_F(URLSessionTest, TruncatedBodyFails) {
     EXPECT_EQ(getAnswer({.body = "203.0.113.7", .ending = Ending::drops}), std::nullopt);
 }

@@ -51,15 +51,16 @@ bool FakeClient::isReady() const {
 }
 
 bool FakeClient::isHeard() const {
-    if (!isReady() || number("obeyed").value_or(0) != commands_) {
-        return false;
-    }
+    return isReady() && number("obeyed").value_or(0) == commands_ && unreadOutput() == 0;
+}
+
+int FakeClient::unreadOutput() const {
     const std::string output = "/proc/" + std::to_string(pid().value_or(0)) + "/fd/1";
     const int pipe = ::open(output.c_str(), O_WRONLY | O_NONBLOCK | O_CLOEXEC);
-    int unread = 1;
+    int unread = 0;
     ::ioctl(pipe, FIONREAD, &unread);
     ::close(pipe);
-    return unread == 0;
+    return unread;
 }
 
 bool FakeClient::isAlive() const {

@@ -39,6 +39,8 @@ class FakeClient {
     /// Whether all that the running program has written to its standard output was read, the
     /// commands given so far included.
     bool isHeard() const;
+    /// How many bytes of its standard output wait in the pipe.
+    int unreadOutput() const;
     /// How many requests to terminate have reached the mode that survives them.
     std::size_t terminations() const;
 

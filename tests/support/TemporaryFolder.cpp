@@ -6,7 +6,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
+#include <sstream>
 #include <system_error>
 
 namespace kestrelnet {
@@ -31,8 +31,10 @@ std::string TemporaryFolder::write(std::string_view name, std::string_view text)
 }
 
 std::string readFile(const std::string& path) {
-    std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
+    // A file of /proc may fail in the middle, when its process ends.
+    std::ostringstream text;
+    text << std::ifstream(path, std::ios::binary).rdbuf();
+    return text.str();
 }
 
 } // namespace kestrelnet

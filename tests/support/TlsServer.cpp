@@ -1,12 +1,13 @@
 // SPDX-License-Identifier: MIT
 #include "tests/support/TlsServer.h"
 
+#include "platform/Process.h"
+#include "tests/support/Collector.h"
 #include "tests/support/TemporaryFolder.h"
 
 #include <QFile>
 #include <QHostAddress>
 #include <QPointer>
-#include <QProcess>
 #include <QSslCertificate>
 #include <QSslKey>
 #include <QSslServer>
@@ -29,16 +30,20 @@ constexpr qint64 largestHead = 64L * 1024;
 
 /// Makes the files NAME.key and NAME.pem, a key and the certificate for it.
 void makeCertificate(const TemporaryFolder& folder, const char* name, const char* options) {
-    const QString command =
-        QStringLiteral("req -x509 -newkey ec -pkeyopt ec_paramgen_curve:prime256v1 -noenc -days 2 "
-                       "-subj /CN=%1 -keyout %1.key -out %1.pem %2");
-    QProcess openssl;
-    openssl.setWorkingDirectory(QString::fromStdString(folder.path()));
-    openssl.start(QStringLiteral(KESTRELNET_OPENSSL),
-                  QProcess::splitCommand(
-                      command.arg(QString::fromLatin1(name), QString::fromLatin1(options))));
-    if (!openssl.waitForFinished() || openssl.exitCode() != 0) {
-        ADD_FAILURE() << "openssl: " << openssl.readAllStandardError().toStdString();
+    const auto openssl = Process::create();
+    openssl->executablePath = "/bin/sh";
+    openssl->arguments = {"-c",
+                          "cd '" + folder.path() +
+                              "' && '" KESTRELNET_OPENSSL "' req -x509 "
+                              "-newkey ec -pkeyopt ec_paramgen_curve:prime256v1 -noenc -days 2 "
+                              "-subj /CN=" +
+                              name + " -keyout " + name + ".key -out " + name + ".pem " + options};
+    openssl->standardError = std::make_shared<Pipe>();
+    const auto said = Collector::attachTo(openssl->standardError->fileHandleForReading());
+    const auto error = openssl->run();
+    openssl->waitUntilExit();
+    if (error || openssl->terminationStatus() != 0) {
+        ADD_FAILURE() << "openssl: " << said->text();
     }
 }
 

@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <iterator>
 #include <poll.h>
+#include <thread>
 
 namespace kestrelnet {
 
@@ -34,6 +35,8 @@ std::size_t openDescriptors() {
 }
 
 std::size_t runningThreads() {
+    // The thread sanitizer starts one of its own behind the first; it is to count from the start.
+    [[maybe_unused]] static const bool first = (std::thread([] {}).join(), true);
     return entries("/proc/self/task");
 }
 

@@ -7,6 +7,7 @@
 #include <QColor>
 #include <QImage>
 #include <QPainter>
+#include <QPixmap>
 
 #include <gtest/gtest.h>
 
@@ -78,10 +79,15 @@ TEST(SymbolsTest, AnUnknownNameDrawsNothing) {
     EXPECT_EQ(coverage(drawn("no.such.symbol", 24, Qt::black)), 0);
 }
 
+QPixmap statusBarPixmap(std::string_view symbol, int side) {
+    return statusBarIcon(symbol).pixmap(QSize(side, side));
+}
+
 TEST(StatusBarIconTest, HasAllSizes) {
     const QIcon icon = statusBarIcon("lock.shield");
     for (const int side : {16, 22, 24, 32, 44, 48, 64}) {
         EXPECT_TRUE(icon.availableSizes().contains(QSize(side, side))) << side;
+        EXPECT_EQ(icon.pixmap(QSize(side, side)).size(), QSize(side, side));
         EXPECT_GT(coverage(statusBarPixmap("lock.shield", side).toImage()), 0.3) << side;
     }
 }

@@ -1,0 +1,72 @@
+// SPDX-License-Identifier: MIT
+// draw-status-bar-icons SYMBOLS FILE...: draws the status bar's icons when the application is
+// built, from the drawings in the folder SYMBOLS. A FILE is named after its symbol and side, for
+// example lock.shield-22.png.
+//
+// A status bar's colour is known to nobody, so the symbol is light, on a dark shield that is a
+// little larger: it looks the same on every ground.
+
+#include <QByteArray>
+#include <QColor>
+#include <QFile>
+#include <QFileInfo>
+#include <QImage>
+#include <QPainter>
+#include <QString>
+#include <QSvgRenderer>
+
+#include <array>
+#include <cstdio>
+
+namespace {
+
+constexpr QRgb light = 0xffffffff;
+/// Tells the filled shield from an empty one where the status bar is as light as it is.
+constexpr QRgb lightFilling = 0xff6fdc92;
+constexpr QRgb dark = 0xff3a3d42;
+constexpr std::array<QPointF, 8> compass{
+    {{1, 0}, {0.7, 0.7}, {0, 1}, {-0.7, 0.7}, {-1, 0}, {-0.7, -0.7}, {0, -1}, {0.7, -0.7}}};
+
+QByteArray drawing(const QString& folder, const QString& symbol, QRgb color) {
+    QFile file(folder + QLatin1Char('/') + symbol + QStringLiteral(".svg"));
+    QByteArray source = file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+    return source.replace("currentColor", QColor::fromRgb(color).name().toLatin1());
+}
+
+bool draw(const QString& folder, const QString& path) {
+    const QString name = QFileInfo(path).completeBaseName();
+    const QString symbol = name.section(QLatin1Char('-'), 0, 0);
+    const int side = name.section(QLatin1Char('-'), 1).toInt();
+    const bool isFilled = symbol.endsWith(QStringLiteral(".fill"));
+    QSvgRenderer ground(drawing(folder, QStringLiteral("shield.fill"), dark));
+    QSvgRenderer shield(drawing(folder, symbol, isFilled ? lightFilling : light));
+    QImage image(side, side, QImage::Format_ARGB32_Premultiplied);
+    if (!ground.isValid() || !shield.isValid() || image.isNull()) {
+        return false;
+    }
+    image.fill(Qt::transparent);
+    QPainter painter(&image);
+    const QRectF place(0, 0, side, side);
+    const qreal edgeWidth = side / 24.0;
+    for (const QPointF& direction : compass) {
+        ground.render(&painter, place.translated(direction * edgeWidth));
+    }
+    shield.render(&painter, place);
+    painter.end();
+    QFile file(path);
+    return file.open(QIODevice::WriteOnly) &&
+           file.write(reinterpret_cast<const char*>(image.constBits()), image.sizeInBytes()) ==
+               image.sizeInBytes();
+}
+
+} // namespace
+
+int main(int argc, char* argv[]) {
+    for (int i = 2; i < argc; ++i) {
+        if (!draw(QString::fromLocal8Bit(argv[1]), QString::fromLocal8Bit(argv[i]))) {
+            std::fprintf(stderr, "%s could not be drawn\n", argv[i]);
+            return 1;
+        }
+    }
+    return 0;
+}
