@@ -1,40 +1,19 @@
 // SPDX-License-Identifier: MIT
 #include "platform/Descriptors.h"
 
-#include <array>
-#include <cerrno>
 #include <fcntl.h>
 #include <unistd.h>
 
 namespace kestrelnet {
 
-namespace {
-
-/// A close-on-exec copy of `descriptor` above the standard streams; the original is closed.
-int moved(int descriptor) {
-    const int copy = ::fcntl(descriptor, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
-    const int error = errno;
-    ::close(descriptor);
-    errno = error;
-    return copy;
-}
-
-} // namespace
-
-PipeDescriptors closeOnExecPipe() {
-    std::array<int, 2> ends{};
+bool openCloseOnExecPipe(std::array<int, 2>& ends) {
     if (::pipe(ends.data()) != 0) {
-        return {};
+        return false;
     }
-    const PipeDescriptors pipe{moved(ends[0]), moved(ends[1])};
-    if (pipe.reading >= 0 && pipe.writing >= 0) {
-        return pipe;
+    for (const int end : ends) {
+        ::fcntl(end, F_SETFD, FD_CLOEXEC);
     }
-    const int error = errno;
-    ::close(pipe.reading);
-    ::close(pipe.writing);
-    errno = error;
-    return {};
+    return true;
 }
 
 int closeOtherDescriptors(posix_spawn_file_actions_t& actions, posix_spawnattr_t& attributes) {
