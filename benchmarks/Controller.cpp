@@ -56,7 +56,9 @@ void Controller::serveUntil(const std::function<bool()>& condition, std::chrono:
             loop.quit();
         }
     };
-    QTimer::singleShot(bound, &loop, [&failure] { giveUp(failure); });
+    QTimer end;
+    QObject::connect(&end, &QTimer::timeout, &loop, [&failure] { giveUp(failure); });
+    end.start(bound);
     if (!condition()) {
         loop.exec();
     }

@@ -49,22 +49,23 @@ double quantile(std::vector<double> samples, double share) {
 
 std::string number(double value, int decimals) {
     char text[64];
-    std::snprintf(text, sizeof text, "%.*f", decimals, value);
+    static_cast<void>(std::snprintf(text, sizeof text, "%.*f", decimals, value));
     return text;
 }
 
 void report(const Figure& figure) {
-    const std::string value = number(figure.value, figure.decimals) + ' ' + figure.unit;
+    const std::string value = number(figure.value, figure.decimals) + figure.unit;
     const std::string target = std::string(words(figure.bound)) + ' ' +
-                               number(figure.target, figure.decimals) + ' ' + figure.unit;
+                               number(figure.target, figure.decimals) + figure.unit;
     const std::string detail = figure.detail.empty() ? "" : "  (" + figure.detail + ')';
-    std::printf("%-50s %14s   %-22s %s%s\n", figure.name.c_str(), value.c_str(), target.c_str(),
-                holds(figure) ? "holds " : "misses", detail.c_str());
-    std::fflush(stdout);
+    static_cast<void>(std::printf("%-66s %9s   %-18s %s%s\n", figure.name.c_str(), value.c_str(),
+                                  target.c_str(), holds(figure) ? "holds " : "misses",
+                                  detail.c_str()));
+    static_cast<void>(std::fflush(stdout));
 }
 
 void giveUp(const std::string& reason) {
-    std::fprintf(stderr, "Not measured: %s\n", reason.c_str());
+    static_cast<void>(std::fprintf(stderr, "Not measured: %s\n", reason.c_str()));
     std::exit(1);
 }
 

@@ -139,7 +139,7 @@ void measureStart(Surroundings& around, const std::string& application, const st
     }
     const auto compare = [](const char* name, const std::vector<double>& our,
                             const std::vector<double>& their, double target, const char* unit) {
-        report({name, median(our) / median(their), Bound::atMost, target, "x", 2,
+        report({name, median(our) / median(their), Bound::atMost, target, " x", 2,
                 number(median(our), 1) + unit + " against " + number(median(their), 1) + unit});
     };
     compare("Start to tray icon, against a bare Qt program", ours.milliseconds, theirs.milliseconds,
@@ -159,8 +159,8 @@ void measureRest(Surroundings& around, const std::string& application) {
     report({"Wake-ups while idle",
             static_cast<double>(after.contextSwitches - before.contextSwitches), Bound::atMost, 0,
             "", 0, window});
-    report({"CPU time while idle", after.milliseconds - before.milliseconds, Bound::atMost, 0, "ms",
-            2, window});
+    report({"CPU time while idle", after.milliseconds - before.milliseconds, Bound::atMost, 0,
+            " ms", 2, window});
 }
 
 /// Clicks the icon and returns the milliseconds until the panel is painted.
@@ -195,9 +195,9 @@ void measurePanel(Surroundings& around, const std::string& application) {
         closePanel(around);
         more.push_back(first.back() - second.back());
     }
-    report({"Click to painted panel, first over second time", median(more), Bound::atMost, 25, "ms",
-            1, "first time " + number(median(first), 1) + " ms"});
-    report({"Click to painted panel, second time", median(second), Bound::atMost, 16.7, "ms", 1});
+    report({"Click to painted panel, first over second time", median(more), Bound::atMost, 25,
+            " ms", 1, "first time " + number(median(first), 1) + " ms"});
+    report({"Click to painted panel, second time", median(second), Bound::atMost, 16.7, " ms", 1});
 }
 
 /// Writes `line` as the client would, into the client's own standard output, and returns the
@@ -242,7 +242,7 @@ void measureRoutes(Surroundings& around, const std::string& application) {
         }
         ::close(clientOutput);
     }
-    report({"Route line to the tray icon's change", median(all), Bound::below, 5, "ms", 2,
+    report({"Route line to the tray icon's change", median(all), Bound::below, 5, " ms", 2,
             "the first in each of " + std::to_string(routeRuns) + " processes " +
                 number(median(first), 2) + " ms"});
 }

@@ -64,12 +64,11 @@ class Probe {
   private:
     void post() {
         largest_ = std::max(largest_, residentMebibytes());
-        QMetaObject::invokeMethod(
-            QCoreApplication::instance(),
-            [this, posted = now()] { delays_.push_back(millisecondsBetween(posted, now())); },
-            Qt::QueuedConnection);
+        mainQueue_->async(
+            [this, posted = now()] { delays_.push_back(millisecondsBetween(posted, now())); });
     }
 
+    const std::shared_ptr<Queue> mainQueue_ = dispatch::mainQueue();
     double before_;
     double largest_;
     std::vector<double> delays_;
@@ -154,10 +153,10 @@ int main(int argc, char* argv[]) {
     }
 
     report({"Client output, throughput against cat", median(cat) / median(ours), Bound::atLeast,
-            0.1, "x", 2, rate(median(ours)) + " against " + rate(median(cat))});
-    report({"Memory growth during it", growth, Bound::below, 8, "MiB", 1});
+            0.1, " x", 2, rate(median(ours)) + " against " + rate(median(cat))});
+    report({"Memory growth during it", growth, Bound::below, 8, " MiB", 1});
     report({"Delay of a posted event during it, p99", quantile(delays, 0.99), Bound::atMost, 16,
-            "ms", 2,
+            " ms", 2,
             "median " + number(median(delays), 2) + " ms, longest " +
                 number(quantile(delays, 1), 2) + " ms"});
 }

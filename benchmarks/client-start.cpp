@@ -89,6 +89,6 @@ int main(int argc, char* argv[]) {
         }
     }
     report({"connect() to the client's first instruction, against posix_spawn",
-            median(ours) / median(bare), Bound::atMost, 1.5, "x", 2,
+            median(ours) / median(bare), Bound::atMost, 1.5, " x", 2,
             number(median(ours), 3) + " ms against " + number(median(bare), 3) + " ms"});
 }

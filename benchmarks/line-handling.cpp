@@ -13,7 +13,7 @@ namespace {
 using namespace kestrelnet;
 
 constexpr std::string_view line = "keepalive from peer 10.20.30.40, round trip 12 ms, sequence 777";
-constexpr std::size_t chunkSize = 64 * 1024;
+constexpr std::size_t chunkSize = 65536;
 
 std::string chunk() {
     std::string result;

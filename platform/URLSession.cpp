@@ -19,7 +19,8 @@ std::unique_ptr<URLConnection> loadConnection(const std::string& additionalAutho
     void* const module = ::dlopen(KESTRELNET_NETWORK_MODULE, RTLD_LAZY | RTLD_LOCAL);
     void* const maker = module == nullptr ? nullptr : ::dlsym(module, makeURLConnectionName);
     if (maker == nullptr) {
-        std::fprintf(stderr, "The network module cannot be used: %s\n", ::dlerror());
+        static_cast<void>(
+            std::fprintf(stderr, "The network module cannot be used: %s\n", ::dlerror()));
         return nullptr;
     }
     return std::unique_ptr<URLConnection>(

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 // draw-status-bar-icons SYMBOLS FILE...: draws the status bar's icons when the application is
 // built, from the drawings in the folder SYMBOLS. A FILE is named after its symbol and side, for
-// example lock.shield-22.png.
+// example lock.shield-22.argb.
 //
 // A status bar's colour is known to nobody, so the symbol is light, on a dark shield that is a
 // little larger: it looks the same on every ground.
@@ -64,7 +64,7 @@ bool draw(const QString& folder, const QString& path) {
 int main(int argc, char* argv[]) {
     for (int i = 2; i < argc; ++i) {
         if (!draw(QString::fromLocal8Bit(argv[1]), QString::fromLocal8Bit(argv[i]))) {
-            std::fprintf(stderr, "%s could not be drawn\n", argv[i]);
+            static_cast<void>(std::fprintf(stderr, "%s could not be drawn\n", argv[i]));
             return 1;
         }
     }
