@@ -17,6 +17,8 @@ void TunnelManager::startViaHelper() {
     process->environment = std::move(environment);
     process->standardOutput = output;
     process->standardError = errors;
+    readOutput(errors->fileHandleForReading());
+    readOutput(output->fileHandleForReading());
     process->terminationHandler = terminationHandler();
 
     // Recorded before the start is tried: a run that could not be started is replaced by the next
@@ -26,12 +28,7 @@ void TunnelManager::startViaHelper() {
     if (const auto error = process->run()) {
         status = TunnelStatus::error;
         lastLog = "Failed to start helper: " + error->description;
-        return;
     }
-    // After the start, which need not wait for the readers' threads to be made; nothing is lost:
-    // what the client writes meanwhile waits in its pipes.
-    readOutput(errors->fileHandleForReading());
-    readOutput(output->fileHandleForReading());
 }
 
 } // namespace kestrelnet

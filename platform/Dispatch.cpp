@@ -131,8 +131,10 @@ class MainQueue final : public Queue {
             delayed.swap(delayed_);
             receiver.swap(receiver_);
         }
-        // It may be on the stack: leaving can begin inside a job.
-        receiver.release()->deleteLater();
+        if (receiver) {
+            // It may be on the stack: leaving can begin inside a job.
+            receiver.release()->deleteLater();
+        }
     }
 
     std::mutex mutex_;

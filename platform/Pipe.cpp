@@ -42,10 +42,19 @@ void FileHandle::setReadabilityHandler(ReadabilityHandler handler) {
     const std::lock_guard lock(mutex_);
     if (handler) {
         handler_ = std::make_shared<const ReadabilityHandler>(std::move(handler));
-        startReading();
+        if (!postponed_) {
+            startReading();
+        }
     } else if (handler_) {
         handler_.reset();
         [[maybe_unused]] const auto written = ::write(wakeWriting_, "", 1);
+    }
+}
+
+void FileHandle::endPostponement() {
+    const std::lock_guard lock(mutex_);
+    if (std::exchange(postponed_, false) && handler_) {
+        startReading();
     }
 }
 
@@ -118,6 +127,7 @@ Pipe::Pipe() {
     const PipeDescriptors ends = closeOnExecPipe();
     writing_ = ends.writing;
     reading_ = FileHandle::create(ends.reading);
+    reading_->postponed_ = true;
 }
 
 Pipe::~Pipe() {
@@ -126,6 +136,7 @@ Pipe::~Pipe() {
 
 void Pipe::closeWriting() {
     closeDescriptor(writing_);
+    reading_->endPostponement();
 }
 
 } // namespace kestrelnet

@@ -36,7 +36,9 @@ class FileHandle : public std::enable_shared_from_this<FileHandle> {
     std::string availableData();
 
   private:
+    friend class Pipe;
     explicit FileHandle(int descriptor) : descriptor_(descriptor) {}
+    void endPostponement();
     void startReading();
     void readUntilRemoved();
     bool awaitReadable();
@@ -48,6 +50,9 @@ class FileHandle : public std::enable_shared_from_this<FileHandle> {
     std::mutex mutex_;
     std::shared_ptr<const ReadabilityHandler> handler_;
     bool reading_ = false;
+    // As long as only the pipe itself holds the writing end, there is nothing to read and no thread
+    // needed to wait for it; so starting a child does not wait for the thread to be made.
+    bool postponed_ = false;
     // Ends the wait of the reader thread when the handler is removed.
     int wakeReading_ = -1;
     int wakeWriting_ = -1;

@@ -11,7 +11,6 @@ namespace {
 
 using namespace std::string_view_literals;
 using testing::ElementsAre;
-using testing::IsEmpty;
 
 using BadOutputTest = TunnelTest;
 

@@ -9,7 +9,6 @@ namespace kestrelnet {
 namespace {
 
 using testing::ElementsAre;
-using testing::IsEmpty;
 using testing::StartsWith;
 
 using HelperLaunchTest = TunnelTest;
