@@ -35,9 +35,9 @@ void explainFatalMessage(QtMsgType type, const QMessageLogContext&, const QStrin
     std::fprintf(stderr, "%s\n", message.toLocal8Bit().constData());
 }
 
-int run(QApplication& application, std::vector<std::string> links) {
+int run(QApplication& application, const std::vector<std::string>& links) {
     ApplicationInstance instance;
-    const auto acquisition = instance.acquire(std::move(links));
+    const auto acquisition = instance.acquire(links);
     if (acquisition == ApplicationInstance::Acquisition::passedOn) {
         return EXIT_SUCCESS;
     }
@@ -64,7 +64,7 @@ int main(int count, char** arguments) {
     std::signal(SIGPIPE, SIG_IGN);
 
     // Links are handed over by the desktop; there are no other arguments.
-    std::vector<std::string> links(arguments + (count > 0 ? 1 : 0), arguments + count);
+    const std::vector<std::string> links(arguments + (count > 0 ? 1 : 0), arguments + count);
     for (const std::string_view link : links) {
         if (!link.starts_with("kestrelnet:")) {
             complain("it takes no arguments.");
@@ -81,5 +81,5 @@ int main(int count, char** arguments) {
     int programNameOnly = 1;
     QApplication application(programNameOnly, arguments);
     qInstallMessageHandler(ordinary);
-    return run(application, std::move(links));
+    return run(application, links);
 }

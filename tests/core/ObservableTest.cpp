@@ -13,7 +13,6 @@ namespace kestrelnet {
 namespace {
 
 using testing::ElementsAre;
-using testing::IsEmpty;
 using Subscription = ObservableObjectPublisher::Subscription;
 
 TEST(PublishedTest, theNoticeComesBeforeTheValueIsStored) {
