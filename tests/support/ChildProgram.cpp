@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "tests/support/ChildProgram.h"
 
+#include <gtest/gtest.h>
+
 #include <array>
 #include <chrono>
 #include <csignal>
@@ -25,9 +27,9 @@ std::vector<char*> pointers(std::vector<std::string>& texts) {
     return result;
 }
 
-[[noreturn]] void become(char* const* command, char* const* environment, int output) {
+[[noreturn]] void become(char* const* command, char* const* environment, int input, int output) {
     ::prctl(PR_SET_PDEATHSIG, SIGKILL);
-    ::dup2(::open("/dev/null", O_RDONLY | O_CLOEXEC), STDIN_FILENO);
+    ::dup2(input, STDIN_FILENO);
     ::dup2(output, STDOUT_FILENO);
     ::execvpe(*command, command, environment);
     ::_exit(127);
@@ -46,24 +48,33 @@ ChildProgram::ChildProgram(std::vector<std::string> command, const Environment& 
     }
     const std::vector<char*> arguments = pointers(command);
     const std::vector<char*> entryPointers = pointers(entries);
-    std::array<int, 2> ends{-1, -1};
-    if (::pipe2(ends.data(), O_CLOEXEC) != 0) {
+    std::array<int, 2> input{-1, -1};
+    std::array<int, 2> output{-1, -1};
+    if (::pipe2(input.data(), O_CLOEXEC) != 0 || ::pipe2(output.data(), O_CLOEXEC) != 0) {
         return;
     }
-    output_ = ends[0];
+    input_ = input[1];
+    output_ = output[0];
     pid_ = ::fork();
     if (pid_ == 0) {
-        become(arguments.data(), entryPointers.data(), ends[1]);
+        become(arguments.data(), entryPointers.data(), input[0], output[1]);
     }
-    ::close(ends[1]);
+    ::close(input[0]);
+    ::close(output[1]);
 }
 
 ChildProgram::~ChildProgram() {
+    ::close(input_);
     ::close(output_);
     if (pid_ > 0) {
         kill();
         ::waitpid(pid_, nullptr, 0);
     }
+}
+
+void ChildProgram::tell(std::string line) const {
+    line += '\n';
+    EXPECT_EQ(::write(input_, line.data(), line.size()), static_cast<ssize_t>(line.size()));
 }
 
 std::optional<std::string> ChildProgram::readLine() {
@@ -86,6 +97,15 @@ std::optional<std::string> ChildProgram::readLine() {
             return std::nullopt;
         }
         pending_.append(chunk.data(), static_cast<std::size_t>(size));
+    }
+}
+
+bool ChildProgram::reads(std::string_view line) {
+    for (;;) {
+        const auto next = readLine();
+        if (!next || *next == line) {
+            return next.has_value();
+        }
     }
 }
 
