@@ -289,6 +289,12 @@ std::string description(char** arguments, char** environment) {
     std::array<char, 4096> path{};
     add("working-directory", getcwd(path.data(), path.size()) == nullptr ? "" : path.data());
     add("process-group", getpgrp());
+    uid_t real = 0;
+    uid_t effective = 0;
+    uid_t saved = 0;
+    getresuid(&real, &effective, &saved);
+    add("user",
+        std::to_string(real) + " " + std::to_string(effective) + " " + std::to_string(saved));
     for (const int descriptor : descriptors()) {
         add("descriptor", descriptor);
     }
