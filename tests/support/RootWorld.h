@@ -39,6 +39,9 @@ std::string install(const std::string& path, const std::string& folder);
 /// signal that ended it. What is written there to standard error is seen; test assertions are not.
 int as(const User& who, const std::function<int()>& body);
 
+/// Takes `who` out of the group of administrators.
+void removeAdministrator(const User& who);
+
 struct Survivor {
     pid_t pid;
     uid_t uid;

@@ -233,6 +233,23 @@ void closeStreams(std::string_view /*argument*/) {
     std::_Exit(0);
 }
 
+void keepGrandchild(std::string_view /*argument*/) {
+    if (fork() == 0) {
+        stayBehind();
+    }
+}
+
+void keepDaemon(std::string_view /*argument*/) {
+    if (fork() == 0) {
+        setsid();
+        if (fork() == 0) {
+            stubborn("");
+            stayBehind();
+        }
+        std::_Exit(0);
+    }
+}
+
 void quick(std::string_view /*argument*/) {
     struct sigaction action = {};
     action.sa_handler = leaveAtTermination;
@@ -261,7 +278,9 @@ constexpr std::array modes{
     Mode{"closes-streams", closeStreams},   // lives on without output
     Mode{"leaves-grandchild", leaveGrandchild}, // exits; a child keeps both streams open
     Mode{"daemonises", daemonise},              // exits; a grandchild in a session of its own stays
-    Mode{"exits-on-terminate", quick},          // catches SIGTERM, leaves in order, with status 0
+    Mode{"keeps-grandchild", keepGrandchild},   // with a child that stays as long
+    Mode{"keeps-daemon", keepDaemon},  // the same, in a session of its own, and it survives SIGTERM
+    Mode{"exits-on-terminate", quick}, // catches SIGTERM, leaves in order, with status 0
 };
 
 std::set<int> descriptors() {

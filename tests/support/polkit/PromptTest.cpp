@@ -19,13 +19,16 @@ const std::string systemClient = "/usr/local/bin/kestrelnet-client";
 void PromptTest::SetUp() {
     rootWorld::installBundle();
     rootWorld::install(KESTRELNET_CONTROLLER, rootWorld::bundle + "/Contents/Linux");
+    rootWorld::install(rootWorld::bundle + "/Contents/Resources/com.kestrelnetvpn.app.policy",
+                       "/usr/share/polkit-1/actions");
     errors_ = "/tmp/errors";
 }
 
 void PromptTest::TearDown() {
     if (HasFailure()) {
         std::cerr << "The application's standard error:\n"
-                  << readFile(errors_) << "Processes: " << testing::PrintToString(strays()) << '\n';
+                  << readFile(errors_) << "Processes: " << testing::PrintToString(strays())
+                  << "\nFiles: " << testing::PrintToString(runFiles()) << '\n';
     }
 }
 
@@ -68,12 +71,11 @@ std::optional<std::string> PromptTest::readError() {
     return line;
 }
 
-std::vector<rootWorld::Survivor> PromptTest::strays() {
+std::vector<rootWorld::Survivor> PromptTest::strays() const {
     std::vector<rootWorld::Survivor> found = rootWorld::processes();
-    std::erase_if(found, [](const rootWorld::Survivor& process) {
-        constexpr std::array known{"dbus-daemon", "polkitd", "authentication-agent",
-                                   "/Contents/Linux/controller"};
-        return process.state != 'Z' &&
+    std::erase_if(found, [this](const rootWorld::Survivor& process) {
+        constexpr std::array known{"dbus-daemon", "polkitd", "authentication-"};
+        return (controller && process.pid == controller->pid()) ||
                std::any_of(known.begin(), known.end(), [&process](const char* name) {
                    return process.command.find(name) != std::string::npos;
                });
@@ -81,11 +83,11 @@ std::vector<rootWorld::Survivor> PromptTest::strays() {
     return found;
 }
 
-bool PromptTest::isTidy() {
-    return waitFor([] { return strays().empty() && runFiles().empty(); });
+bool PromptTest::isTidy() const {
+    return waitFor([this] { return strays().empty() && runFiles().empty(); });
 }
 
-std::optional<pid_t> PromptTest::find(std::string_view part) {
+std::optional<pid_t> PromptTest::find(std::string_view part) const {
     std::optional<pid_t> pid;
     [[maybe_unused]] const bool found = waitFor([&] {
         for (const rootWorld::Survivor& process : strays()) {

@@ -38,11 +38,11 @@ class PromptTest : public testing::Test {
     std::optional<std::string> readError();
 
     /// What there is but the bus, polkit, the agent and the controller.
-    static std::vector<rootWorld::Survivor> strays();
+    std::vector<rootWorld::Survivor> strays() const;
     /// Waits until there are none.
-    static bool isTidy();
+    bool isTidy() const;
     /// The program of the path `part` of the run, once it runs.
-    static std::optional<pid_t> find(std::string_view part);
+    std::optional<pid_t> find(std::string_view part) const;
     /// What lies in the user's temporary folder.
     static std::vector<std::string> runFiles();
 
