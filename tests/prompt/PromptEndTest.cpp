@@ -4,6 +4,8 @@
 
 #include <chrono>
 #include <csignal>
+#include <random>
+#include <thread>
 
 namespace kestrelnet {
 namespace {
@@ -114,6 +116,37 @@ TEST_F(PromptOpenTest, closesWithTheApplicationsDeath) {
     controller->kill();
     EXPECT_TRUE(endsInTime());
     EXPECT_EQ(agent->readLine(), "cancelled");
+}
+
+// -- At any moment -------------------------------------------------------------------------------
+
+class PromptKillTest : public PromptEndTest {
+  protected:
+    void killTheApplication(std::chrono::microseconds earliest, std::chrono::microseconds latest,
+                            int rounds) {
+        world.startAgent("right");
+        install("stubborn");
+        const unsigned seed = std::random_device{}();
+        std::mt19937 random(seed);
+        std::uniform_int_distribution<std::int64_t> moment(earliest.count(), latest.count());
+        for (int round = 0; round < rounds; ++round) {
+            startController();
+            controller->tell("connect");
+            std::this_thread::sleep_for(std::chrono::microseconds(moment(random)));
+            controller->kill();
+            ASSERT_TRUE(endsInTime()) << "round " << round << ", seed " << seed;
+        }
+    }
+};
+
+TEST_F(PromptKillTest, whileThePromptIsBeingAnswered) {
+    using namespace std::chrono_literals;
+    killTheApplication(0ms, 250ms, 40);
+}
+
+TEST_F(PromptKillTest, whileTheClientStarts) {
+    using namespace std::chrono_literals;
+    killTheApplication(990ms, 1050ms, 10);
 }
 
 // -- The client's own time
