@@ -162,6 +162,8 @@ int runTests(int count, char** arguments) {
     const pid_t tests = ::fork();
     check(tests >= 0, "fork");
     if (tests == 0) {
+        // As on a real system, orphans go to a process of another session.
+        ::setsid();
         std::exit(runTests(count, arguments));
     }
     reapUntilEnd(tests);
