@@ -237,6 +237,23 @@ void closeStreams(std::string_view /*argument*/) {
     std::_Exit(0);
 }
 
+void keepGrandchild(std::string_view /*argument*/) {
+    if (fork() == 0) {
+        stayBehind();
+    }
+}
+
+void keepDaemon(std::string_view /*argument*/) {
+    if (fork() == 0) {
+        setsid();
+        if (fork() == 0) {
+            stubborn("");
+            stayBehind();
+        }
+        std::_Exit(0);
+    }
+}
+
 void quick(std::string_view /*argument*/) {
     struct sigaction action = {};
     action.sa_handler = leaveAtTermination;
@@ -296,7 +313,9 @@ constexpr std::array modes{
     Mode{"daemonises", daemonise},              // exits; a grandchild in a session of its own stays
     Mode{"family", raiseFamily},                // stays, with children that are hard to end
     Mode{"crashes", crash},                     // with SIGABRT
-    Mode{"exits-on-terminate", quick},          // catches SIGTERM, leaves in order, with status 0
+    Mode{"keeps-grandchild", keepGrandchild},   // with a child that stays as long
+    Mode{"keeps-daemon", keepDaemon},  // the same, in a session of its own, and it survives SIGTERM
+    Mode{"exits-on-terminate", quick}, // catches SIGTERM, leaves in order, with status 0
 };
 
 std::set<int> descriptors() {
@@ -324,6 +343,12 @@ std::string description(char** arguments, char** environment) {
     std::array<char, 4096> path{};
     add("working-directory", getcwd(path.data(), path.size()) == nullptr ? "" : path.data());
     add("process-group", getpgrp());
+    uid_t real = 0;
+    uid_t effective = 0;
+    uid_t saved = 0;
+    getresuid(&real, &effective, &saved);
+    add("user",
+        std::to_string(real) + " " + std::to_string(effective) + " " + std::to_string(saved));
     for (const int descriptor : descriptors()) {
         add("descriptor", descriptor);
     }

@@ -3,7 +3,9 @@
 
 #include "platform/linux/privileged/Signals.h"
 
+#include <algorithm>
 #include <array>
+#include <cerrno>
 #include <fcntl.h>
 #include <grp.h>
 #include <sched.h>
@@ -46,14 +48,23 @@ constexpr std::array limits{
     Limit{RLIMIT_STACK, 8 * kibi* kibi, none},
 };
 
-bool resetLimits() {
-    for (const Limit& limit : limits) {
-        const rlimit value{.rlim_cur = limit.soft, .rlim_max = limit.hard};
-        if (::setrlimit(limit.resource, &value) != 0) {
-            return false;
-        }
+/// Where root may not raise a limit, as in some containers, all of what there is.
+bool reset(const Limit& limit) {
+    rlimit value{.rlim_cur = limit.soft, .rlim_max = limit.hard};
+    if (::setrlimit(limit.resource, &value) == 0) {
+        return true;
     }
-    return true;
+    rlimit present{};
+    if (errno != EPERM || ::getrlimit(limit.resource, &present) != 0) {
+        return false;
+    }
+    value.rlim_max = std::min(limit.hard, present.rlim_max);
+    value.rlim_cur = std::min(limit.soft, value.rlim_max);
+    return ::setrlimit(limit.resource, &value) == 0;
+}
+
+bool resetLimits() {
+    return std::all_of(limits.begin(), limits.end(), reset);
 }
 
 bool resetTimers() {

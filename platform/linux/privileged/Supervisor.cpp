@@ -41,6 +41,7 @@ class Supervisor {
     void await();
     void hearOwner();
     void stop();
+    void endWhatIsLeft();
     void askEveryProcess();
     void killBy(Clock::time_point time) { deadline_ = std::min(deadline_, time); }
     bool isKilling() const { return Clock::now() >= deadline_; }
@@ -64,8 +65,7 @@ std::optional<int> Supervisor::run(const std::function<void()>& become) {
     }
     for (reap(); hasChildren_; reap()) {
         if (status_) {
-            askEveryProcess();
-            killBy(Clock::now() + abandonedGrace);
+            endWhatIsLeft();
         }
         if (isKilling()) {
             signalDescendants(SIGKILL);
@@ -158,6 +158,14 @@ void Supervisor::stop() {
         // Reaped only here, so that the identifier is still the child's.
         ::kill(main_, SIGTERM);
         ::kill(main_, SIGCONT);
+    }
+}
+
+void Supervisor::endWhatIsLeft() {
+    askEveryProcess();
+    // A shell may be gone long before the client that it ran, which has the time that it was given.
+    if (deadline_ == Clock::time_point::max()) {
+        killBy(Clock::now() + abandonedGrace);
     }
 }
 

@@ -27,7 +27,7 @@ enum class StopReaches {
 /// what
 ///   is left 1.5 s later, or at the earlier moment above, is killed.
 /// - Once the main process has ended, what it has left behind gets SIGTERM, and is killed 1.5 s
-///   later.
+///   later, or at the moment above when that is set.
 ///
 /// For a process of one thread, which this makes the reaper of all its descendants: daemons and
 /// orphans of the run come back to it. It wakes only when something happens. The child is killed

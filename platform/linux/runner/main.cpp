@@ -64,22 +64,22 @@ int takeLifeline() {
 }
 
 int run(char* command) {
-    const char* problem = cleanDescriptors();
-    if (problem == nullptr) {
-        problem = cleanSurroundings();
-    }
-    if (problem == nullptr) {
-        problem = becomeRoot();
-    }
-    if (problem != nullptr) {
+    if (const char* const problem = cleanDescriptors()) {
         return refuse(problem);
     }
     const int owner = takeLifeline();
     if (owner < 0) {
         return refuse("this is a part of the application, which starts it itself");
     }
-    ::setsid();
     ::send(owner, &lifeline::started, sizeof lifeline::started, MSG_NOSIGNAL);
+    const char* problem = cleanSurroundings();
+    if (problem == nullptr) {
+        problem = becomeRoot();
+    }
+    if (problem != nullptr) {
+        return refuse(problem);
+    }
+    ::setsid();
     const auto status = supervise(owner, StopReaches::everyProcess, [=] { becomeShell(command); });
     if (!status) {
         return notRun;

@@ -229,8 +229,8 @@ int Request::result() const {
         held_.find("Not authorized") != std::string::npos) {
         return refuse("administrator rights were not granted");
     }
-    return refuse("administrator rights cannot be asked for: " +
-                  (held_.empty() ? "pkexec has failed" : held_.substr(0, held_.find('\n'))));
+    return refuse(held_.empty() ? "administrator rights cannot be asked for"
+                                : held_.substr(0, held_.find('\n')));
 }
 
 } // namespace

@@ -134,28 +134,28 @@ TEST(CleanStateTest, timersStandStill) {
 }
 
 TEST(CleanStateTest, everyLimitIsReset) {
-    EXPECT_EQ(inChild([](Findings& findings) {
-                  constexpr rlimit nothing{};
-                  for (int resource = 0; resource < RLIM_NLIMITS; ++resource) {
-                      // Without memory the child itself could not go on.
-                      if (resource != RLIMIT_AS && resource != RLIMIT_DATA &&
-                          resource != RLIMIT_STACK && resource != RLIMIT_CPU &&
-                          resource != RLIMIT_RTTIME) {
-                          ::setrlimit(static_cast<__rlimit_resource_t>(resource), &nothing);
-                      }
-                  }
-                  findings.expect(privileged::cleanSurroundings() == nullptr, "done");
-                  const auto is = [&](__rlimit_resource_t resource, rlim_t soft, rlim_t hard) {
-                      rlimit found{};
-                      ::getrlimit(resource, &found);
-                      findings.expect(found.rlim_cur == soft && found.rlim_max == hard, "limit");
-                  };
-                  is(RLIMIT_CORE, 0, 0);
-                  is(RLIMIT_FSIZE, RLIM_INFINITY, RLIM_INFINITY);
-                  is(RLIMIT_NOFILE, 1024, 4096);
-                  is(RLIMIT_NPROC, RLIM_INFINITY, RLIM_INFINITY);
-                  is(RLIMIT_LOCKS, RLIM_INFINITY, RLIM_INFINITY);
-                  is(RLIMIT_MEMLOCK, rlim_t{8} << 20U, rlim_t{8} << 20U);
+    constexpr rlim_t none = RLIM_INFINITY;
+    constexpr rlim_t eightMebi = rlim_t{8} << 20U;
+    const auto check = [](Findings& findings, __rlimit_resource_t resource, rlim_t soft,
+                          rlim_t hard) {
+        const rlimit expected = raised(resource, soft, hard);
+        const rlimit tiny = lowered(resource, 0);
+        findings.expect(::setrlimit(resource, &tiny) == 0, "a tiny limit");
+        findings.expect(privileged::cleanSurroundings() == nullptr, "done");
+        rlimit found{};
+        ::getrlimit(resource, &found);
+        findings.expect(found.rlim_cur == expected.rlim_cur && found.rlim_max == expected.rlim_max,
+                        "limit");
+    };
+    EXPECT_EQ(inChild([&check](Findings& findings) {
+                  check(findings, RLIMIT_CORE, 0, 0);
+                  check(findings, RLIMIT_FSIZE, none, none);
+                  check(findings, RLIMIT_LOCKS, none, none);
+                  check(findings, RLIMIT_MEMLOCK, eightMebi, eightMebi);
+                  check(findings, RLIMIT_NOFILE, 1024, 4096);
+                  check(findings, RLIMIT_NPROC, none, none);
+                  check(findings, RLIMIT_RSS, none, none);
+                  check(findings, RLIMIT_SIGPENDING, none, none);
               }),
               0);
 }

@@ -2,6 +2,7 @@
 // How a run ends: by whom, in which time, and what is left of it.
 #include "tests/platform/linux/helper/HelperTest.h"
 
+#include <array>
 #include <cerrno>
 #include <fstream>
 #include <iostream>
@@ -199,7 +200,7 @@ TEST_F(HelperStopTest, itsUserMayNotTraceIt) {
 
 TEST_F(HelperStopTest, tracedFromItsStartItHasNoRights) {
     FakeClient& client = installClient("script");
-    const int status = rootWorld::as(rootWorld::user, [] {
+    const int found = rootWorld::as(rootWorld::user, [] {
         const pid_t traced = ::fork();
         if (traced == 0) {
             ::ptrace(PTRACE_TRACEME, 0, nullptr, nullptr);
@@ -212,7 +213,7 @@ TEST_F(HelperStopTest, tracedFromItsStartItHasNoRights) {
         }
         return WEXITSTATUS(status);
     });
-    EXPECT_EQ(status, 1);
+    EXPECT_EQ(found, 1);
     EXPECT_FALSE(client.pid());
 }
 
@@ -241,13 +242,15 @@ class HelperKillTest : public HelperTest, public testing::WithParamInterface<Vic
     }
 };
 
-INSTANTIATE_TEST_SUITE_P(
-    Victims, HelperKillTest,
-    testing::Values(Victim::frontAsked, Victim::frontKilled, Victim::starterKilled),
-    [](const auto& instance) {
-        constexpr const char* names[] = {"frontAsked", "frontKilled", "starterKilled"};
-        return names[static_cast<int>(instance.param)];
-    });
+std::string nameOf(const testing::TestParamInfo<Victim>& instance) {
+    constexpr std::array names{"frontAsked", "frontKilled", "starterKilled"};
+    return names[static_cast<std::size_t>(instance.param)];
+}
+
+INSTANTIATE_TEST_SUITE_P(Victims, HelperKillTest,
+                         testing::Values(Victim::frontAsked, Victim::frontKilled,
+                                         Victim::starterKilled),
+                         nameOf);
 
 TEST_P(HelperKillTest, nothingSurvives) {
     const unsigned seed = std::random_device{}();

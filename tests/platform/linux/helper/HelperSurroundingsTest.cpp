@@ -2,6 +2,7 @@
 // What else the client finds: rights, descriptors, signals, limits.
 #include "tests/platform/linux/helper/HelperTest.h"
 
+#include <array>
 #include <fcntl.h>
 #include <filesystem>
 #include <sched.h>
@@ -128,69 +129,76 @@ TEST_P(HelperSurroundingsTest, blockedAndIgnoredSignalsAreNeitherToTheClient) {
     EXPECT_EQ(program->waitStatus(), SIGTERM);
 }
 
+struct Limit {
+    const char* name;
+    int resource;
+    /// As small as the system lets a program start at all.
+    rlim_t tiny;
+    rlim_t soft;
+    rlim_t hard;
+};
+
+constexpr rlim_t none = RLIM_INFINITY;
+constexpr rlim_t mebi = rlim_t{1} << 20U;
+
+constexpr std::array limits{
+    Limit{"Max address space", RLIMIT_AS, 16 * mebi, none, none},
+    Limit{"Max core file size", RLIMIT_CORE, 0, 0, 0},
+    Limit{"Max cpu time", RLIMIT_CPU, 1, none, none},
+    Limit{"Max data size", RLIMIT_DATA, 4 * mebi, none, none},
+    Limit{"Max file size", RLIMIT_FSIZE, 0, none, none},
+    Limit{"Max locked memory", RLIMIT_MEMLOCK, 0, 8 * mebi, 8 * mebi},
+    Limit{"Max msgqueue size", RLIMIT_MSGQUEUE, 0, 800 * 1024, 800 * 1024},
+    Limit{"Max open files", RLIMIT_NOFILE, 0, 1024, 4096},
+    Limit{"Max pending signals", RLIMIT_SIGPENDING, 0, none, none},
+    Limit{"Max processes", RLIMIT_NPROC, 0, none, none},
+    Limit{"Max stack size", RLIMIT_STACK, mebi / 4, 8 * mebi, none},
+};
+
+std::string text(rlim_t value) {
+    return value == none ? "unlimited" : std::to_string(value);
+}
+
 TEST_P(HelperSurroundingsTest, tinyLimitsOfTheCallerLimitNobody) {
-    const FakeClient& client = startClient({.prepare = [] {
-        const auto limit = [](auto resource, rlim_t value) {
-            const rlimit both{value, value};
-            if (::setrlimit(resource, &both) != 0) {
-                ::_exit(125);
-            }
-        };
-        limit(RLIMIT_AS, rlim_t{16} << 20U);
-        limit(RLIMIT_CORE, 0);
-        limit(RLIMIT_CPU, 1);
-        limit(RLIMIT_DATA, rlim_t{4} << 20U);
-        limit(RLIMIT_FSIZE, 0);
-        limit(RLIMIT_MEMLOCK, 0);
-        limit(RLIMIT_MSGQUEUE, 0);
-        limit(RLIMIT_NOFILE, 3);
-        limit(RLIMIT_NPROC, 0);
-        limit(RLIMIT_SIGPENDING, 0);
-        limit(RLIMIT_STACK, rlim_t{256} << 10U);
-    }});
-    const auto limitOf = [&client](const std::string& name) {
-        std::istringstream words(processLine(*client.pid(), "limits", name));
+    std::vector<rlimit> tiny;
+    for (const Limit& limit : limits) {
+        tiny.push_back(lowered(limit.resource, limit.tiny));
+    }
+    const pid_t client = *startClient({.prepare = [&tiny] {
+                              for (std::size_t at = 0; at < limits.size(); ++at) {
+                                  const auto resource =
+                                      static_cast<__rlimit_resource_t>(limits[at].resource);
+                                  if (::setrlimit(resource, &tiny[at]) != 0) {
+                                      ::_exit(125);
+                                  }
+                              }
+                          }}).pid();
+    for (const Limit& limit : limits) {
+        const rlimit expected = raised(limit.resource, limit.soft, limit.hard);
+        std::istringstream words(processLine(client, "limits", limit.name));
         std::string soft;
         std::string hard;
         words >> soft >> hard;
-        return soft + ' ' + hard;
-    };
-    EXPECT_EQ(limitOf("Max address space"), "unlimited unlimited");
-    EXPECT_EQ(limitOf("Max core file size"), "0 0");
-    EXPECT_EQ(limitOf("Max cpu time"), "unlimited unlimited");
-    EXPECT_EQ(limitOf("Max data size"), "unlimited unlimited");
-    EXPECT_EQ(limitOf("Max file size"), "unlimited unlimited");
-    EXPECT_EQ(limitOf("Max locked memory"), "8388608 8388608");
-    EXPECT_EQ(limitOf("Max open files"), "1024 4096");
-    EXPECT_EQ(limitOf("Max processes"), "unlimited unlimited");
-    EXPECT_EQ(limitOf("Max pending signals"), "unlimited unlimited");
-    EXPECT_EQ(limitOf("Max stack size"), "8388608 unlimited");
-}
-
-TEST_P(HelperSurroundingsTest, aSingleLimitOfNothingIsNoHindrance) {
-    for (const auto resource : {RLIMIT_CPU, RLIMIT_FSIZE, RLIMIT_MEMLOCK, RLIMIT_MSGQUEUE,
-                                RLIMIT_NOFILE, RLIMIT_NPROC, RLIMIT_SIGPENDING}) {
-        startClient({.prepare = [resource] {
-            constexpr rlimit nothing{};
-            ::setrlimit(resource, &nothing);
-        }});
-        EXPECT_EQ(program->send(SIGTERM), 0) << resource;
-        EXPECT_EQ(program->waitStatus(), SIGTERM) << resource;
-        EXPECT_EQ(program->output(), "") << resource;
+        EXPECT_EQ(soft, text(expected.rlim_cur)) << limit.name;
+        EXPECT_EQ(hard, text(expected.rlim_max)) << limit.name;
     }
+    EXPECT_EQ(program->send(SIGTERM), 0);
+    EXPECT_EQ(program->waitStatus(), SIGTERM);
 }
 
 TEST_P(HelperSurroundingsTest, theRestOfTheCallersStateIsGone) {
-    const pid_t client = *startClient({.prepare = [] {
-                              ::umask(0);
-                              static_cast<void>(::chdir("/tmp"));
-                              ::setpriority(PRIO_PROCESS, 0, 15);
-                              const sched_param batch{};
-                              ::sched_setscheduler(0, SCHED_BATCH, &batch);
-                              ::personality(ADDR_NO_RANDOMIZE | READ_IMPLIES_EXEC);
-                              const int score = ::open("/proc/self/oom_score_adj", O_WRONLY);
-                              static_cast<void>(::write(score, "900", 3));
-                          }}).pid();
+    const auto muddle = [] {
+        ::umask(0);
+        ::setpriority(PRIO_PROCESS, 0, 15);
+        const sched_param batch{};
+        ::sched_setscheduler(0, SCHED_BATCH, &batch);
+        ::personality(ADDR_NO_RANDOMIZE | READ_IMPLIES_EXEC);
+        const int score = ::open("/proc/self/oom_score_adj", O_WRONLY);
+        if (::chdir("/tmp") != 0 || ::write(score, "900", 3) != 3) {
+            ::_exit(125);
+        }
+    };
+    const pid_t client = *startClient({.prepare = muddle}).pid();
     const std::string folder = "/proc/" + std::to_string(client);
     EXPECT_EQ(processLine(client, "status", "Umask:"), "0022");
     EXPECT_EQ(fs::read_symlink(folder + "/cwd"), "/");

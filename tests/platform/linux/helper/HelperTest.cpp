@@ -83,6 +83,36 @@ testing::AssertionResult HelperTest::nothingIsLeftInTime() {
            << " ms left: " << testing::PrintToString(rootWorld::processes());
 }
 
+namespace {
+
+rlimit present(int resource) {
+    rlimit limit{};
+    ::getrlimit(static_cast<__rlimit_resource_t>(resource), &limit);
+    return limit;
+}
+
+} // namespace
+
+bool mayRaiseLimits() {
+    const rootWorld::User root{"root", 0, 0, "/root"};
+    static const bool may = rootWorld::as(root, [] {
+                                rlimit limit{};
+                                ::setrlimit(RLIMIT_MSGQUEUE, &limit);
+                                limit.rlim_max = 1;
+                                return ::setrlimit(RLIMIT_MSGQUEUE, &limit);
+                            }) == 0;
+    return may;
+}
+
+rlimit lowered(int resource, rlim_t value) {
+    return {value, mayRaiseLimits() ? value : present(resource).rlim_max};
+}
+
+rlimit raised(int resource, rlim_t soft, rlim_t hard) {
+    const rlim_t highest = mayRaiseLimits() ? hard : std::min(hard, present(resource).rlim_max);
+    return {std::min(soft, highest), highest};
+}
+
 std::string processLine(pid_t pid, const std::string& file, const std::string& name) {
     std::istringstream lines(readFile("/proc/" + std::to_string(pid) + '/' + file));
     for (std::string line; std::getline(lines, line);) {

@@ -14,6 +14,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <sys/resource.h>
 #include <vector>
 
 namespace kestrelnet {
@@ -50,6 +51,13 @@ class HelperTest : public testing::Test {
     std::unique_ptr<UserProgram> program;
     std::unique_ptr<FakeClient> client_;
 };
+
+/// Whether root may raise a limit here; a container may forbid it.
+bool mayRaiseLimits();
+/// A limit of `value`, one that root can raise again.
+rlimit lowered(int resource, rlim_t value);
+/// What a limit becomes that should be these.
+rlimit raised(int resource, rlim_t soft, rlim_t hard);
 
 /// The value of the line that starts with `name` in /proc/PID/FILE, without blanks around it.
 std::string processLine(pid_t pid, const std::string& file, const std::string& name);

@@ -28,6 +28,7 @@ class TrustedFileTest : public testing::Test {
     static constexpr const char* program = "/srv/outer/inner/program";
 
     void SetUp() override {
+        fs::remove_all("/srv/outer");
         fs::create_directories(folder);
         write(program, "#!/bin/sh\nexit 7\n");
     }
