@@ -5,22 +5,25 @@
 // and of the caller's environment DEVICE_API_KEY, AUTH_URL and RELAY_ADDR only.
 //
 // It is two processes. The *front* is the one that was started: it gives up root's rights for good
-// as soon as the other runs, so that its user may signal it, and stands for the client to its
-// starter. The *guard* is root, in a session of its own; it starts the client, from a place that
-// only root can write, and sees to it that nothing of it stays (Supervisor.h).
+// as soon as the other runs, so that its user (and nobody else but root) may signal it, and stands
+// for the client to its starter. The *guard* is root, in a session of its own; it starts the
+// client, from a place that only root can write, and sees to it that nothing of it stays
+// (Supervisor.h).
 //
-// - SIGTERM, SIGINT, SIGHUP or SIGQUIT to the front reach the client as SIGTERM. It has 3 seconds
-// to
-//   end before it is killed.
-// - SIGKILL to the front ends the client and all its descendants within 2 seconds.
-// - The tunnel lives no longer than the process that started the helper: with an application that
-// has
-//   quit or died nobody could see or stop it any more, and the next start would show "Disconnected"
-//   over a live tunnel.
-// - The client's output is the front's own; its exit status, or the signal that ended it, becomes
-// the
-//   front's.
-// - A refusal is one line on standard error and exit status 1.
+// The client is root in every way. It finds the three variables, those that every root shell has,
+// nothing on its standard input, the caller's standard output and error, and no other descriptor
+// but, when it is a script, the one that its interpreter reads it from.
+//
+// A request to stop is SIGTERM, SIGINT, SIGHUP or SIGQUIT to the front. It reaches the client as
+// SIGTERM, which has 3 seconds to end before it is killed. SIGKILL to the front ends the client and
+// all its descendants within 2 seconds.
+//
+// The tunnel lives no longer than the process that started the helper: with an application that has
+// quit or died nobody could see or stop it any more, and the next start would show "Disconnected"
+// over a live tunnel.
+//
+// The client's exit status, or the signal that ended it, becomes the front's. A refusal is one line
+// on standard error and exit status 1.
 #include "platform/linux/privileged/CleanState.h"
 #include "platform/linux/privileged/Client.h"
 #include "platform/linux/privileged/Lifeline.h"
@@ -33,6 +36,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <poll.h>
+#include <string>
 #include <sys/prctl.h>
 #include <sys/signalfd.h>
 #include <sys/socket.h>
@@ -58,7 +62,8 @@ int guard(int owner, const ClientValues& values) {
     }
     const TrustedFile client = openTrusted(clientPath);
     if (client.problem != nullptr) {
-        refuse(clientPath, client.problem);
+        const std::string advice = std::string(client.problem) + "; install the helper again";
+        refuse(clientPath, advice.c_str());
         return refused;
     }
     const auto status = supervise(owner, StopReaches::mainProcess, [&] {
@@ -68,11 +73,12 @@ int guard(int owner, const ClientValues& values) {
     return status.value_or(SIGTERM);
 }
 
+/// Only signals may reach this process from its user: it stays closed to tracing.
 bool giveUpRights() {
     const uid_t user = ::getuid();
     const gid_t group = ::getgid();
     return ::setresgid(group, group, group) == 0 && ::setresuid(user, user, user) == 0 &&
-           (user == 0 || ::setresuid(-1, 0, -1) != 0);
+           (user == 0 || ::setresuid(-1, 0, -1) != 0) && ::prctl(PR_SET_DUMPABLE, 0) == 0;
 }
 
 /// Ends as the client did.
@@ -163,7 +169,7 @@ int main(int count, char** /*arguments*/) {
         return refuse("cannot start,", problem);
     }
     if (count != 1) {
-        return refuse("it", "takes no arguments");
+        return refuse("it takes", "no arguments");
     }
     if (::geteuid() != 0) {
         return refuse("it has no rights of root:",

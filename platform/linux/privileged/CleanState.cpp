@@ -89,16 +89,14 @@ void resetMemoryScore() {
 
 } // namespace
 
-const char* cleanDescriptors(int last) {
-    int descriptor = 0;
-    do {
-        descriptor = ::open("/dev/null", O_RDWR);
-    } while (descriptor >= 0 && descriptor <= STDERR_FILENO);
-    const auto first = static_cast<unsigned>(last) + 1;
-    if (descriptor < 0 || ::close_range(first, ~0U, 0) != 0) {
-        return "the standard streams could not be set up";
+const char* cleanDescriptors() {
+    for (int stream = STDIN_FILENO; stream <= STDERR_FILENO; ++stream) {
+        // Opened only where it is missing: the caller's limit may allow no further descriptor.
+        if (::fcntl(stream, F_GETFD) < 0 && ::open("/dev/null", O_RDWR) != stream) {
+            return "the standard streams could not be set up";
+        }
     }
-    return nullptr;
+    return ::close_range(STDERR_FILENO + 1, ~0U, 0) == 0 ? nullptr : "descriptors could not be closed";
 }
 
 const char* cleanSurroundings() {
