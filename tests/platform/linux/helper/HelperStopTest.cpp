@@ -198,6 +198,27 @@ TEST_F(HelperStopTest, itsUserMayNotTraceIt) {
     EXPECT_EQ(program->waitStatus(), 0);
 }
 
+TEST_F(HelperStopTest, itsUserMayNotTraceItWhileItIsRootEither) {
+    for (int round = 0; round < 50; ++round) {
+        installClient("exits-at-once");
+        program = std::make_unique<UserProgram>(helperPath);
+        const pid_t pid = program->pid();
+        // From before it is root until it is gone; the test's own child, it cannot be another one.
+        EXPECT_EQ(rootWorld::as(rootWorld::user,
+                                [pid] {
+                                    int error = EPERM;
+                                    for (int tries = 0; error == EPERM && tries < 5000; ++tries) {
+                                        error = ::ptrace(PTRACE_SEIZE, pid, nullptr, nullptr) == 0
+                                                    ? 0
+                                                    : errno;
+                                    }
+                                    return error;
+                                }),
+                  EPERM);
+        EXPECT_EQ(program->waitStatus(), W_EXITCODE(3, 0));
+    }
+}
+
 TEST_F(HelperStopTest, tracedFromItsStartItHasNoRights) {
     FakeClient& client = installClient("script");
     const int found = rootWorld::as(rootWorld::user, [] {
