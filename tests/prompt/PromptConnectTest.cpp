@@ -7,10 +7,7 @@
 namespace kestrelnet {
 namespace {
 
-using testing::ElementsAre;
 using testing::HasSubstr;
-using testing::IsEmpty;
-using testing::UnorderedElementsAre;
 
 class PromptConnectTest : public PromptTest {
   protected:

@@ -7,9 +7,7 @@
 namespace kestrelnet {
 namespace {
 
-using testing::ElementsAre;
 using testing::HasSubstr;
-using testing::IsEmpty;
 
 const std::string message =
     "Kestrelnet needs administrator rights to start the VPN tunnel or to change its helper";

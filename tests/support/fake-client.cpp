@@ -254,6 +254,31 @@ void keepDaemon(std::string_view /*argument*/) {
     }
 }
 
+void stubbornPair(std::string_view argument) {
+    stubborn(argument);
+    if (fork() == 0) {
+        openControl();
+        obey();
+    }
+}
+
+/// A new child every millisecond, each deaf to requests to end, until there are many.
+void breed(std::string_view argument) {
+    constexpr int most = 2000;
+    stubborn(argument);
+    if (fork() == 0) {
+        for (int children = 0; children < most; ++children) {
+            if (fork() == 0) {
+                openControl();
+                obey();
+            }
+            usleep(1000);
+        }
+        openControl();
+        obey();
+    }
+}
+
 void quick(std::string_view /*argument*/) {
     struct sigaction action = {};
     action.sa_handler = leaveAtTermination;
@@ -314,8 +339,10 @@ constexpr std::array modes{
     Mode{"family", raiseFamily},                // stays, with children that are hard to end
     Mode{"crashes", crash},                     // with SIGABRT
     Mode{"keeps-grandchild", keepGrandchild},   // with a child that stays as long
-    Mode{"keeps-daemon", keepDaemon},  // the same, in a session of its own, and it survives SIGTERM
-    Mode{"exits-on-terminate", quick}, // catches SIGTERM, leaves in order, with status 0
+    Mode{"keeps-daemon", keepDaemon}, // the same, in a session of its own, and it survives SIGTERM
+    Mode{"stubborn-pair", stubbornPair}, // a stubborn one with a child of its kind
+    Mode{"breeds", breed},               // stubborn, and has ever more children
+    Mode{"exits-on-terminate", quick},   // catches SIGTERM, leaves in order, with status 0
 };
 
 std::set<int> descriptors() {

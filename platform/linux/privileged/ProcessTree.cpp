@@ -22,6 +22,11 @@ struct Entry {
     pid_t parent;
 };
 
+/// The number at the start of `text`; 0 when there is none.
+pid_t leadingNumber(const char* text) {
+    return static_cast<pid_t>(std::strtol(text, nullptr, 10));
+}
+
 /// The parent of `pid`; 0 when there is no such process.
 pid_t parentOf(pid_t pid) {
     std::array<char, 32> path{};
@@ -35,7 +40,7 @@ pid_t parentOf(pid_t pid) {
     ::close(file);
     // "PID (NAME) STATE PARENT ..."; the name may hold anything.
     const char* const name = size > 0 ? std::strrchr(text.data(), ')') : nullptr;
-    return name != nullptr && std::strlen(name) > 4 ? std::atoi(name + 4) : 0;
+    return name != nullptr && std::strlen(name) > 4 ? leadingNumber(name + 4) : 0;
 }
 
 std::vector<Entry> everyProcess() {
@@ -45,7 +50,7 @@ std::vector<Entry> everyProcess() {
         return found;
     }
     while (const dirent* entry = ::readdir(folder)) {
-        if (const pid_t pid = std::atoi(entry->d_name); pid > 0) {
+        if (const pid_t pid = leadingNumber(entry->d_name); pid > 0) {
             found.push_back({pid, parentOf(pid)});
         }
     }
