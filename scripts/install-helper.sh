@@ -90,7 +90,7 @@ find_client() {
     source=/usr/local/bin/kestrelnet-client
     [[ ! -e $source ]] || return 0
     fail "there is no kestrelnet-client to install. It was looked for at" \
-        "$bundle/Contents/Resources/kestrelnet-client, ${home:+$own} and $source"
+        "$bundle/Contents/Resources/kestrelnet-client, ${home:+$own, }and $source"
 }
 
 # Makes sure that nobody but root can change what lies in the folder.

@@ -59,6 +59,7 @@ class HelperEnvironmentTest : public HelperTest {
   protected:
     void SetUp() override {
         HelperTest::SetUp();
+        fs::remove_all(hostile);
         write("/bash-env", ">" + hostile + "/marks/bash-env\n");
         write("/env", ">" + hostile + "/marks/env\n");
         write("/bin/id", "#!/bin/sh\n>" + hostile + "/marks/path\n");

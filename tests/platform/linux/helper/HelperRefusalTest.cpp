@@ -37,7 +37,10 @@ class HelperRefusalTest : public HelperTest {
         installClient("script");
     }
 
-    void TearDown() override { EXPECT_FALSE(client_->pid()) << "the client ran"; }
+    void TearDown() override {
+        HelperTest::TearDown();
+        EXPECT_FALSE(client_->pid()) << "the client ran";
+    }
 };
 
 TEST_F(HelperRefusalTest, anyArgument) {

@@ -9,6 +9,7 @@
 #include <signal.h>
 #include <sstream>
 #include <sys/personality.h>
+#include <sys/prctl.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -193,6 +194,7 @@ TEST_P(HelperSurroundingsTest, theRestOfTheCallersStateIsGone) {
         const sched_param batch{};
         ::sched_setscheduler(0, SCHED_BATCH, &batch);
         ::personality(ADDR_NO_RANDOMIZE | READ_IMPLIES_EXEC);
+        ::prctl(PR_SET_DUMPABLE, 1);
         const int score = ::open("/proc/self/oom_score_adj", O_WRONLY);
         if (::chdir("/tmp") != 0 || ::write(score, "900", 3) != 3) {
             ::_exit(125);

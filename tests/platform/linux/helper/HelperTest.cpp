@@ -14,9 +14,15 @@ namespace kestrelnet {
 namespace fs = std::filesystem;
 
 void HelperTest::SetUp() {
+    fs::remove(helperPath);
     rootWorld::install(KESTRELNET_BUILT_BUNDLE "/Contents/Helpers/com.kestrelnetvpn.tunnel",
                        "/Library/PrivilegedHelperTools");
     ASSERT_EQ(::chmod(helperPath, 04755), 0);
+}
+
+void HelperTest::TearDown() {
+    program.reset();
+    EXPECT_TRUE(nothingIsLeftInTime());
 }
 
 FakeClient& HelperTest::installClient(std::string_view mode, std::string_view argument) {

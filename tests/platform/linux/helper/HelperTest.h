@@ -31,6 +31,8 @@ class HelperTest : public testing::Test {
     static constexpr std::chrono::seconds endsWithin{4};
 
     void SetUp() override;
+    /// Ends the run, of which nothing may stay.
+    void TearDown() override;
 
     /// Puts a client where the helper looks: the program itself, or a script that becomes it.
     FakeClient& installClient(std::string_view mode, std::string_view argument = "");
