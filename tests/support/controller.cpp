@@ -4,10 +4,12 @@
 // Commands, one a line on standard input:
 //   key TEXT      assigns the key
 //   connect, disconnect
+//   install       installs the helper
 //   quit          what the panel's "Quit" does: disconnects, and leaves half a second later
 // What it tells, one a line on standard output:
 //   status TEXT   the status, at start and after each change
 //   log TEXT      the last line of the log, after each change
+//   installed true|false   what an installation has come to
 // It leaves at once, without a disconnect, when its standard input ends.
 #include "core/TunnelManager.h"
 
@@ -66,6 +68,10 @@ void obey(TunnelManager& tunnel, const std::string& line) {
         tunnel.connect();
     } else if (line == "disconnect") {
         tunnel.disconnect();
+    } else if (line == "install") {
+        tunnel.installHelper([](bool installed) {
+            std::cout << "installed " << (installed ? "true" : "false") << std::endl;
+        });
     } else if (line == "quit") {
         quit(tunnel);
     } else {

@@ -13,7 +13,7 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::UnorderedElementsAre;
 
-class AdministratorCommandTest : public PromptTest {
+class PromptCommandTest : public PromptTest {
   protected:
     void SetUp() override {
         PromptTest::SetUp();
@@ -46,13 +46,13 @@ class AdministratorCommandTest : public PromptTest {
     std::optional<ChildProgram> program_;
 };
 
-TEST_F(AdministratorCommandTest, isRootInEveryWay) {
+TEST_F(PromptCommandTest, isRootInEveryWay) {
     run("grep -E '^(Uid|Gid|Groups|SigBlk|SigIgn):' /proc/self/status");
     EXPECT_THAT(lines(), ElementsAre("Uid:\t0\t0\t0\t0", "Gid:\t0\t0\t0\t0", "Groups:\t ",
                                      "SigBlk:\t0000000000000000", "SigIgn:\t0000000000000000"));
 }
 
-TEST_F(AdministratorCommandTest, findsACleanEnvironment) {
+TEST_F(PromptCommandTest, findsACleanEnvironment) {
     run("exec env");
     EXPECT_THAT(lines(),
                 UnorderedElementsAre(
@@ -61,19 +61,19 @@ TEST_F(AdministratorCommandTest, findsACleanEnvironment) {
                     "PKEXEC_UID=" + std::to_string(rootWorld::user.uid), "PWD=/"));
 }
 
-TEST_F(AdministratorCommandTest, hasNoInputAndNoOtherDescriptor) {
+TEST_F(PromptCommandTest, hasNoInputAndNoOtherDescriptor) {
     run("readlink /proc/self/fd/0; ls /proc/$$/fd; pwd; umask");
     EXPECT_THAT(lines(), ElementsAre("/dev/null", "0", "1", "2", "/", "0022"));
 }
 
-TEST_F(AdministratorCommandTest, speaksOnBothOfItsCallersStreams) {
+TEST_F(PromptCommandTest, speaksOnBothOfItsCallersStreams) {
     ChildProgram& program = run("echo out; echo one >&2; echo two >&2; exit 5");
     EXPECT_EQ(program.readLine(), "out");
     EXPECT_EQ(program.exitStatus(), 5);
     EXPECT_EQ(errors(), "one\ntwo\n");
 }
 
-TEST_F(AdministratorCommandTest, tellsItsStatus) {
+TEST_F(PromptCommandTest, tellsItsStatus) {
     // Also what pkexec itself exits with.
     for (const int status : {0, 1, 3, 126, 127, 255}) {
         EXPECT_EQ(run("exit " + std::to_string(status)).exitStatus(), status);
@@ -81,24 +81,24 @@ TEST_F(AdministratorCommandTest, tellsItsStatus) {
     }
 }
 
-TEST_F(AdministratorCommandTest, tellsTheSignalThatEndedIt) {
+TEST_F(PromptCommandTest, tellsTheSignalThatEndedIt) {
     EXPECT_EQ(run("kill -9 $$").exitStatus(), 128 + SIGKILL);
     EXPECT_EQ(errors(), "");
 }
 
-TEST_F(AdministratorCommandTest, mayBeEmpty) {
+TEST_F(PromptCommandTest, mayBeEmpty) {
     EXPECT_EQ(run("").exitStatus(), 0);
     EXPECT_THAT(agent->readLine().value_or(""), HasSubstr("request"));
 }
 
-TEST_F(AdministratorCommandTest, isNotWaitedForBeyondItsEnd) {
+TEST_F(PromptCommandTest, isNotWaitedForBeyondItsEnd) {
     ChildProgram& program = run("sleep 600 >/dev/null 2>&1 & echo started");
     EXPECT_EQ(program.readLine(), "started");
     EXPECT_EQ(program.exitStatus(), 0);
     EXPECT_TRUE(waitFor([this] { return strays().empty(); }));
 }
 
-TEST_F(AdministratorCommandTest, isRefusedWithoutAQuestionWhenItIsNoStatement) {
+TEST_F(PromptCommandTest, isRefusedWithoutAQuestionWhenItIsNoStatement) {
     for (const std::vector<std::string>& arguments : std::vector<std::vector<std::string>>{
              {},
              {"-e"},
@@ -118,7 +118,7 @@ TEST_F(AdministratorCommandTest, isRefusedWithoutAQuestionWhenItIsNoStatement) {
     EXPECT_THAT(lines(), ElementsAre("asked"));
 }
 
-TEST_F(AdministratorCommandTest, asksInPlainWordsAlsoFromABuildTree) {
+TEST_F(PromptCommandTest, asksInPlainWordsAlsoFromABuildTree) {
     // The message belongs to the installed path; another gets polkit's own.
     std::filesystem::rename(rootWorld::bundle, "/usr/lib/elsewhere");
     std::filesystem::create_directory(rootWorld::bundle);
@@ -129,7 +129,7 @@ TEST_F(AdministratorCommandTest, asksInPlainWordsAlsoFromABuildTree) {
                 HasSubstr("request org.freedesktop.policykit.exec"));
 }
 
-TEST_F(AdministratorCommandTest, isForTheApplicationAlone) {
+TEST_F(PromptCommandTest, isForTheApplicationAlone) {
     // Started by hand, though as root.
     ChildProgram program({rootWorld::bundle + "/Contents/Helpers/kestrelnet-run", "echo ran"});
     EXPECT_EQ(program.exitStatus(), 127);
