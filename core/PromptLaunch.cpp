@@ -75,8 +75,11 @@ void TunnelManager::startViaOsascript() {
         return;
     }
     // The reader has the run's output only once it is started: the shell waits for it at the FIFO.
-    platform_.backgroundQueue->asyncAfter(
-        readerDelay, [reader] { [[maybe_unused]] const auto error = reader->run(); });
+    platform_.backgroundQueue->asyncAfter(readerDelay, [reader] {
+        [[maybe_unused]] const auto error = reader->run();
+        // Nobody stops the reader: once the controller lets go of the pipe, its next write fails.
+        reader->standardOutput.reset();
+    });
 }
 
 } // namespace kestrelnet

@@ -31,7 +31,9 @@ class Process : public std::enable_shared_from_this<Process> {
     Process& operator=(const Process&) = delete;
     ~Process();
 
-    // Set before run() and not touched after it. What is not set is inherited.
+    // Set before run() and not touched after it, but that a pipe may be let go: the child has its
+    // end, and this process keeps the other no longer than anybody wants to read it. What is not
+    // set is inherited.
     std::string executablePath;
     std::vector<std::string> arguments;
     std::optional<Environment> environment;
