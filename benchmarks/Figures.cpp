@@ -64,6 +64,11 @@ void report(const Figure& figure) {
     static_cast<void>(std::fflush(stdout));
 }
 
+void reportSkipped(const std::string& name, const std::string& reason) {
+    static_cast<void>(std::printf("%-66s skipped: %s\n", name.c_str(), reason.c_str()));
+    static_cast<void>(std::fflush(stdout));
+}
+
 void giveUp(const std::string& reason) {
     static_cast<void>(std::fprintf(stderr, "Not measured: %s\n", reason.c_str()));
     std::exit(1);

@@ -47,6 +47,9 @@ struct Figure {
 /// Prints one line: name, value, target, and whether it holds.
 void report(const Figure& figure);
 
+/// The line of a figure that was not measured, and why.
+void reportSkipped(const std::string& name, const std::string& reason);
+
 /// Says on standard error why something could not be measured, and ends the program with status 1.
 [[noreturn]] void giveUp(const std::string& reason);
 

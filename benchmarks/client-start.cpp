@@ -74,7 +74,7 @@ double controllerStart(Controller& controller, int timePipe) {
 
 int main(int argc, char* argv[]) {
     const QCoreApplication application(argc, argv);
-    const std::string client = besideThisProgram("first-instruction");
+    const std::string client = besideThisProgram("first-instruction-to-input");
     Controller controller(client);
     const int timePipe = makeTimePipe();
 

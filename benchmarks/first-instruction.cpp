@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// A client whose first instruction writes the time, as a timespec, to its standard input, where the
-// measuring program has put a pipe. Linked without the C library's start-up, so that nothing of its
+// A client whose first instruction writes the time, as a timespec, to one of its standard streams,
+// where the measuring program has put a pipe. Linked without the C library's start-up, so that nothing of its
 // own comes before.
 
 #include <ctime>
@@ -11,7 +11,7 @@
 extern "C" [[noreturn]] void _start() {
     timespec time;
     ::syscall(SYS_clock_gettime, CLOCK_MONOTONIC, &time);
-    ::syscall(SYS_write, STDIN_FILENO, &time, sizeof time);
+    ::syscall(SYS_write, KESTRELNET_TIME_STREAM, &time, sizeof time);
     for (;;) {
         ::syscall(SYS_exit_group, 0);
     }

@@ -3,6 +3,7 @@
 
 #include "core/TunnelManager.h"
 #include "platform/FileManager.h"
+#include "platform/RunFiles.h"
 
 namespace kestrelnet {
 
@@ -35,11 +36,11 @@ std::string runnerCommand(const std::string& launcherPath, const std::string& fi
 }
 
 std::string TunnelManager::launcherPath() const {
-    return platform_.paths.temporaryDirectory + "kestrelnet-launcher.sh";
+    return platform_.paths.temporaryDirectory + runFiles::launcher;
 }
 
 std::string TunnelManager::fifoPath() const {
-    return platform_.paths.temporaryDirectory + "kestrelnet-output.fifo";
+    return platform_.paths.temporaryDirectory + runFiles::outputPipe;
 }
 
 void TunnelManager::startViaOsascript() {

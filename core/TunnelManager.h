@@ -9,6 +9,7 @@
 #include "platform/Process.h"
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -47,7 +48,8 @@ class TunnelManager : public std::enable_shared_from_this<TunnelManager> {
     Published<std::optional<std::string>> serverLocation{objectWillChange};
     /// The client's latest line, or the latest message of the controller's own.
     Published<std::string> lastLog{objectWillChange};
-    /// Whether the helper was there at start; not looked at again before a connect.
+    /// Whether the helper was there at start or after the last installation; not looked at again
+    /// before a connect.
     Published<bool> helperInstalled{objectWillChange, false};
     /// The device key. Each assignment is written to the settings exactly as given.
     Published<std::string> apiKey;
@@ -84,6 +86,17 @@ class TunnelManager : public std::enable_shared_from_this<TunnelManager> {
     /// Connects when disconnected or after an error; disconnects otherwise.
     void toggle();
 
+    // -- The privileged helper -----------------------------------------------------------------
+
+    /// Installs the helper, behind the administrator prompt, by the script that comes with the
+    /// application. Calls `completion` once, on the main thread, with whether the helper is there
+    /// afterwards, whatever became of the prompt; `helperInstalled` says the same. Two requests at
+    /// a time ask twice.
+    ///
+    /// Without a script the client that is found becomes the helper by a command that the prompt
+    /// refuses to run; without a client `completion` gets false before this returns.
+    void installHelper(const std::function<void(bool)>& completion);
+
   private:
     // The private members that no effect shows, for the tests to read.
     friend struct TunnelManagerInspector;
@@ -107,6 +120,16 @@ class TunnelManager : public std::enable_shared_from_this<TunnelManager> {
 
     // Exit IP
     void fetchExitIP();
+
+    // Administrator's rights
+
+    /// Runs a shell command line as root behind the administrator prompt and returns at once.
+    /// `completion` gets whether it exited with status 0: on a background thread, or with false on
+    /// this one when it could not be tried.
+    void runWithAdminPrivileges(const std::string& command,
+                                const std::function<void(bool)>& completion);
+    void installHelperInline(const std::function<void(bool)>& completion);
+    std::function<void(bool)> refreshHelper(const std::function<void(bool)>& completion);
 
     static constexpr std::int64_t maxLogLines = 200;
 

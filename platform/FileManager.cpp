@@ -40,6 +40,20 @@ bool makeFifo(const std::string& path, unsigned mode) {
     return ::mkfifo(path.c_str(), static_cast<mode_t>(mode)) == 0;
 }
 
+std::string standardizedPath(const std::string& path) {
+    std::filesystem::path standardized;
+    for (const std::filesystem::path& part : std::filesystem::path(path)) {
+        if (part == "..") {
+            std::error_code error;
+            const std::filesystem::path real = std::filesystem::canonical(standardized, error);
+            standardized = (error ? standardized : real).parent_path();
+        } else if (!part.empty() && part != ".") {
+            standardized /= part;
+        }
+    }
+    return standardized.string();
+}
+
 std::string homeDirectory() {
     constexpr std::size_t largestRecord = 1024UL * 1024;
     for (std::size_t size = 1024; size <= largestRecord; size *= 4) {

@@ -10,6 +10,8 @@
 #include <QPushButton>
 #include <QSpacerItem>
 
+#include <utility>
+
 namespace kestrelnet {
 
 namespace {
@@ -19,7 +21,7 @@ constexpr int textWidth = 400;
 
 } // namespace
 
-HelperAlert::HelperAlert(QWidget* parent) : QMessageBox(parent) {
+HelperAlert::HelperAlert(QWidget* parent, std::function<void()> install) : QMessageBox(parent) {
     const QString title = QStringLiteral("Install Privileged Helper?");
     setAttribute(Qt::WA_DeleteOnClose);
     setModal(false);
@@ -39,10 +41,11 @@ HelperAlert::HelperAlert(QWidget* parent) : QMessageBox(parent) {
     painter.end();
     setIconPixmap(symbol);
 
-    auto* const install = addButton(QStringLiteral("Install"), QMessageBox::AcceptRole);
+    auto* const accept = addButton(QStringLiteral("Install"), QMessageBox::AcceptRole);
     auto* const later = addButton(QStringLiteral("Later"), QMessageBox::RejectRole);
-    setDefaultButton(install);
+    setDefaultButton(accept);
     setEscapeButton(later);
+    QObject::connect(accept, &QPushButton::clicked, this, std::move(install));
 
     // The box takes its width from the short title otherwise.
     auto* const grid = qobject_cast<QGridLayout*>(layout());

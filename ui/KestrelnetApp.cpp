@@ -84,8 +84,17 @@ void KestrelnetApp::panelAppeared() {
     } else if (tunnel_->autoConnect() && tunnel_->helperInstalled) {
         tunnel_->connect();
     } else if (!tunnel_->helperInstalled) {
-        bringToFront(*new HelperAlert(panel_.get()));
+        bringToFront(*new HelperAlert(panel_.get(), [this] { installHelper(); }));
     }
+}
+
+void KestrelnetApp::installHelper() {
+    tunnel_->installHelper([self = QPointer(this)](bool isInstalled) {
+        // Asked anew: the prompt may have been open for long.
+        if (self && isInstalled && self->tunnel_->autoConnect()) {
+            self->tunnel_->connect();
+        }
+    });
 }
 
 void KestrelnetApp::showSettingsWindow() {

@@ -50,6 +50,7 @@ class KestrelnetApp final : public QObject {
     void togglePanel();
     Panel& panel();
     void panelAppeared();
+    void installHelper();
     void prepareWindows();
     void after(Seconds delay, void (KestrelnetApp::*action)());
     void terminate() { outside_.terminate(); }

@@ -230,5 +230,22 @@ TEST_F(FileManagerTest, TheTemporaryFolderIsForItsUserAlone) {
     EXPECT_EQ(status.st_mode, S_IFDIR | 0700U);
 }
 
+TEST(StandardizedPathTest, hasNoDotsAndNoSuperfluousSeparators) {
+    EXPECT_EQ(files::standardizedPath("/a/b/../c/./d//e/"), "/a/c/d/e");
+    EXPECT_EQ(files::standardizedPath("/opt/K.app/../scripts/x.sh"), "/opt/scripts/x.sh");
+    EXPECT_EQ(files::standardizedPath("/../../a"), "/a");
+    EXPECT_EQ(files::standardizedPath("/"), "/");
+    EXPECT_EQ(files::standardizedPath("/a...b/..c/it's"), "/a...b/..c/it's");
+}
+
+TEST(StandardizedPathTest, goesUpFromWhereALinkLeads) {
+    const TemporaryFolder folder;
+    const std::string real = std::filesystem::canonical(folder.path());
+    std::filesystem::create_directories(real + "/deep/down/bundle");
+    std::filesystem::create_directory_symlink(real + "/deep/down/bundle", real + "/link");
+    EXPECT_EQ(files::standardizedPath(real + "/link/../scripts"), real + "/deep/down/scripts");
+    EXPECT_EQ(files::standardizedPath(real + "/link/inside"), real + "/link/inside");
+}
+
 } // namespace
 } // namespace kestrelnet

@@ -11,8 +11,6 @@
 namespace kestrelnet {
 namespace {
 
-using testing::ElementsAre;
-using testing::Field;
 using testing::HasSubstr;
 using testing::IsEmpty;
 

@@ -8,6 +8,7 @@
 #include <cerrno>
 #include <fcntl.h>
 #include <filesystem>
+#include <fstream>
 #include <signal.h>
 #include <sys/ioctl.h>
 #include <sys/stat.h>
@@ -15,7 +16,8 @@
 
 namespace kestrelnet {
 
-FakeClient::FakeClient(std::string_view mode, std::string_view argument) {
+FakeClient::FakeClient(std::string_view mode, std::string_view argument)
+    : mode_(mode), argument_(argument) {
     const std::string control = folder_.file("control");
     // For reading as well, so that neither end waits for the other.
     if (::mkfifo(control.c_str(), 0600) != 0 ||
@@ -40,10 +42,27 @@ FakeClient::~FakeClient() {
         waitFor([&] { return ended(pid()) && ended(grandchild()); });
 }
 
-void FakeClient::installAt(const std::string& path) const {
+void FakeClient::makeWay(const std::string& path) const {
     std::filesystem::create_directories(std::filesystem::path(path).parent_path());
     std::filesystem::remove(path);
+}
+
+void FakeClient::installAt(const std::string& path) const {
+    makeWay(path);
     std::filesystem::create_symlink(executable_, path);
+}
+
+void FakeClient::installScriptAt(const std::string& path) const {
+    makeWay(path);
+    std::filesystem::copy_file(executable_, path);
+}
+
+void FakeClient::installProgramAt(const std::string& path) const {
+    makeWay(path);
+    std::filesystem::copy_file(KESTRELNET_FAKE_CLIENT, path);
+    std::ofstream(path + ".arguments") << mode_ << '\n'
+                                       << folder_.path() << '\n'
+                                       << argument_ << '\n';
 }
 
 bool FakeClient::isReady() const {

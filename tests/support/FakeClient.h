@@ -25,6 +25,10 @@ class FakeClient {
     const std::string& executable() const { return executable_; }
     /// Puts the program at `path`, in the place of what is there.
     void installAt(const std::string& path) const;
+    /// The same, as a file of its own: a script, or the program itself, with what it needs beside
+    /// it.
+    void installScriptAt(const std::string& path) const;
+    void installProgramAt(const std::string& path) const;
 
     /// The identifier of the running program, once it has told it.
     std::optional<int> pid() const { return number("pid"); }
@@ -60,7 +64,11 @@ class FakeClient {
     std::optional<int> number(std::string_view file) const;
     void command(std::string_view bytes) const;
 
+    void makeWay(const std::string& path) const;
+
     TemporaryFolder folder_;
+    std::string mode_;
+    std::string argument_;
     int control_ = -1;
     mutable int commands_ = 0;
     std::string executable_;

@@ -48,6 +48,18 @@ int as(const User& who, const std::function<int()>& body) {
     return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
 }
 
+void removeAdministrator(const User& who) {
+    std::istringstream old(readFile("/etc/group"));
+    std::string changed;
+    for (std::string line; std::getline(old, line);) {
+        if (line.starts_with("sudo:")) {
+            line = line.substr(0, line.find(who.name));
+        }
+        changed += line + '\n';
+    }
+    std::ofstream("/etc/group", std::ios::trunc) << changed;
+}
+
 std::vector<Survivor> processes() {
     std::vector<Survivor> found;
     for (const auto& entry : fs::directory_iterator("/proc")) {

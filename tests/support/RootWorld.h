@@ -2,8 +2,8 @@
 // A small world of a test's own, in which it is root and may change anything: the machine's files
 // below an overlay that is thrown away, its own processes and mounts, and ordinary users.
 //
-// The tests of a program linked with kestrelnet_root_test_main run there; process 1 only reaps
-// orphans. Without root they are skipped.
+// The tests of a program linked with kestrelnet_root_test_main run there. Without root they are
+// skipped. Process 1 only reaps orphans.
 #pragma once
 
 #include <functional>
@@ -13,6 +13,11 @@
 #include <vector>
 
 namespace kestrelnet::rootWorld {
+
+/// Makes a world, runs `body` in it as root, in a process of its own, and takes it away with all
+/// that still runs there. Returns what `body` does, or 128 and the number of the signal that ended
+/// it. By a root process of one thread.
+int enter(const std::function<int()>& body);
 
 struct User {
     std::string name;
@@ -38,6 +43,9 @@ std::string install(const std::string& path, const std::string& folder);
 /// Runs `body` in a child process that is `who` and nothing more; its exit status, or 128 and the
 /// signal that ended it. What is written there to standard error is seen; test assertions are not.
 int as(const User& who, const std::function<int()>& body);
+
+/// Takes `who` out of the group of administrators.
+void removeAdministrator(const User& who);
 
 struct Survivor {
     pid_t pid;

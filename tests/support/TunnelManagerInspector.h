@@ -3,19 +3,24 @@
 
 #include "core/TunnelManager.h"
 
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
 
 namespace kestrelnet {
 
-/// Reads the private members of the controller that no effect shows.
+/// Reaches the private members of the controller that no effect shows.
 struct TunnelManagerInspector {
     static std::vector<std::string> logLines(const TunnelManager& manager) {
         return manager.logLines_.lines();
     }
     static std::shared_ptr<Process> process(const TunnelManager& manager) {
         return manager.tunnelProcess_;
+    }
+    static void runWithAdminPrivileges(TunnelManager& manager, const std::string& command,
+                                       const std::function<void(bool)>& completion) {
+        manager.runWithAdminPrivileges(command, completion);
     }
     static std::shared_ptr<Pipe> outputPipe(const TunnelManager& manager) {
         return manager.outputPipe_;

@@ -1,5 +1,7 @@
 // SPDX-License-Identifier: MIT
-// fake-client MODE FOLDER [ARGUMENT...]: stands in for the tunnel client in tests.
+// fake-client MODE FOLDER [ARGUMENT...]: stands in for the tunnel client in tests. Without
+// arguments it takes them, a line each, from the file beside it that is called as it is with
+// ".arguments".
 //
 // It describes itself in FOLDER/description, see `description`, writes its process identifier to
 // FOLDER/pid, and behaves as MODE says, see the table `modes`; a mode that stays writes
@@ -16,6 +18,7 @@
 #include <signal.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cstdio>
 #include <cstdlib>
@@ -26,6 +29,7 @@
 #include <sstream>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace {
 
@@ -39,7 +43,7 @@ std::string inFolder(std::string_view name) {
 
 // What stands in the file at `name` is whole as soon as the file is there.
 void publish(std::string_view name, std::string_view text) {
-    const std::string draft = inFolder(std::string(name) + ".draft");
+    const std::string draft = inFolder(std::string(name) + "." + std::to_string(getpid()));
     std::ofstream(draft) << text;
     if (std::rename(draft.c_str(), inFolder(name).c_str()) != 0) {
         std::_Exit(70);
@@ -233,10 +237,81 @@ void closeStreams(std::string_view /*argument*/) {
     std::_Exit(0);
 }
 
+void keepGrandchild(std::string_view /*argument*/) {
+    if (fork() == 0) {
+        stayBehind();
+    }
+}
+
+void keepDaemon(std::string_view /*argument*/) {
+    if (fork() == 0) {
+        setsid();
+        if (fork() == 0) {
+            stubborn("");
+            stayBehind();
+        }
+        std::_Exit(0);
+    }
+}
+
+void stubbornPair(std::string_view argument) {
+    stubborn(argument);
+    if (fork() == 0) {
+        openControl();
+        obey();
+    }
+}
+
+/// A new child every millisecond, each deaf to requests to end, until there are many.
+void breed(std::string_view argument) {
+    constexpr int most = 2000;
+    stubborn(argument);
+    if (fork() == 0) {
+        for (int children = 0; children < most; ++children) {
+            if (fork() == 0) {
+                openControl();
+                obey();
+            }
+            usleep(1000);
+        }
+        openControl();
+        obey();
+    }
+}
+
 void quick(std::string_view /*argument*/) {
     struct sigaction action = {};
     action.sa_handler = leaveAtTermination;
     sigaction(SIGTERM, &action, nullptr);
+}
+
+/// A child of every awkward kind: deaf to SIGTERM, a daemon that is deaf too, and one that is
+/// stopped.
+void raiseFamily(std::string_view /*argument*/) {
+    const auto stay = [] {
+        openControl();
+        obey();
+    };
+    if (fork() == 0) {
+        signal(SIGTERM, SIG_IGN);
+        stay();
+    }
+    if (fork() == 0) {
+        setsid();
+        if (fork() == 0) {
+            signal(SIGTERM, SIG_IGN);
+            stay();
+        }
+        std::_Exit(0);
+    }
+    if (fork() == 0) {
+        raise(SIGSTOP);
+        stay();
+    }
+}
+
+[[noreturn]] void crash(std::string_view /*argument*/) {
+    std::abort();
 }
 
 struct Mode {
@@ -261,7 +336,13 @@ constexpr std::array modes{
     Mode{"closes-streams", closeStreams},   // lives on without output
     Mode{"leaves-grandchild", leaveGrandchild}, // exits; a child keeps both streams open
     Mode{"daemonises", daemonise},              // exits; a grandchild in a session of its own stays
-    Mode{"exits-on-terminate", quick},          // catches SIGTERM, leaves in order, with status 0
+    Mode{"family", raiseFamily},                // stays, with children that are hard to end
+    Mode{"crashes", crash},                     // with SIGABRT
+    Mode{"keeps-grandchild", keepGrandchild},   // with a child that stays as long
+    Mode{"keeps-daemon", keepDaemon}, // the same, in a session of its own, and it survives SIGTERM
+    Mode{"stubborn-pair", stubbornPair}, // a stubborn one with a child of its kind
+    Mode{"breeds", breed},               // stubborn, and has ever more children
+    Mode{"exits-on-terminate", quick},   // catches SIGTERM, leaves in order, with status 0
 };
 
 std::set<int> descriptors() {
@@ -289,6 +370,12 @@ std::string description(char** arguments, char** environment) {
     std::array<char, 4096> path{};
     add("working-directory", getcwd(path.data(), path.size()) == nullptr ? "" : path.data());
     add("process-group", getpgrp());
+    uid_t real = 0;
+    uid_t effective = 0;
+    uid_t saved = 0;
+    getresuid(&real, &effective, &saved);
+    add("user",
+        std::to_string(real) + " " + std::to_string(effective) + " " + std::to_string(saved));
     for (const int descriptor : descriptors()) {
         add("descriptor", descriptor);
     }
@@ -306,19 +393,32 @@ std::string description(char** arguments, char** environment) {
     return text.str();
 }
 
+std::vector<std::string> wanted(int count, char** arguments) {
+    std::vector<std::string> found(arguments + std::min(count, 1), arguments + count);
+    if (found.empty()) {
+        std::ifstream lines(std::filesystem::read_symlink("/proc/self/exe").string() +
+                            ".arguments");
+        for (std::string line; std::getline(lines, line);) {
+            found.push_back(line);
+        }
+    }
+    return found;
+}
+
 } // namespace
 
 int main(int count, char** arguments, char** environment) {
-    if (count < 3) {
+    const std::vector<std::string> wishes = wanted(count, arguments);
+    if (wishes.size() < 2) {
         std::cerr << "usage: fake-client MODE FOLDER [ARGUMENT...]\n";
         return 64;
     }
     for (const Mode& mode : modes) {
-        if (mode.name == arguments[1]) {
-            folder = arguments[2];
+        if (mode.name == wishes[0]) {
+            folder = wishes[1];
             publish("description", description(arguments, environment));
             publish("pid", std::to_string(getpid()));
-            mode.run(count > 3 ? arguments[3] : "");
+            mode.run(wishes.size() > 2 ? wishes[2] : "");
             publish("ready", "");
             openControl();
             obey();

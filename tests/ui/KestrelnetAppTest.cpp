@@ -10,6 +10,8 @@
 #include <QPushButton>
 #include <QtTest/QTest>
 
+#include <filesystem>
+
 namespace kestrelnet {
 
 namespace {
@@ -173,6 +175,92 @@ TEST_F(KestrelnetAppTest, EachButtonOfTheHelperAlertDismissesIt) {
         EXPECT_EQ(visible<QMessageBox>(), nullptr);
         app.reset();
     }
+}
+
+class HelperOfferTest : public KestrelnetAppTest {
+  protected:
+    /// The offer is open; behind the prompt stands a program that leaves with `status`, after it
+    /// has put the helper in its place where it shall.
+    void offer(bool autoConnect, int status, bool installs) {
+        const std::string& helper = world.platform.paths.helper;
+        tunnel->apiKey = validKey;
+        tunnel->setAutoConnect(autoConnect);
+        world.root.write("Kestrelnet.app/Contents/Resources/install-helper.sh", "");
+        const std::string runner = world.root.write(
+            "usr/bin/osascript",
+            "#!/bin/sh\n" + (installs ? "mkdir -p '" + helper + "'\n" : std::string()) +
+                "echo >>'" + asked() + "'\nexit " + std::to_string(status) + "\n");
+        std::filesystem::permissions(runner, std::filesystem::perms::owner_all);
+        startWithTray();
+        app->openPanel();
+    }
+    static void choose(const QString& label) {
+        for (auto* const choice : visible<QMessageBox>()->buttons()) {
+            if (choice->text() == label) {
+                choice->click();
+                return;
+            }
+        }
+        FAIL() << label.toStdString();
+    }
+    std::string asked() const { return world.root.file("asked"); }
+    bool isAnswered() {
+        return time.waitUntil(
+            [this] { return std::filesystem::exists(asked()) && time.pendingCount() > 0; });
+    }
+};
+
+TEST_F(HelperOfferTest, InstallingConnectsWhenAutoConnectIsOn) {
+    offer(true, 0, true);
+    EXPECT_FALSE(hasTriedToConnect());
+    choose(QStringLiteral("Install"));
+    ASSERT_TRUE(isAnswered());
+    time.runPending();
+    EXPECT_TRUE(app->tunnel().helperInstalled);
+    EXPECT_TRUE(hasTriedToConnect());
+}
+
+TEST_F(HelperOfferTest, InstallingDoesNotConnectWhenAutoConnectIsOff) {
+    offer(false, 0, true);
+    choose(QStringLiteral("Install"));
+    ASSERT_TRUE(isAnswered());
+    time.runPending();
+    EXPECT_TRUE(app->tunnel().helperInstalled);
+    EXPECT_EQ(lastLog(), "");
+}
+
+TEST_F(HelperOfferTest, AutoConnectIsAskedForWhenTheInstallationHasEnded) {
+    offer(true, 0, true);
+    choose(QStringLiteral("Install"));
+    ASSERT_TRUE(isAnswered());
+    app->tunnel().setAutoConnect(false);
+    time.runPending();
+    EXPECT_EQ(lastLog(), "");
+}
+
+TEST_F(HelperOfferTest, AFailedInstallationChangesNothing) {
+    offer(true, 1, false);
+    choose(QStringLiteral("Install"));
+    ASSERT_TRUE(isAnswered());
+    time.runPending();
+    EXPECT_EQ(lastLog(), "");
+    EXPECT_EQ(visible<QMessageBox>(), nullptr);
+}
+
+TEST_F(HelperOfferTest, LaterInstallsNothing) {
+    offer(true, 0, true);
+    choose(QStringLiteral("Later"));
+    time.advance(10s);
+    EXPECT_FALSE(std::filesystem::exists(asked()));
+    EXPECT_EQ(lastLog(), "");
+}
+
+TEST_F(HelperOfferTest, TheApplicationMayHaveEndedMeanwhile) {
+    offer(true, 0, true);
+    choose(QStringLiteral("Install"));
+    app.reset();
+    ASSERT_TRUE(isAnswered());
+    time.runPending();
 }
 
 TEST_F(KestrelnetAppTest, ASetupLinkSetsTheKeyAndOpensSettings) {

@@ -72,10 +72,10 @@ bool listens(const char* path) {
 }
 
 bool hasPolkit() {
-    ChildProgram question({"dbus-send", "--system", "--print-reply", "--type=method_call",
-                           "--dest=org.freedesktop.DBus", "/org/freedesktop/DBus",
-                           "org.freedesktop.DBus.GetNameOwner",
-                           "string:org.freedesktop.PolicyKit1"});
+    ChildProgram question({"/bin/sh", "-c",
+                           "exec dbus-send --system --print-reply --dest=org.freedesktop.DBus "
+                           "/org/freedesktop/DBus org.freedesktop.DBus.GetNameOwner "
+                           "string:org.freedesktop.PolicyKit1 2>/dev/null"});
     return question.exitStatus() == 0;
 }
 

@@ -1,0 +1,189 @@
+// SPDX-License-Identifier: MIT
+#include "platform/linux/privileged/Supervisor.h"
+
+#include "platform/linux/privileged/Lifeline.h"
+#include "platform/linux/privileged/ProcessTree.h"
+#include "platform/linux/privileged/Signals.h"
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <chrono>
+#include <poll.h>
+#include <signal.h>
+#include <sys/prctl.h>
+#include <sys/signalfd.h>
+#include <sys/socket.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace kestrelnet::privileged {
+
+namespace {
+
+using namespace std::chrono_literals;
+using Clock = std::chrono::steady_clock;
+
+constexpr auto stopGrace = 3300ms;
+constexpr auto abandonedGrace = 1500ms;
+/// Between two rounds of killing: a child that was born during one falls in the next.
+constexpr auto killInterval = 10ms;
+
+class Supervisor {
+  public:
+    Supervisor(int owner, StopReaches reach) : owner_(owner), reach_(reach) {}
+
+    std::optional<int> run(const std::function<void()>& become);
+
+  private:
+    bool start(const std::function<void()>& become);
+    void reap();
+    void await();
+    void hearOwner();
+    void stop();
+    void endWhatIsLeft();
+    void askEveryProcess();
+    void killBy(Clock::time_point time) { deadline_ = std::min(deadline_, time); }
+    bool isKilling() const { return Clock::now() >= deadline_; }
+    int timeout() const;
+
+    int owner_;
+    StopReaches reach_;
+    int childSignals_ = -1;
+    pid_t main_ = -1;
+    std::optional<int> status_;
+    bool hasChildren_ = true;
+    bool ownerIsThere_ = true;
+    bool mainWasAsked_ = false;
+    bool everyProcessWasAsked_ = false;
+    Clock::time_point deadline_ = Clock::time_point::max();
+};
+
+std::optional<int> Supervisor::run(const std::function<void()>& become) {
+    if (!start(become)) {
+        return std::nullopt;
+    }
+    for (reap(); hasChildren_; reap()) {
+        if (status_) {
+            endWhatIsLeft();
+        }
+        if (isKilling()) {
+            signalDescendants(SIGKILL);
+        }
+        await();
+    }
+    return status_;
+}
+
+bool Supervisor::start(const std::function<void()>& become) {
+    char message = 0;
+    if (::recv(owner_, &message, sizeof message, MSG_DONTWAIT) >= 0 || errno != EAGAIN) {
+        return false;
+    }
+    ::prctl(PR_SET_CHILD_SUBREAPER, 1);
+    const sigset_t ended = signals::set({SIGCHLD});
+    ::sigprocmask(SIG_SETMASK, &ended, nullptr);
+    childSignals_ = ::signalfd(-1, &ended, SFD_CLOEXEC | SFD_NONBLOCK);
+    const pid_t self = ::getpid();
+    main_ = childSignals_ < 0 ? -1 : ::fork();
+    if (main_ == 0) {
+        ::setsid();
+        ::prctl(PR_SET_PDEATHSIG, SIGKILL);
+        signals::reset();
+        if (::getppid() == self) {
+            become();
+        }
+        ::_exit(127);
+    }
+    return main_ > 0;
+}
+
+void Supervisor::reap() {
+    for (;;) {
+        int status = 0;
+        const pid_t ended = ::waitpid(-1, &status, WNOHANG);
+        if (ended <= 0) {
+            hasChildren_ = ended == 0;
+            return;
+        }
+        if (ended == main_) {
+            status_ = status;
+        }
+    }
+}
+
+void Supervisor::await() {
+    std::array<pollfd, 2> events{
+        pollfd{.fd = childSignals_, .events = POLLIN, .revents = 0},
+        pollfd{.fd = ownerIsThere_ ? owner_ : -1, .events = POLLIN, .revents = 0}};
+    if (::poll(events.data(), events.size(), timeout()) <= 0) {
+        return;
+    }
+    if (events[0].revents != 0) {
+        signalfd_siginfo taken;
+        while (::read(childSignals_, &taken, sizeof taken) > 0) {
+        }
+    }
+    if (events[1].revents != 0) {
+        hearOwner();
+    }
+}
+
+int Supervisor::timeout() const {
+    if (deadline_ == Clock::time_point::max()) {
+        return -1;
+    }
+    const auto left = isKilling() ? killInterval : deadline_ - Clock::now();
+    return static_cast<int>(std::chrono::ceil<std::chrono::milliseconds>(left).count());
+}
+
+void Supervisor::hearOwner() {
+    char message = 0;
+    const ssize_t size = ::recv(owner_, &message, sizeof message, MSG_DONTWAIT);
+    if (size > 0 && message == lifeline::stop) {
+        stop();
+    } else if (size == 0 || (size < 0 && errno != EAGAIN && errno != EINTR)) {
+        ownerIsThere_ = false;
+        askEveryProcess();
+        killBy(Clock::now() + abandonedGrace);
+    }
+}
+
+void Supervisor::stop() {
+    killBy(Clock::now() + stopGrace);
+    if (reach_ == StopReaches::everyProcess) {
+        askEveryProcess();
+    } else if (!status_) {
+        mainWasAsked_ = true;
+        // Reaped only here, so that the identifier is still the child's.
+        ::kill(main_, SIGTERM);
+        ::kill(main_, SIGCONT);
+    }
+}
+
+void Supervisor::endWhatIsLeft() {
+    askEveryProcess();
+    // A shell may be gone long before the client that it ran, which has the time that it was given.
+    if (deadline_ == Clock::time_point::max()) {
+        killBy(Clock::now() + abandonedGrace);
+    }
+}
+
+void Supervisor::askEveryProcess() {
+    if (everyProcessWasAsked_) {
+        return;
+    }
+    everyProcessWasAsked_ = true;
+    // To many programs a second request means to leave their work undone.
+    const pid_t except = mainWasAsked_ && !status_ ? main_ : 0;
+    signalDescendants(SIGTERM, except);
+    signalDescendants(SIGCONT, except);
+}
+
+} // namespace
+
+std::optional<int> supervise(int owner, StopReaches reach, const std::function<void()>& become) {
+    return Supervisor(owner, reach).run(become);
+}
+
+} // namespace kestrelnet::privileged

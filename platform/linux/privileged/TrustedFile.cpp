@@ -1,0 +1,84 @@
+// SPDX-License-Identifier: MIT
+#include "platform/linux/privileged/TrustedFile.h"
+
+#include <cerrno>
+#include <cstring>
+#include <fcntl.h>
+#include <string>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace kestrelnet::privileged {
+
+namespace {
+
+const char* reasonFor(int error) {
+    switch (error) {
+    case ENOENT:
+        return "is missing";
+    case ELOOP:
+    case ENOTDIR:
+        return "is, or lies behind, a symbolic link or something that is no folder";
+    default:
+        return "cannot be opened";
+    }
+}
+
+const char* check(int descriptor) {
+    struct stat status {};
+    if (::fstat(descriptor, &status) != 0) {
+        return "cannot be examined";
+    }
+    if (status.st_uid != 0) {
+        return "does not belong to root, or lies in a folder that does not";
+    }
+    // A sticky folder is no excuse: what is missing in it may be put there by anybody.
+    if ((status.st_mode & (S_IWGRP | S_IWOTH)) != 0) {
+        return "can be replaced by others than root, or lies in a folder where it can";
+    }
+    return nullptr;
+}
+
+const char* checkProgram(int descriptor) {
+    struct stat status {};
+    if (::fstat(descriptor, &status) != 0 || !S_ISREG(status.st_mode) ||
+        (status.st_mode & S_IXUSR) == 0) {
+        return "is no program";
+    }
+    return nullptr;
+}
+
+/// Goes from the folder `parent`, which is closed, to what is called `name` in it.
+TrustedFile step(int parent, const std::string& name, int flags) {
+    TrustedFile next;
+    // Without blocking, should it be a pipe.
+    next.descriptor =
+        ::openat(parent, name.c_str(), flags | O_NOFOLLOW | O_NONBLOCK | O_RDONLY | O_CLOEXEC);
+    next.problem = next.descriptor < 0 ? reasonFor(errno) : check(next.descriptor);
+    if (parent >= 0) {
+        ::close(parent);
+    }
+    return next;
+}
+
+} // namespace
+
+TrustedFile openTrusted(const char* path) {
+    TrustedFile file = step(-1, "/", O_DIRECTORY);
+    for (const char* name = path + 1; file.problem == nullptr && name[-1] != '\0';) {
+        const char* const end = name + std::strcspn(name, "/");
+        const int kind = *end == '/' ? O_DIRECTORY : 0;
+        file = step(file.descriptor, std::string(name, end), kind);
+        name = end + 1;
+    }
+    if (file.problem == nullptr) {
+        file.problem = checkProgram(file.descriptor);
+    }
+    if (file.problem != nullptr && file.descriptor >= 0) {
+        ::close(file.descriptor);
+        file.descriptor = -1;
+    }
+    return file;
+}
+
+} // namespace kestrelnet::privileged

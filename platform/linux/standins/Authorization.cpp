@@ -1,0 +1,243 @@
+// SPDX-License-Identifier: MIT
+#include "platform/linux/standins/Authorization.h"
+
+#include "platform/FileManager.h"
+#include "platform/RunFiles.h"
+#include "platform/linux/privileged/Lifeline.h"
+#include "platform/linux/privileged/Signals.h"
+#include "platform/linux/privileged/Starter.h"
+
+#include <array>
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <fcntl.h>
+#include <optional>
+#include <poll.h>
+#include <string_view>
+#include <sys/signalfd.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+#include <utility>
+
+namespace kestrelnet {
+
+namespace {
+
+namespace lifeline = privileged::lifeline;
+namespace signals = privileged::signals;
+
+// What pkexec exits with when it has not run the program.
+constexpr int dismissed = 126;
+constexpr int notAuthorized = 127;
+
+int refuse(std::string_view reason) {
+    ::dprintf(STDERR_FILENO, "Kestrelnet: %.*s.\n", static_cast<int>(reason.size()), reason.data());
+    return EXIT_FAILURE;
+}
+
+/// What the dead application cannot remove any more.
+void removeRunFiles() {
+    const std::string folder = files::temporaryDirectory();
+    for (const char* name : {runFiles::launcher, runFiles::outputPipe}) {
+        const std::string path = folder + name;
+        struct stat status {};
+        if (::lstat(path.c_str(), &status) == 0 && status.st_uid == ::getuid()) {
+            ::unlink(path.c_str());
+        }
+    }
+}
+
+[[noreturn]] void becomePkexec(const char* pkexec, const std::string& runner,
+                               const std::string& command, int owner, int errors) {
+    signals::reset();
+    ::dup2(owner, STDIN_FILENO);
+    ::dup2(errors, STDERR_FILENO);
+    const char* const arguments[] = {"pkexec", "--disable-internal-agent", runner.c_str(),
+                                     command.c_str(), nullptr};
+    // It looks hard at what it is given, and refuses what it finds odd.
+    const char* const environment[] = {"PATH=/usr/sbin:/usr/bin:/sbin:/bin", "LANG=C.UTF-8",
+                                       nullptr};
+    ::execve(pkexec, const_cast<char* const*>(arguments), const_cast<char* const*>(environment));
+    std::_Exit(errno);
+}
+
+class Request {
+  public:
+    bool start(const char* pkexec, const std::string& runner, const std::string& command);
+    int serve();
+
+  private:
+    bool hasEnded();
+    void handleEvents();
+    void hearRunner();
+    void relayErrors();
+    void stop();
+    void abandon();
+    int result() const;
+
+    int starter_ = -1;
+    int signals_ = -1;
+    int runner_ = -1;
+    int errors_ = -1;
+    pid_t pkexec_ = -1;
+    int status_ = 0;
+    bool isGranted_ = false;
+    /// What pkexec has said: kept until it is known whether it is worth showing.
+    std::string held_;
+};
+
+bool Request::start(const char* pkexec, const std::string& runner, const std::string& command) {
+    starter_ = privileged::watchStarter();
+    if (starter_ < 0) {
+        refuse("what asked for administrator rights has ended");
+        return false;
+    }
+    const sigset_t handled = signals::set({SIGTERM, SIGINT, SIGHUP, SIGCHLD});
+    signals::reset();
+    ::sigprocmask(SIG_SETMASK, &handled, nullptr);
+    signals_ = ::signalfd(-1, &handled, SFD_CLOEXEC | SFD_NONBLOCK);
+    std::array<int, 2> line{-1, -1};
+    std::array<int, 2> errors{-1, -1};
+    if (signals_ < 0 || ::socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, line.data()) != 0 ||
+        ::pipe2(errors.data(), O_CLOEXEC | O_NONBLOCK) != 0) {
+        refuse("administrator rights cannot be asked for: no descriptors are left");
+        return false;
+    }
+    pkexec_ = ::fork();
+    if (pkexec_ == 0) {
+        becomePkexec(pkexec, runner, command, line[1], errors[1]);
+    }
+    ::close(line[1]);
+    ::close(errors[1]);
+    runner_ = line[0];
+    errors_ = errors[0];
+    return pkexec_ > 0 ||
+           refuse("administrator rights cannot be asked for: no processes are left") == 0;
+}
+
+int Request::serve() {
+    while (!hasEnded()) {
+        handleEvents();
+    }
+    // What it said last may still be under way.
+    if (runner_ >= 0) {
+        hearRunner();
+    }
+    relayErrors();
+    return result();
+}
+
+bool Request::hasEnded() {
+    return ::waitpid(pkexec_, &status_, WNOHANG) != 0;
+}
+
+void Request::handleEvents() {
+    std::array<pollfd, 4> events{pollfd{.fd = signals_, .events = POLLIN, .revents = 0},
+                                 pollfd{.fd = runner_, .events = POLLIN, .revents = 0},
+                                 pollfd{.fd = errors_, .events = POLLIN, .revents = 0},
+                                 pollfd{.fd = starter_, .events = POLLIN, .revents = 0}};
+    if (::poll(events.data(), events.size(), -1) <= 0) {
+        return;
+    }
+    signalfd_siginfo signal;
+    while (::read(signals_, &signal, sizeof signal) == sizeof signal) {
+        if (signal.ssi_signo != SIGCHLD) {
+            stop();
+        }
+    }
+    if (events[1].revents != 0) {
+        hearRunner();
+    }
+    if (events[2].revents != 0) {
+        relayErrors();
+    }
+    if (events[3].revents != 0) {
+        abandon();
+    }
+}
+
+void Request::hearRunner() {
+    char message = 0;
+    const ssize_t size = ::recv(runner_, &message, sizeof message, MSG_DONTWAIT);
+    if (size > 0 && message == lifeline::started) {
+        isGranted_ = true;
+        held_.clear();
+    } else if (size == 0) {
+        ::close(std::exchange(runner_, -1));
+    }
+}
+
+void Request::relayErrors() {
+    constexpr std::size_t mostHeld = 4096;
+    std::array<char, 4096> chunk{};
+    for (;;) {
+        const ssize_t size = errors_ < 0 ? 0 : ::read(errors_, chunk.data(), chunk.size());
+        if (size <= 0) {
+            if (size == 0 && errors_ >= 0) {
+                ::close(std::exchange(errors_, -1));
+            }
+            return;
+        }
+        const std::string_view text(chunk.data(), static_cast<std::size_t>(size));
+        if (isGranted_) {
+            [[maybe_unused]] const ssize_t shown = ::write(STDERR_FILENO, text.data(), text.size());
+        } else {
+            held_.append(text.substr(0, mostHeld - held_.size()));
+        }
+    }
+}
+
+void Request::stop() {
+    if (runner_ >= 0) {
+        ::send(runner_, &lifeline::stop, sizeof lifeline::stop, MSG_NOSIGNAL);
+    }
+    // While the question is open; once root's, it hears the line above.
+    ::kill(pkexec_, SIGTERM);
+}
+
+void Request::abandon() {
+    ::close(std::exchange(starter_, -1));
+    removeRunFiles();
+    ::kill(pkexec_, SIGTERM);
+    if (runner_ >= 0) {
+        ::close(std::exchange(runner_, -1));
+    }
+}
+
+int Request::result() const {
+    if (isGranted_) {
+        return WIFEXITED(status_) ? WEXITSTATUS(status_) : 128 + WTERMSIG(status_);
+    }
+    if (!WIFEXITED(status_)) {
+        return refuse("the request for administrator rights was taken back");
+    }
+    if (WEXITSTATUS(status_) == dismissed) {
+        return refuse("the request for administrator rights was dismissed");
+    }
+    if (WEXITSTATUS(status_) == ENOENT) {
+        return refuse("administrator rights cannot be asked for: pkexec, a part of polkit, is not "
+                      "installed");
+    }
+    if (held_.find("No authentication agent") != std::string::npos) {
+        return refuse("administrator rights cannot be asked for: this session has no polkit "
+                      "authentication agent, which would ask for the password");
+    }
+    if (WEXITSTATUS(status_) == notAuthorized &&
+        held_.find("Not authorized") != std::string::npos) {
+        return refuse("administrator rights were not granted");
+    }
+    return refuse(held_.empty() ? "administrator rights cannot be asked for"
+                                : held_.substr(0, held_.find('\n')));
+}
+
+} // namespace
+
+int runAsAdministrator(const char* pkexec, const std::string& runner, const std::string& command) {
+    Request request;
+    return request.start(pkexec, runner, command) ? request.serve() : EXIT_FAILURE;
+}
+
+} // namespace kestrelnet

@@ -1,0 +1,102 @@
+// SPDX-License-Identifier: MIT
+// tail -f PIPE: copies what comes through the named pipe PIPE to standard output, from the first
+// byte and at once, whoever writes it and however often writers come and go. It ends once nobody
+// reads its standard output any more, and only then.
+#include "platform/linux/privileged/CleanState.h"
+
+#include <array>
+#include <cerrno>
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <fcntl.h>
+#include <poll.h>
+#include <string_view>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace {
+
+int refuse(const char* subject, const char* reason) {
+    std::fprintf(stderr, "tail: %s: %s\n", subject, reason);
+    return EXIT_FAILURE;
+}
+
+/// Without a wait, also for a reader that has just started.
+bool isRead() {
+    pollfd output{.fd = STDOUT_FILENO, .events = 0, .revents = 0};
+    return ::poll(&output, 1, 0) == 0 || (output.revents & (POLLERR | POLLNVAL)) == 0;
+}
+
+/// Opens the pipe for reading, and for writing as well: that never waits for the other side, and no
+/// end of file comes between two writers.
+int openPipe(const char* path) {
+    const int pipe = ::open(path, O_RDWR | O_NONBLOCK | O_NOFOLLOW | O_CLOEXEC);
+    struct stat status {};
+    if (pipe >= 0 && (::fstat(pipe, &status) != 0 || !S_ISFIFO(status.st_mode))) {
+        errno = EINVAL;
+        return -1;
+    }
+    return pipe;
+}
+
+bool writeAll(std::string_view bytes) {
+    while (!bytes.empty()) {
+        const ssize_t size = ::write(STDOUT_FILENO, bytes.data(), bytes.size());
+        if (size >= 0) {
+            bytes.remove_prefix(static_cast<std::size_t>(size));
+        } else if (errno == EAGAIN) {
+            // The description is shared with others, who may have made it so.
+            pollfd output{.fd = STDOUT_FILENO, .events = POLLOUT, .revents = 0};
+            ::poll(&output, 1, -1);
+        } else if (errno != EINTR) {
+            return false;
+        }
+    }
+    return true;
+}
+
+void follow(int pipe) {
+    std::array<char, 65536> chunk{};
+    for (;;) {
+        std::array<pollfd, 2> events{pollfd{.fd = pipe, .events = POLLIN, .revents = 0},
+                                     pollfd{.fd = STDOUT_FILENO, .events = 0, .revents = 0}};
+        if (::poll(events.data(), events.size(), -1) < 0) {
+            continue;
+        }
+        if (events[1].revents != 0) {
+            return;
+        }
+        const ssize_t size = ::read(pipe, chunk.data(), chunk.size());
+        if (size > 0 && !writeAll({chunk.data(), static_cast<std::size_t>(size)})) {
+            return;
+        }
+    }
+}
+
+} // namespace
+
+int main(int count, char** arguments) {
+    if (const char* const problem = kestrelnet::privileged::cleanDescriptors()) {
+        return refuse("cannot start", problem);
+    }
+    if (count != 3 || std::string_view(arguments[1]) != "-f") {
+        return refuse("usage", "tail -f PIPE");
+    }
+    // A run that is over already; the pipe of that name may be the next one's.
+    if (!isRead()) {
+        return EXIT_SUCCESS;
+    }
+    ::signal(SIGPIPE, SIG_IGN);
+    const int pipe = openPipe(arguments[2]);
+    if (pipe < 0 && errno == ENOENT) {
+        // The same: who ends a run takes its pipe away.
+        return EXIT_SUCCESS;
+    }
+    if (pipe < 0) {
+        return refuse(arguments[2], errno == EINVAL ? "not a named pipe" : std::strerror(errno));
+    }
+    follow(pipe);
+    return EXIT_SUCCESS;
+}

@@ -1,0 +1,158 @@
+#!/bin/bash
+# SPDX-License-Identifier: MIT
+# Installs the privileged helper, and with it the tunnel client that it runs.
+#
+# To be run as root, without arguments: the application does so behind the administrator prompt, an
+# administrator by "sudo". It stands beside the application, in Contents/Resources of its bundle or
+# in the scripts folder of its source tree.
+#
+# The helper runs one client only, the copy made here: what a user could replace afterwards must
+# never run as root. The client is looked for where the application looks for it: in the bundle, in
+# the folder .kestrelnet of the user who asked (PKEXEC_UID or SUDO_UID), in /usr/local/bin. A newer
+# client reaches the helper by running this again, at any time: a tunnel that runs goes on.
+set -euo pipefail
+PATH=/usr/sbin:/usr/bin:/sbin:/bin
+export PATH LC_ALL=C
+unset -v CDPATH
+umask 022
+
+folder=/Library/PrivilegedHelperTools
+helper=$folder/com.kestrelnetvpn.tunnel
+client=$folder/kestrelnet-client
+
+say() { printf 'Kestrelnet: %s.\n' "$*"; }
+
+fail() {
+    say "$*" >&2
+    exit 1
+}
+
+# What differs between the systems. facts FILE: its owner, group and mode.
+if [[ $(uname -s) == Darwin ]]; then
+    group=wheel
+    facts() { stat -f '%Su:%Sg %Mp%Lp' -- "$1"; }
+    account() { id -P "$1" 2>/dev/null | awk -F: '{ print $4 ":" $9 }'; }
+    as_user() { sudo -n -u "#$user" -g "#$user_group" -- "$@"; }
+    store() { sync; }
+    forbids_root() { mount | grep -F " on $(df -P "$1" | awk 'END { print $6 }') (" | grep -q nosuid; }
+else
+    group=root
+    facts() { stat --format '%U:%G %04a' -- "$1"; }
+    account() { getent passwd "$1" | cut -d: -f4,6; }
+    as_user() { setpriv --reuid "$user" --regid "$user_group" --clear-groups -- "$@"; }
+    store() { sync -- "$1"; }
+    forbids_root() { [[ ,$(findmnt --noheadings --output VFS-OPTIONS --target "$1"), == *,nosuid,* ]]; }
+fi
+
+as_root() { "$@"; }
+
+find_bundle() {
+    local here
+    here=$(cd -- "$(dirname -- "${BASH_SOURCE[0]}")" && pwd -P)
+    if [[ $here == */Contents/Resources ]]; then
+        bundle=${here%/Contents/Resources}
+        return
+    fi
+    local source_tree=${here%/*}
+    for bundle in "$source_tree"/{Kestrelnet,Kestrelnet.app,build/release/Kestrelnet}; do
+        if [[ -e $bundle/Contents/Helpers/${helper##*/} ]]; then
+            say "installing from $bundle"
+            return
+        fi
+    done
+    fail "there is no application beside $here; build it first (scripts/run does)"
+}
+
+# The user who asked, and where he lives; nothing when root itself did.
+find_user() {
+    user=${PKEXEC_UID:-${SUDO_UID:-}}
+    user_group=
+    home=
+    local found
+    if [[ $user =~ ^[0-9]+$ ]] && found=$(account "$user") && [[ $found == *:/* ]]; then
+        user_group=${found%%:*}
+        home=${found#*:}
+    fi
+}
+
+# Sets `source` to the client, and `reader` to the rights that it is read with: a user's own is
+# read as that user, so that nothing is copied that he could not read himself.
+find_client() {
+    local own=$home/.kestrelnet/kestrelnet-client
+    reader=as_root
+    source=$bundle/Contents/Resources/kestrelnet-client
+    [[ ! -e $source ]] || return 0
+    if [[ $home ]] && as_user test -e "$own"; then
+        source=$own
+        reader=as_user
+        return
+    fi
+    source=/usr/local/bin/kestrelnet-client
+    [[ ! -e $source ]] || return 0
+    fail "there is no kestrelnet-client to install. It was looked for at" \
+        "$bundle/Contents/Resources/kestrelnet-client, ${home:+$own, }and $source"
+}
+
+# Makes sure that nobody but root can change what lies in the folder.
+prepare_folder() {
+    local part
+    for part in / /Library "$folder"; do
+        [[ -L $part || -d $part ]] || mkdir -m 0755 -- "$part"
+        if [[ -L $part || ! -d $part ]]; then
+            fail "$part is not a folder. Take it away, then install again"
+        fi
+        if [[ $(facts "$part") != root:*' '*[0145][0145] ]]; then
+            fail "$part could be changed by others than root. Make it root's with mode 755," \
+                "then install again"
+        fi
+    done
+    if forbids_root "$folder"; then
+        fail "the helper could not work at $folder: the file system there is mounted \"nosuid\""
+    fi
+}
+
+# stage READER FILE TARGET: copies FILE to beside TARGET; `staged` is the copy.
+stage() {
+    if [[ -d $3 && ! -L $3 ]]; then
+        fail "$3 is a folder. Take it away, then install again"
+    fi
+    "$1" test -f "$2" || fail "$2 is not a file"
+    "$1" test -r "$2" || fail "$2 cannot be read with the rights of the user who asked"
+    staged=$(mktemp -- "$folder/.${3##*/}.XXXXXX")
+    stages+=("$staged")
+    "$1" cat -- "$2" >"$staged" </dev/null 2>/dev/null || fail "$2 could not be copied"
+    [[ -s $staged ]] || fail "$2 is empty"
+}
+
+# put STAGED TARGET MODE: in one step, so that there is never half a program, and one that runs
+# keeps its file.
+put() {
+    chown "root:$group" -- "$1"
+    chmod "$3" -- "$1"
+    store "$1"
+    mv -f -- "$1" "$2"
+    [[ -f $2 && ! -L $2 && $(facts "$2") == "root:$group $3" ]] || {
+        rm -f -- "$2"
+        fail "$2 did not become root's with mode $3"
+    }
+}
+
+[[ $# == 0 ]] || fail "install-helper.sh takes no arguments"
+[[ $EUID == 0 ]] || fail "installing the helper needs root's rights; run it with sudo"
+
+stages=()
+trap 'rm -f -- ${stages[@]+"${stages[@]}"}' EXIT
+find_bundle
+find_user
+find_client
+prepare_folder
+stage "$reader" "$source" "$client"
+staged_client=$staged
+stage as_root "$bundle/Contents/Helpers/${helper##*/}" "$helper"
+staged_helper=$staged
+
+# The client first: there is never a helper without one.
+put "$staged_client" "$client" 0755
+say "installed $client, a copy of $source"
+put "$staged_helper" "$helper" 4755
+say "installed $helper, which lets every user of this computer run that client as root"

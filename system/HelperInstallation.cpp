@@ -1,0 +1,70 @@
+// SPDX-License-Identifier: MIT
+#include "system/HelperInstallation.h"
+
+#include "core/TunnelManager.h"
+#include "platform/FileManager.h"
+
+namespace kestrelnet {
+
+namespace {
+
+/// For a place between single quotes of a shell.
+std::string escapeSingleQuotes(const std::string& text) {
+    std::string escaped;
+    for (const char character : text) {
+        escaped += character == '\'' ? "'\\''" : std::string(1, character);
+    }
+    return escaped;
+}
+
+} // namespace
+
+std::string scriptInstallCommand(const std::string& scriptPath) {
+    return "/bin/bash '" + scriptPath + "'";
+}
+
+std::string inlineInstallCommand(const std::string& clientPath, const std::string& helperPath) {
+    const std::string folder = helperPath.substr(0, helperPath.rfind('/'));
+    return "mkdir -p " + folder + R"( && printf '#!/bin/bash\nexec ")" +
+           escapeSingleQuotes(clientPath) + R"(" "$@"\n' > )" + helperPath +
+           " && chown root:wheel " + helperPath + " && chmod 4755 " + helperPath;
+}
+
+void TunnelManager::installHelper(const std::function<void(bool)>& completion) {
+    const std::string& bundle = platform_.paths.bundle;
+    for (const char* place :
+         {"/Contents/Resources/install-helper.sh", "/../scripts/install-helper.sh"}) {
+        const std::string script = files::standardizedPath(bundle + place);
+        if (files::exists(script)) {
+            runWithAdminPrivileges(scriptInstallCommand(script), refreshHelper(completion));
+            return;
+        }
+    }
+    installHelperInline(completion);
+}
+
+void TunnelManager::installHelperInline(const std::function<void(bool)>& completion) {
+    const auto client = binaryPath();
+    if (!client) {
+        completion(false);
+        return;
+    }
+    runWithAdminPrivileges(inlineInstallCommand(*client, platform_.paths.helper),
+                           refreshHelper(completion));
+}
+
+std::function<void(bool)>
+TunnelManager::refreshHelper(const std::function<void(bool)>& completion) {
+    return [completion, manager = weak_from_this(), queue = platform_.mainQueue](bool) {
+        // What counts is whether the helper is there, however the command has ended.
+        queue->async([completion, manager] {
+            const auto self = manager.lock();
+            if (self) {
+                self->helperInstalled = files::exists(self->platform_.paths.helper);
+            }
+            completion(self && self->helperInstalled);
+        });
+    };
+}
+
+} // namespace kestrelnet

@@ -1,0 +1,221 @@
+// SPDX-License-Identifier: MIT
+// Each step on its own; a whole helper is looked at in HelperSurroundingsTest.cpp.
+#include "platform/linux/privileged/CleanState.h"
+#include "tests/platform/linux/helper/HelperTest.h"
+
+#include <array>
+#include <cstdio>
+#include <fcntl.h>
+#include <grp.h>
+#include <sched.h>
+#include <signal.h>
+#include <sys/personality.h>
+#include <sys/prctl.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <sys/time.h>
+#include <unistd.h>
+
+namespace kestrelnet {
+namespace {
+
+/// What a child process finds out about itself; a wrong answer is told on standard error.
+class Findings {
+  public:
+    void expect(bool holds, const char* what) {
+        if (!holds) {
+            ::dprintf(STDERR_FILENO, "not so: %s\n", what);
+            ++wrong_;
+        }
+    }
+    int wrong() const { return wrong_; }
+
+  private:
+    int wrong_ = 0;
+};
+
+/// Runs `body` in a child that is root; the number of wrong findings.
+int inChild(const std::function<void(Findings&)>& body) {
+    const rootWorld::User root{"root", 0, 0, "/root"};
+    return rootWorld::as(root, [&] {
+        Findings findings;
+        body(findings);
+        return findings.wrong();
+    });
+}
+
+bool isOpen(int descriptor) {
+    return ::fcntl(descriptor, F_GETFD) >= 0;
+}
+
+TEST(CleanStateTest, missingStandardStreamsAreOpened) {
+    const int wrong = inChild([](Findings& findings) {
+        const int report = ::fcntl(STDERR_FILENO, F_DUPFD, 10);
+        for (int missing = 1; missing < 8; ++missing) {
+            for (int stream = 0; stream <= 2; ++stream) {
+                if ((missing & (1 << stream)) != 0) {
+                    ::close(stream);
+                } else {
+                    ::dup2(report, stream);
+                }
+            }
+            const int spare = ::fcntl(report, F_DUPFD, 10);
+            const bool done = privileged::cleanDescriptors() == nullptr;
+            const bool closed = !isOpen(report) && !isOpen(spare);
+            const bool opened = isOpen(0) && isOpen(1) && isOpen(2);
+            findings.expect(done && closed && opened, "three streams and nothing else");
+            const bool writable = ::write(1, "", 0) == 0 && ::write(2, "", 0) == 0;
+            findings.expect(writable, "output can be written");
+            ::dup2(missing & 4 ? 1 : 2, report);
+        }
+    });
+    EXPECT_EQ(wrong, 0);
+}
+
+TEST(CleanStateTest, everyOtherDescriptorIsClosed) {
+    EXPECT_EQ(inChild([](Findings& findings) {
+                  const int first = ::open("/", O_RDONLY);
+                  for (const int descriptor : {40, 500, 900}) {
+                      findings.expect(::dup2(first, descriptor) == descriptor, "a descriptor");
+                  }
+                  findings.expect(privileged::cleanDescriptors() == nullptr, "done");
+                  findings.expect(openDescriptors() == 4, "three, and the one to count with");
+              }),
+              0);
+}
+
+TEST(CleanStateTest, descriptorsNeedNoRoomBelowTheLimit) {
+    EXPECT_EQ(inChild([](Findings& findings) {
+                  constexpr rlimit nothing{};
+                  ::setrlimit(RLIMIT_NOFILE, &nothing);
+                  findings.expect(privileged::cleanDescriptors() == nullptr, "done");
+              }),
+              0);
+}
+
+TEST(CleanStateTest, signalsAreDefaultAndOpen) {
+    EXPECT_EQ(inChild([](Findings& findings) {
+                  sigset_t mask;
+                  ::sigfillset(&mask);
+                  ::sigprocmask(SIG_SETMASK, &mask, nullptr);
+                  for (int signal = 1; signal < NSIG; ++signal) {
+                      ::signal(signal, SIG_IGN);
+                  }
+                  findings.expect(privileged::cleanSurroundings() == nullptr, "done");
+                  ::sigprocmask(SIG_SETMASK, nullptr, &mask);
+                  findings.expect(::sigisemptyset(&mask) != 0, "no signal is blocked");
+                  for (int signal = 1; signal < NSIG; ++signal) {
+                      struct sigaction action {};
+                      findings.expect(::sigaction(signal, nullptr, &action) != 0 ||
+                                          action.sa_handler == SIG_DFL,
+                                      "the signal is default");
+                  }
+              }),
+              0);
+}
+
+TEST(CleanStateTest, timersStandStill) {
+    EXPECT_EQ(inChild([](Findings& findings) {
+                  constexpr itimerval hour{.it_interval = {3600, 0}, .it_value = {3600, 0}};
+                  constexpr std::array timers{ITIMER_REAL, ITIMER_VIRTUAL, ITIMER_PROF};
+                  for (const auto timer : timers) {
+                      ::setitimer(timer, &hour, nullptr);
+                  }
+                  findings.expect(privileged::cleanSurroundings() == nullptr, "done");
+                  for (const auto timer : timers) {
+                      itimerval left{};
+                      ::getitimer(timer, &left);
+                      findings.expect(left.it_value.tv_sec == 0 && left.it_value.tv_usec == 0 &&
+                                          left.it_interval.tv_sec == 0,
+                                      "the timer stands still");
+                  }
+              }),
+              0);
+}
+
+TEST(CleanStateTest, everyLimitIsReset) {
+    constexpr rlim_t none = RLIM_INFINITY;
+    constexpr rlim_t eightMebi = rlim_t{8} << 20U;
+    const auto check = [](Findings& findings, __rlimit_resource_t resource, rlim_t soft,
+                          rlim_t hard) {
+        const rlimit expected = raised(resource, soft, hard);
+        const rlimit tiny = lowered(resource, 0);
+        findings.expect(::setrlimit(resource, &tiny) == 0, "a tiny limit");
+        findings.expect(privileged::cleanSurroundings() == nullptr, "done");
+        rlimit found{};
+        ::getrlimit(resource, &found);
+        findings.expect(found.rlim_cur == expected.rlim_cur && found.rlim_max == expected.rlim_max,
+                        "limit");
+    };
+    EXPECT_EQ(inChild([&check](Findings& findings) {
+                  check(findings, RLIMIT_CORE, 0, 0);
+                  check(findings, RLIMIT_FSIZE, none, none);
+                  check(findings, RLIMIT_LOCKS, none, none);
+                  check(findings, RLIMIT_MEMLOCK, eightMebi, eightMebi);
+                  check(findings, RLIMIT_NOFILE, 1024, 4096);
+                  check(findings, RLIMIT_NPROC, none, none);
+                  check(findings, RLIMIT_RSS, none, none);
+                  check(findings, RLIMIT_SIGPENDING, none, none);
+              }),
+              0);
+}
+
+TEST(CleanStateTest, priorityMaskFolderAndSettingsAreThoseOfAFirstProcess) {
+    EXPECT_EQ(inChild([](Findings& findings) {
+                  ::umask(0777);
+                  findings.expect(::chdir("/tmp") == 0, "a folder");
+                  ::setpriority(PRIO_PROCESS, 0, 19);
+                  const sched_param ordinary{};
+                  ::sched_setscheduler(0, SCHED_IDLE, &ordinary);
+                  ::personality(ADDR_NO_RANDOMIZE | ADDR_COMPAT_LAYOUT);
+                  ::prctl(PR_SET_DUMPABLE, 1);
+                  findings.expect(privileged::cleanSurroundings() == nullptr, "done");
+                  findings.expect(::umask(0) == 022, "mask");
+                  std::array<char, 16> folder{};
+                  findings.expect(::getcwd(folder.data(), folder.size()) != nullptr &&
+                                      std::string_view(folder.data()) == "/",
+                                  "folder");
+                  findings.expect(::getpriority(PRIO_PROCESS, 0) == 0, "nice value");
+                  findings.expect(::sched_getscheduler(0) == SCHED_OTHER, "scheduler");
+                  findings.expect(::personality(0xFFFFFFFF) == PER_LINUX, "personality");
+                  findings.expect(::prctl(PR_GET_DUMPABLE) == 0, "closed to tracing");
+              }),
+              0);
+}
+
+TEST(CleanStateTest, rootIsRootInEveryWay) {
+    EXPECT_EQ(inChild([](Findings& findings) {
+                  const std::array<gid_t, 2> groups{rootWorld::user.gid, 27};
+                  ::setgroups(groups.size(), groups.data());
+                  findings.expect(::setresgid(4711, 4712, 4713) == 0, "groups");
+                  // As a set-user-ID program finds itself.
+                  findings.expect(::setresuid(4711, 0, 0) == 0, "users");
+                  findings.expect(privileged::becomeRoot() == nullptr, "done");
+                  uid_t real = 1;
+                  uid_t effective = 1;
+                  uid_t saved = 1;
+                  ::getresuid(&real, &effective, &saved);
+                  findings.expect(real == 0 && effective == 0 && saved == 0, "user");
+                  ::getresgid(&real, &effective, &saved);
+                  findings.expect(real == 0 && effective == 0 && saved == 0, "group");
+                  findings.expect(::getgroups(0, nullptr) == 0, "no further group");
+              }),
+              0);
+}
+
+TEST(CleanStateTest, withoutRightsItSaysWhatIsMissing) {
+    EXPECT_EQ(rootWorld::as(rootWorld::user,
+                            [] {
+                                Findings findings;
+                                const char* const problem = privileged::becomeRoot();
+                                findings.expect(problem != nullptr &&
+                                                    std::string_view(problem) ==
+                                                        "root's rights could not be taken in full",
+                                                "refused");
+                                return findings.wrong();
+                            }),
+              0);
+}
+
+} // namespace
+} // namespace kestrelnet

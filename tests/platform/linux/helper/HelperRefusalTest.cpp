@@ -1,0 +1,182 @@
+// SPDX-License-Identifier: MIT
+// When the helper runs nothing, and what it says then.
+#include "tests/platform/linux/helper/HelperTest.h"
+
+#include <filesystem>
+#include <fstream>
+#include <sys/mount.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace kestrelnet {
+namespace {
+
+using testing::HasSubstr;
+using testing::StartsWith;
+
+namespace fs = std::filesystem;
+
+/// The message about the client `problem`.
+std::string aboutClient(const std::string& problem) {
+    return "Kestrelnet helper: /Library/PrivilegedHelperTools/kestrelnet-client " + problem +
+           "; install the helper again.\n";
+}
+
+const std::string notRoots =
+    aboutClient("does not belong to root, or lies in a folder that does not");
+const std::string writable =
+    aboutClient("can be replaced by others than root, or lies in a folder where it can");
+const std::string linked =
+    aboutClient("is, or lies behind, a symbolic link or something that is no folder");
+
+class HelperRefusalTest : public HelperTest {
+  protected:
+    void SetUp() override {
+        HelperTest::SetUp();
+        installClient("script");
+    }
+
+    void TearDown() override {
+        HelperTest::TearDown();
+        EXPECT_FALSE(client_->pid()) << "the client ran";
+    }
+};
+
+TEST_F(HelperRefusalTest, anyArgument) {
+    for (const std::string argument : {"", "--help", "-c", clientPath}) {
+        EXPECT_EQ(refusal({.arguments = {"helper", argument}}),
+                  "Kestrelnet helper: it takes no arguments.\n");
+    }
+}
+
+TEST_F(HelperRefusalTest, aClientThatIsMissing) {
+    fs::remove(clientPath);
+    EXPECT_EQ(refusal(), aboutClient("is missing"));
+}
+
+TEST_F(HelperRefusalTest, aClientOfTheUsers) {
+    ASSERT_EQ(::chown(clientPath, rootWorld::user.uid, 0), 0);
+    EXPECT_EQ(refusal(), notRoots);
+}
+
+TEST_F(HelperRefusalTest, aClientThatOthersMayWrite) {
+    for (const mode_t mode : {0775U, 0757U, 0777U, 01757U, 04757U}) {
+        ASSERT_EQ(::chmod(clientPath, mode), 0);
+        EXPECT_EQ(refusal(), writable) << std::oct << mode;
+    }
+}
+
+class HelperFolderTest : public HelperRefusalTest, public testing::WithParamInterface<const char*> {
+  protected:
+    void SetUp() override {
+        HelperRefusalTest::SetUp();
+        ASSERT_EQ(::chmod(GetParam(), 0755), 0);
+    }
+    void TearDown() override {
+        EXPECT_EQ(::chown(GetParam(), 0, 0), 0);
+        EXPECT_EQ(::chmod(GetParam(), 0755), 0);
+        HelperRefusalTest::TearDown();
+    }
+};
+
+INSTANTIATE_TEST_SUITE_P(Folders, HelperFolderTest,
+                         testing::Values("/", "/Library", "/Library/PrivilegedHelperTools"));
+
+TEST_P(HelperFolderTest, thatOthersMayWrite) {
+    for (const mode_t mode : {0775U, 0757U, 01777U}) {
+        ASSERT_EQ(::chmod(GetParam(), mode), 0);
+        EXPECT_EQ(refusal(), writable) << std::oct << mode;
+    }
+}
+
+TEST_P(HelperFolderTest, ofTheUsers) {
+    ASSERT_EQ(::chown(GetParam(), rootWorld::user.uid, 0), 0);
+    EXPECT_EQ(refusal(), notRoots);
+}
+
+TEST_F(HelperRefusalTest, aLinkInTheClientsPlace) {
+    fs::rename(clientPath, "/Library/elsewhere");
+    fs::rename(std::string(clientPath) + ".arguments", "/Library/elsewhere.arguments");
+    fs::create_symlink("/Library/elsewhere", clientPath);
+    EXPECT_EQ(refusal(), linked);
+}
+
+TEST_F(HelperRefusalTest, aLinkInAFoldersPlace) {
+    // Moved as a whole, so that the helper is reached by its new name.
+    fs::rename("/Library", "/elsewhere");
+    fs::create_directory_symlink("/elsewhere", "/Library");
+    EXPECT_EQ(refusal(), linked);
+    fs::remove("/Library");
+    fs::rename("/elsewhere", "/Library");
+}
+
+TEST_F(HelperRefusalTest, aClientThatIsNoProgram) {
+    ASSERT_EQ(::chmod(clientPath, 0644), 0);
+    EXPECT_EQ(refusal(), aboutClient("is no program"));
+    fs::remove(clientPath);
+    fs::create_directory(clientPath);
+    EXPECT_EQ(refusal(), aboutClient("is no program"));
+    fs::remove(clientPath);
+    ASSERT_EQ(::mkfifo(clientPath, 0755), 0);
+    EXPECT_EQ(refusal(), aboutClient("is no program"));
+}
+
+TEST_F(HelperRefusalTest, aClientThatCannotRun) {
+    installClientText("neither a script nor a program");
+    EXPECT_EQ(refusal(), "Kestrelnet helper: the client cannot be run: Exec format error.\n");
+    installClientText("#!/no/such/interpreter\n");
+    EXPECT_EQ(refusal(),
+              "Kestrelnet helper: the client cannot be run: No such file or directory.\n");
+}
+
+TEST_F(HelperRefusalTest, toRunWithoutTheSetUserIDBit) {
+    ASSERT_EQ(::chmod(helperPath, 0755), 0);
+    EXPECT_THAT(refusal(), AllOf(StartsWith("Kestrelnet helper: it has no rights of root: "),
+                                 HasSubstr("set-user-ID"), HasSubstr("install it again")));
+}
+
+TEST_F(HelperRefusalTest, toRunFromAFileSystemMountedNosuid) {
+    ASSERT_EQ(::mount("/Library", "/Library", nullptr, MS_BIND, nullptr), 0);
+    ASSERT_EQ(::mount(nullptr, "/Library", nullptr, MS_BIND | MS_REMOUNT | MS_NOSUID, nullptr), 0);
+    EXPECT_THAT(refusal(), AllOf(StartsWith("Kestrelnet helper: it has no rights of root: "),
+                                 HasSubstr("\"nosuid\"")));
+    ASSERT_EQ(::umount("/Library"), 0);
+}
+
+TEST_F(HelperTest, runsWithoutANameOfItsOwn) {
+    // The system puts an empty name where a caller gives none.
+    const FakeClient& client = installClient("script");
+    start(client, {.arguments = {}});
+    EXPECT_EQ(processLine(*client.pid(), "status", "Uid:"), "0\t0\t0\t0");
+    client.exit(0);
+    EXPECT_EQ(program->waitStatus(), 0);
+}
+
+TEST_F(HelperRefusalTest, toStartWhenItsStarterHasEnded) {
+    UserProgram orphan(helperPath, {.prepare = [] {
+                           // The parent of what goes on ends at once.
+                           if (::fork() != 0) {
+                               ::_exit(0);
+                           }
+                           while (::getppid() != 1) {
+                           }
+                       }});
+    EXPECT_EQ(orphan.output(), "Kestrelnet helper: what started it has ended.\n");
+    EXPECT_TRUE(nothingIsLeftInTime());
+}
+
+TEST_F(HelperRefusalTest, toStartWhenNobodyReadsItsOutput) {
+    program = std::make_unique<UserProgram>(helperPath, Options{.prepare = [] {
+                                                int ends[2];
+                                                if (::pipe(ends) == 0) {
+                                                    ::dup2(ends[1], STDOUT_FILENO);
+                                                    ::close_range(3, ~0U, 0);
+                                                }
+                                            }});
+    EXPECT_EQ(program->output(), "Kestrelnet helper: what started it has ended.\n");
+    EXPECT_EQ(program->waitStatus(), W_EXITCODE(1, 0));
+}
+
+} // namespace
+} // namespace kestrelnet

@@ -1,0 +1,216 @@
+// SPDX-License-Identifier: MIT
+// What else the client finds: rights, descriptors, signals, limits.
+#include "tests/platform/linux/helper/HelperTest.h"
+
+#include <array>
+#include <fcntl.h>
+#include <filesystem>
+#include <sched.h>
+#include <signal.h>
+#include <sstream>
+#include <sys/personality.h>
+#include <sys/prctl.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace kestrelnet {
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+namespace fs = std::filesystem;
+
+/// The field at `index` of /proc/PID/stat, counted from the state, which is 0.
+long field(pid_t pid, int index) {
+    const std::string all = readFile("/proc/" + std::to_string(pid) + "/stat");
+    std::istringstream fields(all.substr(all.rfind(") ") + 4));
+    long value = 0;
+    for (int at = 1; at <= index; ++at) {
+        fields >> value;
+    }
+    return value;
+}
+
+std::string streamOf(pid_t pid, int stream) {
+    return fs::read_symlink("/proc/" + std::to_string(pid) + "/fd/" + std::to_string(stream));
+}
+
+class HelperSurroundingsTest : public HelperTest,
+                               public testing::WithParamInterface<std::string_view> {
+  protected:
+    FakeClient& startClient(const Options& options = {}) {
+        FakeClient& client =
+            GetParam() == "program" ? installClient("script") : installScriptClient("script");
+        start(client, options);
+        return client;
+    }
+};
+
+INSTANTIATE_TEST_SUITE_P(Clients, HelperSurroundingsTest, testing::Values("program", "script"),
+                         [](const auto& instance) { return std::string(instance.param); });
+
+TEST_P(HelperSurroundingsTest, theClientIsRootInEveryWay) {
+    const pid_t client = *startClient().pid();
+    EXPECT_EQ(processLine(client, "status", "Uid:"), "0\t0\t0\t0");
+    EXPECT_EQ(processLine(client, "status", "Gid:"), "0\t0\t0\t0");
+    EXPECT_EQ(processLine(client, "status", "Groups:"), "");
+}
+
+TEST_P(HelperSurroundingsTest, theFrontIsTheUserAndNothingMore) {
+    startClient();
+    const std::string id = std::to_string(rootWorld::user.uid);
+    const std::string four = id + '\t' + id + '\t' + id + '\t' + id;
+    EXPECT_EQ(processLine(program->pid(), "status", "Uid:"), four);
+    EXPECT_EQ(processLine(program->pid(), "status", "Gid:"), four);
+    EXPECT_EQ(processLine(program->pid(), "status", "CapPrm:"), "0000000000000000");
+}
+
+TEST_P(HelperSurroundingsTest, theClientHasOneArgumentItsOwnName) {
+    installClientText("#!/bin/sh\nprintf '%s\\n' $# \"$0\"\n");
+    program = std::make_unique<UserProgram>(helperPath);
+    // An interpreter is told to read the script from the descriptor that was checked.
+    EXPECT_THAT(program->output(), testing::StartsWith("0\n/dev/fd/"));
+    const FakeClient& client = installClient("script");
+    start(client);
+    EXPECT_THAT(client.found("argument"), ElementsAre(clientPath));
+}
+
+TEST_P(HelperSurroundingsTest, theClientHoldsNoDescriptorOfTheCallers) {
+    const FakeClient& client = startClient({.prepare = [] {
+        for (const int descriptor : {3, 4, 17, 200, 1000}) {
+            ::dup2(STDOUT_FILENO, descriptor);
+        }
+    }});
+    auto expected = std::vector<std::string>{"0", "1", "2"};
+    const auto found = client.found("descriptor");
+    ASSERT_GE(found.size(), 3U);
+    if (GetParam() == "script") {
+        // The shell that became this client has the script itself open as well.
+        const std::string script = found.size() > 3 ? found[3] : "none";
+        EXPECT_EQ(streamOf(*client.pid(), std::stoi(script)), clientPath);
+        expected.push_back(script);
+    }
+    EXPECT_EQ(found, expected);
+    EXPECT_EQ(streamOf(*client.pid(), STDIN_FILENO), "/dev/null");
+}
+
+TEST_P(HelperSurroundingsTest, closedStandardStreamsAreOpenToTheClient) {
+    const FakeClient& client = startClient({.prepare = [] { ::close_range(0, ~0U, 0); }});
+    const auto found = client.found("descriptor");
+    ASSERT_GE(found.size(), 3U);
+    EXPECT_THAT(std::vector(found.begin(), found.begin() + 3), ElementsAre("0", "1", "2"));
+    for (int stream = 0; stream <= 2; ++stream) {
+        EXPECT_THAT(streamOf(*client.pid(), stream), testing::StartsWith("/dev/"));
+    }
+}
+
+TEST_P(HelperSurroundingsTest, theClientWritesToTheCallersStreams) {
+    const FakeClient& client = startClient();
+    client.say("on one\n");
+    client.sayOnError("and the other\n");
+    client.exit(0);
+    EXPECT_EQ(program->output(), "on one\nand the other\n");
+}
+
+TEST_P(HelperSurroundingsTest, blockedAndIgnoredSignalsAreNeitherToTheClient) {
+    const FakeClient& client = startClient({.prepare = [] {
+        sigset_t all;
+        ::sigfillset(&all);
+        ::sigprocmask(SIG_SETMASK, &all, nullptr);
+        for (int signal = 1; signal < NSIG; ++signal) {
+            ::signal(signal, SIG_IGN);
+        }
+    }});
+    EXPECT_THAT(client.found("blocked-signal"), IsEmpty());
+    EXPECT_THAT(client.found("ignored-signal"), IsEmpty());
+    EXPECT_EQ(program->send(SIGTERM), 0);
+    EXPECT_EQ(program->waitStatus(), SIGTERM);
+}
+
+struct Limit {
+    const char* name;
+    int resource;
+    /// As small as the system lets a program start at all.
+    rlim_t tiny;
+    rlim_t soft;
+    rlim_t hard;
+};
+
+constexpr rlim_t none = RLIM_INFINITY;
+constexpr rlim_t mebi = rlim_t{1} << 20U;
+
+constexpr std::array limits{
+    Limit{"Max address space", RLIMIT_AS, 16 * mebi, none, none},
+    Limit{"Max core file size", RLIMIT_CORE, 0, 0, 0},
+    Limit{"Max cpu time", RLIMIT_CPU, 1, none, none},
+    Limit{"Max data size", RLIMIT_DATA, 4 * mebi, none, none},
+    Limit{"Max file size", RLIMIT_FSIZE, 0, none, none},
+    Limit{"Max locked memory", RLIMIT_MEMLOCK, 0, 8 * mebi, 8 * mebi},
+    Limit{"Max msgqueue size", RLIMIT_MSGQUEUE, 0, 800 * 1024, 800 * 1024},
+    Limit{"Max open files", RLIMIT_NOFILE, 0, 1024, 4096},
+    Limit{"Max pending signals", RLIMIT_SIGPENDING, 0, none, none},
+    Limit{"Max processes", RLIMIT_NPROC, 0, none, none},
+    Limit{"Max stack size", RLIMIT_STACK, mebi / 4, 8 * mebi, none},
+};
+
+std::string text(rlim_t value) {
+    return value == none ? "unlimited" : std::to_string(value);
+}
+
+TEST_P(HelperSurroundingsTest, tinyLimitsOfTheCallerLimitNobody) {
+    std::vector<rlimit> tiny;
+    for (const Limit& limit : limits) {
+        tiny.push_back(lowered(limit.resource, limit.tiny));
+    }
+    const pid_t client = *startClient({.prepare = [&tiny] {
+                              for (std::size_t at = 0; at < limits.size(); ++at) {
+                                  const auto resource =
+                                      static_cast<__rlimit_resource_t>(limits[at].resource);
+                                  if (::setrlimit(resource, &tiny[at]) != 0) {
+                                      ::_exit(125);
+                                  }
+                              }
+                          }}).pid();
+    for (const Limit& limit : limits) {
+        const rlimit expected = raised(limit.resource, limit.soft, limit.hard);
+        std::istringstream words(processLine(client, "limits", limit.name));
+        std::string soft;
+        std::string hard;
+        words >> soft >> hard;
+        EXPECT_EQ(soft, text(expected.rlim_cur)) << limit.name;
+        EXPECT_EQ(hard, text(expected.rlim_max)) << limit.name;
+    }
+    EXPECT_EQ(program->send(SIGTERM), 0);
+    EXPECT_EQ(program->waitStatus(), SIGTERM);
+}
+
+TEST_P(HelperSurroundingsTest, theRestOfTheCallersStateIsGone) {
+    const auto muddle = [] {
+        ::umask(0);
+        ::setpriority(PRIO_PROCESS, 0, 15);
+        const sched_param batch{};
+        ::sched_setscheduler(0, SCHED_BATCH, &batch);
+        ::personality(ADDR_NO_RANDOMIZE | READ_IMPLIES_EXEC);
+        ::prctl(PR_SET_DUMPABLE, 1);
+        const int score = ::open("/proc/self/oom_score_adj", O_WRONLY);
+        if (::chdir("/tmp") != 0 || ::write(score, "900", 3) != 3) {
+            ::_exit(125);
+        }
+    };
+    const pid_t client = *startClient({.prepare = muddle}).pid();
+    const std::string folder = "/proc/" + std::to_string(client);
+    EXPECT_EQ(processLine(client, "status", "Umask:"), "0022");
+    EXPECT_EQ(fs::read_symlink(folder + "/cwd"), "/");
+    EXPECT_EQ(field(client, 16), 0) << "nice";
+    EXPECT_EQ(::sched_getscheduler(client), SCHED_OTHER);
+    EXPECT_EQ(readFile(folder + "/personality"), "00000000\n");
+    EXPECT_EQ(readFile(folder + "/oom_score_adj"), "0\n");
+    EXPECT_NE(field(client, 3), ::getsid(0)) << "session";
+    EXPECT_EQ(field(client, 4), 0) << "terminal";
+}
+
+} // namespace
+} // namespace kestrelnet

@@ -1,0 +1,122 @@
+// SPDX-License-Identifier: MIT
+// The controller, run by an ordinary user, with the helper as the installer leaves it.
+#include "tests/platform/linux/helper/HelperTest.h"
+#include "tests/support/ChildProgram.h"
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <signal.h>
+
+namespace kestrelnet {
+namespace {
+
+namespace fs = std::filesystem;
+using namespace std::chrono_literals;
+
+class HelperTunnelTest : public HelperTest {
+  protected:
+    void SetUp() override {
+        const std::string contents = rootWorld::bundle + "/Contents";
+        for (const char* part :
+             {"/Resources/install-helper.sh", "/Helpers/com.kestrelnetvpn.tunnel"}) {
+            rootWorld::install(KESTRELNET_BUILT_BUNDLE + std::string("/Contents") + part,
+                               fs::path(contents + part).parent_path());
+        }
+        program_ = rootWorld::install(KESTRELNET_CONTROLLER, contents + "/Linux");
+    }
+
+    void TearDown() override {
+        controller.reset();
+        HelperTest::TearDown();
+    }
+
+    /// Puts a client where the system has it, and has it installed together with the helper.
+    FakeClient& install(std::string_view mode) {
+        client_ = std::make_unique<FakeClient>(mode);
+        client_->installScriptAt("/usr/local/bin/kestrelnet-client");
+        EXPECT_EQ(std::system("/bin/bash /usr/lib/kestrelnet/Contents/Resources/install-helper.sh "
+                              ">/tmp/output 2>&1"),
+                  0)
+            << readFile("/tmp/output");
+        return *client_;
+    }
+
+    void startController() {
+        const std::string uid = std::to_string(rootWorld::user.uid);
+        controller.emplace(std::vector<std::string>{"setpriv", "--reuid=" + uid, "--regid=" + uid,
+                                                    "--init-groups", "--reset-env", program_});
+        EXPECT_TRUE(controller->reads("status Disconnected"));
+        controller->tell("key dev_0123456789");
+    }
+
+    /// Starts all it takes and connects.
+    FakeClient& connect(std::string_view mode) {
+        FakeClient& client = install(mode);
+        startController();
+        controller->tell("connect");
+        EXPECT_TRUE(waitFor([&client] { return client.isReady(); }));
+        return client;
+    }
+
+    std::optional<ChildProgram> controller;
+
+  private:
+    std::string program_;
+};
+
+TEST_F(HelperTunnelTest, connectsAndDisconnectsWithoutAPassword) {
+    for (int round = 0; round < 3; ++round) {
+        const FakeClient& client = connect("relay-then-routes");
+        EXPECT_TRUE(controller->reads("status Connected"));
+        EXPECT_TRUE(controller->reads("log Split-tunnel routes: 2 applied"));
+        EXPECT_EQ(processLine(*client.pid(), "status", "Uid:"), "0\t0\t0\t0");
+        EXPECT_EQ(client.environment("DEVICE_API_KEY"), "dev_0123456789");
+        controller->tell("disconnect");
+        EXPECT_TRUE(controller->reads("status Disconnected"));
+        EXPECT_TRUE(waitFor([&] { return rootWorld::processes().size() == 1; }))
+            << testing::PrintToString(rootWorld::processes());
+    }
+}
+
+TEST_F(HelperTunnelTest, aClientThatEndsByItselfIsNoticed) {
+    const FakeClient& client = connect("relay-then-routes");
+    EXPECT_TRUE(controller->reads("status Connected"));
+    client.exit(3);
+    EXPECT_TRUE(controller->reads("log VPN process exited unexpectedly"));
+}
+
+TEST_F(HelperTunnelTest, aStubbornClientHasThreeSecondsAndNoMoreThanFour) {
+    const FakeClient& client = connect("stubborn");
+    const auto asked = std::chrono::steady_clock::now();
+    controller->tell("disconnect");
+    EXPECT_TRUE(waitFor([&] { return client.terminations() == 1; }));
+    EXPECT_TRUE(waitFor([&] { return client.isGone(); }));
+    // The application kills the helper when they are over, which must not count against the client.
+    EXPECT_GE(std::chrono::steady_clock::now() - asked, 3s);
+    EXPECT_TRUE(controller->reads("status Disconnected"));
+    EXPECT_TRUE(waitFor([&] { return rootWorld::processes().size() == 1; }));
+    EXPECT_LE(std::chrono::steady_clock::now() - asked, endsWithin);
+    EXPECT_EQ(client.terminations(), 1U);
+}
+
+TEST_F(HelperTunnelTest, nothingOutlivesAnApplicationThatIsKilled) {
+    for (const char* mode : {"relay-then-routes", "stubborn", "family"}) {
+        connect(mode);
+        controller->kill();
+        EXPECT_TRUE(nothingIsLeftInTime()) << mode;
+    }
+}
+
+TEST_F(HelperTunnelTest, aRefusalIsSeenAsAnErrorWithItsReason) {
+    install("script");
+    fs::remove(clientPath);
+    startController();
+    controller->tell("connect");
+    EXPECT_TRUE(controller->reads("log Kestrelnet helper: /Library/PrivilegedHelperTools/"
+                                  "kestrelnet-client is missing; install the helper again."));
+    EXPECT_TRUE(controller->reads("log VPN process exited unexpectedly"));
+}
+
+} // namespace
+} // namespace kestrelnet

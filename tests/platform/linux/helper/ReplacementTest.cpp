@@ -1,0 +1,140 @@
+// SPDX-License-Identifier: MIT
+// Somebody replaces the client between the moment when it is checked and the moment when it is run.
+#include "platform/linux/privileged/TrustedFile.h"
+#include "tests/platform/linux/helper/HelperTest.h"
+
+#include <fcntl.h>
+#include <filesystem>
+#include <linux/fs.h>
+#include <signal.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace kestrelnet {
+namespace {
+
+namespace fs = std::filesystem;
+using privileged::openTrusted;
+
+constexpr int goodStatus = 7;
+constexpr int evilStatus = 66;
+
+/// Exchanges two names without a pause, from another process, until it is destroyed.
+class Exchange {
+  public:
+    Exchange(const char* one, const char* other) : racer_(::fork()) {
+        if (racer_ == 0) {
+            for (;;) {
+                ::renameat2(AT_FDCWD, one, AT_FDCWD, other, RENAME_EXCHANGE);
+            }
+        }
+    }
+    ~Exchange() {
+        ::kill(racer_, SIGKILL);
+        ::waitpid(racer_, nullptr, 0);
+    }
+    Exchange(const Exchange&) = delete;
+    Exchange& operator=(const Exchange&) = delete;
+
+  private:
+    pid_t racer_;
+};
+
+/// Checks and starts the program as the helper does; its exit status, or -1 when it was refused.
+int tryOnce(const char* path) {
+    const privileged::TrustedFile file = openTrusted(path);
+    if (file.problem != nullptr) {
+        return -1;
+    }
+    const pid_t child = ::vfork();
+    if (child == 0) {
+        char name[] = "program";
+        char* const arguments[] = {name, nullptr};
+        char* const environment[] = {nullptr};
+        ::execveat(file.descriptor, "", arguments, environment, AT_EMPTY_PATH);
+        ::_exit(127);
+    }
+    ::close(file.descriptor);
+    int status = 0;
+    ::waitpid(child, &status, 0);
+    return WEXITSTATUS(status);
+}
+
+class ReplacementTest : public testing::Test {
+  protected:
+    static constexpr int tries = 10'000;
+    static constexpr const char* folder = "/srv/outer/inner";
+    static constexpr const char* program = "/srv/outer/inner/program";
+
+    void SetUp() override {
+        fs::remove_all("/srv/outer");
+        fs::create_directories(folder);
+        fs::copy_file(KESTRELNET_EXITS_7, program);
+        fs::create_directory("/srv/outer/evil");
+        fs::copy_file(KESTRELNET_EXITS_66, "/srv/outer/evil/program");
+        for (const char* path : {"/srv/outer/evil", "/srv/outer/evil/program"}) {
+            ASSERT_EQ(::chown(path, rootWorld::user.uid, 0), 0);
+        }
+    }
+
+    /// Tries while `one` and `other` change places.
+    static void race(const char* one, const char* other) {
+        int good = 0;
+        int refused = 0;
+        {
+            const Exchange exchange(one, other);
+            for (int round = 0; round < tries; ++round) {
+                const int status = tryOnce(program);
+                ASSERT_NE(status, evilStatus) << "round " << round;
+                good += status == goodStatus ? 1 : 0;
+                refused += status == -1 ? 1 : 0;
+            }
+        }
+        EXPECT_EQ(good + refused, tries);
+        // Otherwise there was no race.
+        EXPECT_GT(good, tries / 100);
+        EXPECT_GT(refused, tries / 100);
+    }
+};
+
+TEST_F(ReplacementTest, aFileThatChangesItsPlaceNeverRuns) {
+    race(program, "/srv/outer/evil/program");
+}
+
+TEST_F(ReplacementTest, aFolderThatChangesItsPlaceNeverMatters) {
+    race(folder, "/srv/outer/evil");
+}
+
+TEST_F(ReplacementTest, aLinkThatChangesItsPlaceNeverRuns) {
+    fs::create_symlink("/srv/outer/evil/program", "/srv/outer/inner/link");
+    race(program, "/srv/outer/inner/link");
+}
+
+class HelperReplacementTest : public HelperTest {};
+
+TEST_F(HelperReplacementTest, theHelperNeverRunsTheReplacement) {
+    fs::remove(clientPath);
+    fs::copy_file(KESTRELNET_EXITS_7, clientPath);
+    fs::create_directory("/srv/replacement");
+    fs::copy_file(KESTRELNET_EXITS_66, "/srv/replacement/client");
+    ASSERT_EQ(::chown("/srv/replacement/client", rootWorld::user.uid, 0), 0);
+    int good = 0;
+    int refused = 0;
+    {
+        const Exchange exchange(clientPath, "/srv/replacement/client");
+        for (int round = 0; round < 500; ++round) {
+            UserProgram run(helperPath);
+            const auto status = run.waitStatus();
+            ASSERT_NE(status, W_EXITCODE(evilStatus, 0)) << "round " << round;
+            good += status == W_EXITCODE(goodStatus, 0) ? 1 : 0;
+            refused += status == W_EXITCODE(1, 0) ? 1 : 0;
+        }
+    }
+    EXPECT_EQ(good + refused, 500);
+    EXPECT_GT(good, 5);
+    EXPECT_GT(refused, 5);
+}
+
+} // namespace
+} // namespace kestrelnet

@@ -1,0 +1,147 @@
+// SPDX-License-Identifier: MIT
+// What a command finds that was run behind the prompt, and what of it comes back.
+#include "tests/support/polkit/PromptTest.h"
+
+#include <csignal>
+#include <filesystem>
+#include <sstream>
+
+namespace kestrelnet {
+namespace {
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::UnorderedElementsAre;
+
+class PromptCommandTest : public PromptTest {
+  protected:
+    void SetUp() override {
+        PromptTest::SetUp();
+        world.startPolkit();
+        agent = &world.startAgent("right");
+    }
+
+    /// Runs osascript as the user.
+    ChildProgram& start(const std::vector<std::string>& arguments) {
+        std::vector<std::string> command{"/bin/sh", "-c", R"("$@" 2>/tmp/errors; exit $?)", "sh",
+                                         rootWorld::bundle + "/Contents/Helpers/osascript"};
+        command.insert(command.end(), arguments.begin(), arguments.end());
+        return program_.emplace(PolkitWorld::inSession(command));
+    }
+    ChildProgram& run(const std::string& command) {
+        return start({"-e", "do shell script \"" + command + "\" with administrator privileges"});
+    }
+    static std::string errors() { return readFile("/tmp/errors"); }
+    std::vector<std::string> lines() {
+        std::vector<std::string> found;
+        while (const auto line = program_->readLine()) {
+            found.push_back(*line);
+        }
+        return found;
+    }
+
+    ChildProgram* agent = nullptr;
+
+  private:
+    std::optional<ChildProgram> program_;
+};
+
+TEST_F(PromptCommandTest, isRootInEveryWay) {
+    run("grep -E '^(Uid|Gid|Groups|SigBlk|SigIgn):' /proc/self/status");
+    EXPECT_THAT(lines(), ElementsAre("Uid:\t0\t0\t0\t0", "Gid:\t0\t0\t0\t0", "Groups:\t ",
+                                     "SigBlk:\t0000000000000000", "SigIgn:\t0000000000000000"));
+}
+
+TEST_F(PromptCommandTest, findsACleanEnvironment) {
+    run("exec env");
+    EXPECT_THAT(lines(),
+                UnorderedElementsAre(
+                    "PATH=/usr/local/sbin:/usr/local/bin:/usr/sbin:/usr/bin:/sbin:/bin",
+                    "HOME=/root", "USER=root", "LOGNAME=root", "SHELL=/bin/sh", "LANG=C.UTF-8",
+                    "PKEXEC_UID=" + std::to_string(rootWorld::user.uid), "PWD=/"));
+}
+
+TEST_F(PromptCommandTest, hasNoInputAndNoOtherDescriptor) {
+    run("readlink /proc/self/fd/0; ls /proc/$$/fd; pwd; umask");
+    EXPECT_THAT(lines(), ElementsAre("/dev/null", "0", "1", "2", "/", "0022"));
+}
+
+TEST_F(PromptCommandTest, speaksOnBothOfItsCallersStreams) {
+    ChildProgram& program = run("echo out; echo one >&2; echo two >&2; exit 5");
+    EXPECT_EQ(program.readLine(), "out");
+    EXPECT_EQ(program.exitStatus(), 5);
+    EXPECT_EQ(errors(), "one\ntwo\n");
+}
+
+TEST_F(PromptCommandTest, tellsItsStatus) {
+    // Also what pkexec itself exits with.
+    for (const int status : {0, 1, 3, 126, 127, 255}) {
+        EXPECT_EQ(run("exit " + std::to_string(status)).exitStatus(), status);
+        EXPECT_EQ(errors(), "");
+    }
+}
+
+TEST_F(PromptCommandTest, tellsTheSignalThatEndedIt) {
+    EXPECT_EQ(run("kill -9 $$").exitStatus(), 128 + SIGKILL);
+    EXPECT_EQ(errors(), "");
+}
+
+TEST_F(PromptCommandTest, mayBeEmpty) {
+    EXPECT_EQ(run("").exitStatus(), 0);
+    EXPECT_THAT(agent->readLine().value_or(""), HasSubstr("request"));
+}
+
+TEST_F(PromptCommandTest, isNotWaitedForBeyondItsEnd) {
+    ChildProgram& program = run("sleep 600 >/dev/null 2>&1 & echo started");
+    EXPECT_EQ(program.readLine(), "started");
+    EXPECT_EQ(program.exitStatus(), 0);
+    EXPECT_TRUE(waitFor([this] { return strays().empty(); }));
+}
+
+TEST_F(PromptCommandTest, isRefusedWithoutAQuestionWhenItIsNoStatement) {
+    for (const std::vector<std::string>& arguments : std::vector<std::vector<std::string>>{
+             {},
+             {"-e"},
+             {"-e", "id"},
+             {"-l", "do shell script \"id\" with administrator privileges"},
+             {"-e", "do shell script \"id\" with administrator privileges", "more"},
+             {"-e", "do shell script \"a \"b\"\" with administrator privileges"}}) {
+        EXPECT_EQ(start(arguments).exitStatus(), 1);
+        EXPECT_THAT(errors(), HasSubstr("osascript: "));
+        std::istringstream text(errors());
+        std::string line;
+        EXPECT_TRUE(std::getline(text, line) && !std::getline(text, line)) << errors();
+    }
+    run("echo asked");
+    EXPECT_THAT(agent->readLine().value_or(""), HasSubstr("request"));
+    EXPECT_EQ(agent->readLine(), "answered SUCCESS");
+    EXPECT_THAT(lines(), ElementsAre("asked"));
+}
+
+TEST_F(PromptCommandTest, asksInPlainWordsAlsoFromABuildTree) {
+    // The message belongs to the installed path; another gets polkit's own.
+    std::filesystem::rename(rootWorld::bundle, "/usr/lib/elsewhere");
+    std::filesystem::create_directory(rootWorld::bundle);
+    std::filesystem::create_directory_symlink("/usr/lib/elsewhere/Contents",
+                                              rootWorld::bundle + "/Contents");
+    EXPECT_EQ(run("exit 4").exitStatus(), 4);
+    EXPECT_THAT(agent->readLine().value_or(""),
+                HasSubstr("request org.freedesktop.policykit.exec"));
+}
+
+TEST_F(PromptCommandTest, isForTheApplicationAlone) {
+    // Started by hand, though as root.
+    ChildProgram program({rootWorld::bundle + "/Contents/Helpers/kestrelnet-run", "echo ran"});
+    EXPECT_EQ(program.exitStatus(), 127);
+    EXPECT_EQ(rootWorld::as(rootWorld::user,
+                            [] {
+                                const std::string path =
+                                    rootWorld::bundle + "/Contents/Helpers/kestrelnet-run";
+                                ::execl(path.c_str(), path.c_str(), "echo ran", nullptr);
+                                return 1;
+                            }),
+              127);
+}
+
+} // namespace
+} // namespace kestrelnet

@@ -1,0 +1,102 @@
+// SPDX-License-Identifier: MIT
+// The controller on the real system, without windows: a test drives it from outside.
+//
+// Commands, one a line on standard input:
+//   key TEXT      assigns the key
+//   connect, disconnect
+//   install       installs the helper
+//   quit          what the panel's "Quit" does: disconnects, and leaves half a second later
+// What it tells, one a line on standard output:
+//   status TEXT   the status, at start and after each change
+//   log TEXT      the last line of the log, after each change
+//   installed true|false   what an installation has come to
+// It leaves at once, without a disconnect, when its standard input ends.
+#include "core/TunnelManager.h"
+
+#include <QCoreApplication>
+
+#include <functional>
+#include <iostream>
+#include <map>
+#include <string>
+#include <thread>
+
+namespace kestrelnet {
+namespace {
+
+class Reporter {
+  public:
+    explicit Reporter(std::shared_ptr<TunnelManager> tunnel) : tunnel_(std::move(tunnel)) {
+        report();
+        subscription_ = tunnel_->objectWillChange.subscribe([this] {
+            // The notice comes before the value.
+            queue_->async([this] { report(); });
+        });
+    }
+
+  private:
+    void report() {
+        tell("status", std::string(rawValue(tunnel_->status)), status_);
+        tell("log", *tunnel_->lastLog, log_);
+    }
+
+    static void tell(const char* name, std::string value, std::string& told) {
+        if (value != told) {
+            std::cout << name << ' ' << value << std::endl;
+            told = std::move(value);
+        }
+    }
+
+    std::shared_ptr<TunnelManager> tunnel_;
+    std::shared_ptr<Queue> queue_ = dispatch::mainQueue();
+    std::string status_;
+    std::string log_;
+    ObservableObjectPublisher::Subscription subscription_;
+};
+
+void quit(TunnelManager& tunnel) {
+    using namespace std::chrono_literals;
+    tunnel.disconnect();
+    dispatch::mainQueue()->asyncAfter(500ms, [] { QCoreApplication::quit(); });
+}
+
+void obey(TunnelManager& tunnel, const std::string& line) {
+    const std::string key = "key ";
+    if (line.starts_with(key)) {
+        tunnel.apiKey = line.substr(key.size());
+    } else if (line == "connect") {
+        tunnel.connect();
+    } else if (line == "disconnect") {
+        tunnel.disconnect();
+    } else if (line == "install") {
+        tunnel.installHelper([](bool installed) {
+            std::cout << "installed " << (installed ? "true" : "false") << std::endl;
+        });
+    } else if (line == "quit") {
+        quit(tunnel);
+    } else {
+        std::cerr << "controller: no such command: " << line << '\n';
+        std::_Exit(64);
+    }
+}
+
+void readCommands(const std::shared_ptr<Queue>& queue,
+                  const std::shared_ptr<TunnelManager>& tunnel) {
+    for (std::string line; std::getline(std::cin, line);) {
+        queue->async([tunnel, line] { obey(*tunnel, line); });
+    }
+    std::_Exit(0);
+}
+
+} // namespace
+} // namespace kestrelnet
+
+int main(int count, char** arguments) {
+    using namespace kestrelnet;
+    const QCoreApplication application(count, arguments);
+    const auto tunnel = std::make_shared<TunnelManager>();
+    const Reporter reporter(tunnel);
+    std::thread(readCommands, dispatch::mainQueue(), tunnel).detach();
+    const int status = QCoreApplication::exec();
+    std::_Exit(status);
+}
