@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "tests/core/TunnelTest.h"
+#include "tests/support/ScopedVariable.h"
 #include "tests/support/Waiting.h"
 
-#include <cstdlib>
 #include <filesystem>
 
 namespace kestrelnet {
@@ -12,18 +12,6 @@ using testing::ElementsAre;
 using testing::StartsWith;
 
 using HelperLaunchTest = TunnelTest;
-
-/// A variable of this process for the time of a test.
-class ScopedVariable {
-  public:
-    ScopedVariable(const char* name, const char* value) : name_(name) { ::setenv(name, value, 1); }
-    ~ScopedVariable() { ::unsetenv(name_); }
-    ScopedVariable(const ScopedVariable&) = delete;
-    ScopedVariable& operator=(const ScopedVariable&) = delete;
-
-  private:
-    const char* name_;
-};
 
 // -- What the client gets ----------------------------------------------------------------------
 
