@@ -78,7 +78,7 @@ bool giveUpRights() {
     const uid_t user = ::getuid();
     const gid_t group = ::getgid();
     return ::setresgid(group, group, group) == 0 && ::setresuid(user, user, user) == 0 &&
-           (user == 0 || ::setresuid(-1, 0, -1) != 0) && ::prctl(PR_SET_DUMPABLE, 0) == 0;
+           (user == 0 || ::seteuid(0) != 0) && ::prctl(PR_SET_DUMPABLE, 0) == 0;
 }
 
 /// Ends as the client did.

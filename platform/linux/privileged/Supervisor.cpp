@@ -133,8 +133,10 @@ int Supervisor::timeout() const {
     if (deadline_ == Clock::time_point::max()) {
         return -1;
     }
-    const auto left = isKilling() ? killInterval : deadline_ - Clock::now();
-    return static_cast<int>(std::chrono::ceil<std::chrono::milliseconds>(left).count());
+    const auto left = deadline_ - Clock::now();
+    // A time below zero would be for ever to poll().
+    return static_cast<int>(
+        std::chrono::ceil<std::chrono::milliseconds>(left > 0s ? left : killInterval).count());
 }
 
 void Supervisor::hearOwner() {

@@ -261,10 +261,9 @@ TEST_P(HelperKillTest, nothingSurvives) {
     std::mt19937 random(seed);
     // From before its start to well after it.
     std::uniform_int_distribution<int> moment(0, 12'000);
-    constexpr const char* modes[] = {"script", "exits-on-terminate", "family", "stubborn",
-                                     "daemonises"};
+    constexpr std::array modes{"script", "exits-on-terminate", "family", "stubborn", "daemonises"};
     for (int round = 0; round < rounds; round += batch) {
-        installClient(modes[(round / batch) % std::size(modes)]);
+        installClient(modes[static_cast<std::size_t>(round / batch) % modes.size()]);
         std::vector<std::unique_ptr<UserProgram>> runs;
         for (int run = 0; run < batch; ++run) {
             runs.push_back(std::make_unique<UserProgram>(
