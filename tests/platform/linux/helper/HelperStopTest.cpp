@@ -16,7 +16,6 @@ namespace kestrelnet {
 namespace {
 
 using namespace std::chrono_literals;
-using testing::IsEmpty;
 
 using HelperStopTest = HelperTest;
 using Clock = std::chrono::steady_clock;
@@ -85,9 +84,9 @@ TEST_F(HelperStopTest, aStubbornClientHasThreeSecondsInFull) {
     EXPECT_TRUE(waitFor([&] { return client.terminations() == 1; }));
     EXPECT_EQ(program->waitStatus(), SIGKILL);
     EXPECT_GE(Clock::now() - asked, 3s);
+    EXPECT_TRUE(timeUntilNothingIsLeft());
     EXPECT_LE(Clock::now() - asked, endsWithin);
     EXPECT_EQ(client.terminations(), 1U);
-    EXPECT_THAT(rootWorld::processes(), IsEmpty());
 }
 
 TEST_F(HelperStopTest, killingTheFrontEndsEverything) {
@@ -155,6 +154,16 @@ TEST_F(HelperStopTest, nobodyElseMaySignalTheRun) {
     EXPECT_TRUE(client.isAlive());
     client.exit(0);
     EXPECT_EQ(program->waitStatus(), 0);
+}
+
+TEST_F(HelperStopTest, theGuardIsInNoSessionOfTheCallers) {
+    // The end of a terminal is told to every process of its session, whatever their rights.
+    const FakeClient& client = installClient("script");
+    start(client);
+    const pid_t guard = guardOf(client);
+    EXPECT_EQ(::getsid(guard), guard);
+    EXPECT_EQ(::getpgid(guard), guard);
+    EXPECT_EQ(::getsid(*client.pid()), *client.pid());
 }
 
 TEST_F(HelperStopTest, anyUserMayRunIt) {

@@ -80,7 +80,7 @@ TEST_P(HelperSurroundingsTest, theClientHasOneArgumentItsOwnName) {
 
 TEST_P(HelperSurroundingsTest, theClientHoldsNoDescriptorOfTheCallers) {
     const FakeClient& client = startClient({.prepare = [] {
-        for (const int descriptor : {3, 4, 17, 200, 1000}) {
+        for (const int descriptor : {STDIN_FILENO, 3, 4, 17, 200, 1000}) {
             ::dup2(STDOUT_FILENO, descriptor);
         }
     }});

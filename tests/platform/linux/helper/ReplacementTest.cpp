@@ -64,6 +64,8 @@ int tryOnce(const char* path) {
 class ReplacementTest : public testing::Test {
   protected:
     static constexpr int tries = 10'000;
+    /// Of either outcome.
+    static constexpr int fewest = 100;
     static constexpr const char* folder = "/srv/outer/inner";
     static constexpr const char* program = "/srv/outer/inner/program";
 
@@ -82,19 +84,16 @@ class ReplacementTest : public testing::Test {
     static void race(const char* one, const char* other) {
         int good = 0;
         int refused = 0;
-        {
-            const Exchange exchange(one, other);
-            for (int round = 0; round < tries; ++round) {
-                const int status = tryOnce(program);
-                ASSERT_NE(status, evilStatus) << "round " << round;
-                good += status == goodStatus ? 1 : 0;
-                refused += status == -1 ? 1 : 0;
-            }
+        const Exchange exchange(one, other);
+        // On a busy machine the other process may be held up: as long as it takes to be a race.
+        for (int round = 0; round < tries || good < fewest || refused < fewest; ++round) {
+            ASSERT_LT(round, 20 * tries) << good << " good, " << refused << " refused";
+            const int status = tryOnce(program);
+            ASSERT_NE(status, evilStatus) << "round " << round;
+            good += status == goodStatus ? 1 : 0;
+            refused += status == -1 ? 1 : 0;
+            ASSERT_EQ(good + refused, round + 1);
         }
-        EXPECT_EQ(good + refused, tries);
-        // Otherwise there was no race.
-        EXPECT_GT(good, tries / 100);
-        EXPECT_GT(refused, tries / 100);
     }
 };
 
@@ -121,19 +120,16 @@ TEST_F(HelperReplacementTest, theHelperNeverRunsTheReplacement) {
     ASSERT_EQ(::chown("/srv/replacement/client", rootWorld::user.uid, 0), 0);
     int good = 0;
     int refused = 0;
-    {
-        const Exchange exchange(clientPath, "/srv/replacement/client");
-        for (int round = 0; round < 500; ++round) {
-            UserProgram run(helperPath);
-            const auto status = run.waitStatus();
-            ASSERT_NE(status, W_EXITCODE(evilStatus, 0)) << "round " << round;
-            good += status == W_EXITCODE(goodStatus, 0) ? 1 : 0;
-            refused += status == W_EXITCODE(1, 0) ? 1 : 0;
-        }
+    const Exchange exchange(clientPath, "/srv/replacement/client");
+    for (int round = 0; round < 500 || good < 5 || refused < 5; ++round) {
+        ASSERT_LT(round, 2000) << good << " good, " << refused << " refused";
+        UserProgram run(helperPath);
+        const auto status = run.waitStatus();
+        ASSERT_NE(status, W_EXITCODE(evilStatus, 0)) << "round " << round;
+        good += status == W_EXITCODE(goodStatus, 0) ? 1 : 0;
+        refused += status == W_EXITCODE(1, 0) ? 1 : 0;
+        ASSERT_EQ(good + refused, round + 1);
     }
-    EXPECT_EQ(good + refused, 500);
-    EXPECT_GT(good, 5);
-    EXPECT_GT(refused, 5);
 }
 
 } // namespace
