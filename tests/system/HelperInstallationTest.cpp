@@ -57,8 +57,12 @@ TEST(HelperInstallationTextsTest, theInlineCommandWritesALauncherOfTwoLines) {
     std::string command =
         inlineInstallCommand("/opt/it's/kestrelnet-client", folder.file("new/helper"));
     command.erase(command.find(" && chown"));
-    FILE* const shell = ::popen(command.c_str(), "w");
-    EXPECT_EQ(::pclose(shell), 0);
+    const auto shell = Process::create();
+    shell->executablePath = "/bin/sh";
+    shell->arguments = {"-c", command};
+    ASSERT_FALSE(shell->run());
+    shell->waitUntilExit();
+    EXPECT_EQ(shell->terminationStatus(), 0);
     EXPECT_EQ(readFile(folder.file("new/helper")),
               "#!/bin/bash\nexec \"/opt/it's/kestrelnet-client\" \"$@\"\n");
 }
