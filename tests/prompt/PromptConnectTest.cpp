@@ -21,8 +21,8 @@ TEST_F(PromptConnectTest, theRightPasswordConnectsAndDisconnectingNeedsNone) {
     ChildProgram& agent = world.startAgent("right");
     FakeClient& client = connect();
     EXPECT_TRUE(tells("status Connecting..."));
-    EXPECT_TRUE(tells("status Connected"));
     EXPECT_TRUE(tells("log Split-tunnel routes: 2 applied"));
+    EXPECT_TRUE(tells("status Connected"));
     EXPECT_EQ(client.found("user"), std::vector<std::string>{"0 0 0"});
 
     controller->tell("disconnect");
