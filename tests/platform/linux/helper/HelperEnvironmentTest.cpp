@@ -11,7 +11,6 @@
 namespace kestrelnet {
 namespace {
 
-using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::IsSupersetOf;
 

@@ -3,7 +3,6 @@
 #include "tests/platform/linux/helper/HelperTest.h"
 #include "tests/support/ChildProgram.h"
 
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <signal.h>
@@ -35,8 +34,8 @@ class HelperTunnelTest : public HelperTest {
     FakeClient& install(std::string_view mode) {
         client_ = std::make_unique<FakeClient>(mode);
         client_->installScriptAt("/usr/local/bin/kestrelnet-client");
-        EXPECT_EQ(std::system("/bin/bash /usr/lib/kestrelnet/Contents/Resources/install-helper.sh "
-                              ">/tmp/output 2>&1"),
+        EXPECT_EQ(runAsRoot("/bin/bash /usr/lib/kestrelnet/Contents/Resources/install-helper.sh "
+                            ">/tmp/output 2>&1"),
                   0)
             << readFile("/tmp/output");
         return *client_;

@@ -17,8 +17,6 @@ namespace kestrelnet {
 namespace {
 
 using testing::ElementsAre;
-using testing::EndsWith;
-using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::StartsWith;
 using testing::UnorderedElementsAre;
@@ -87,11 +85,11 @@ class InstallHelperTest : public testing::Test {
                        const std::string& path = script) {
         std::string command = "cd /tmp; env -i";
         for (const auto& [name, value] : environment) {
-            command += " '" + name + '=' + value + '\'';
+            command.append(" '").append(name).append("=").append(value).append("'");
         }
         command += " /bin/bash '" + path + "' " + arguments + " >/tmp/output 2>/tmp/errors";
-        const int status = std::system(command.c_str());
-        return {WEXITSTATUS(status), readFile("/tmp/output"), readFile("/tmp/errors")};
+        const int status = runAsRoot(command);
+        return {status, readFile("/tmp/output"), readFile("/tmp/errors")};
     }
     static Outcome runFor(const rootWorld::User& user) {
         return run({{"PKEXEC_UID", std::to_string(user.uid)}});
@@ -251,7 +249,7 @@ TEST_F(InstallHelperTest, theFolderAndTheMaskOfTheCallerDoNotMatter) {
     const std::string command = "umask 0; cd /tmp/evil; PATH=/tmp/evil:.:$PATH IFS=/ CDPATH=/tmp "
                                 "/bin/bash " +
                                 script + " >/tmp/output 2>&1";
-    EXPECT_EQ(std::system(command.c_str()), 0) << readFile("/tmp/output");
+    EXPECT_EQ(runAsRoot(command), 0) << readFile("/tmp/output");
     expectInstalled("a client");
     EXPECT_FALSE(fs::exists("/tmp/evil/mark"));
     EXPECT_EQ(fs::status(folder).permissions(), static_cast<fs::perms>(0755));
@@ -411,9 +409,7 @@ TEST_F(InstallHelperTest, askedToStopItLeavesNoPieceBehind) {
     write(systemClient, "a client");
     write("/tmp/slow/cat", "#!/bin/sh\necho >/tmp/slow/begun\nexec tail -f /dev/null\n");
     ASSERT_EQ(::mount("/tmp/slow/cat", "/usr/bin/cat", nullptr, MS_BIND, nullptr), 0);
-    UserProgram program("/bin/bash",
-                        {.arguments = {"bash", script},
-                         .who = {.name = "root", .uid = 0, .gid = 0, .home = "/root"}});
+    UserProgram program("/bin/bash", {.arguments = {"bash", script}, .who = root});
     EXPECT_TRUE(waitFor([] { return fs::exists("/tmp/slow/begun"); }));
     EXPECT_EQ(names(folder).size(), 1U);
     // To all of it, as the root side of the prompt does.
