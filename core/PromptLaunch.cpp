@@ -77,6 +77,12 @@ void TunnelManager::startViaOsascript() {
     }
     // The reader has the run's output only once it is started: the shell waits for it at the FIFO.
     platform_.backgroundQueue->asyncAfter(readerDelay, [reader] {
+        const bool isOver = reader->standardOutput.use_count() == 1;
+        if (isOver) {
+            // The FIFO of that name may be the next run's. A reader that nobody reads leaves it
+            // alone.
+            reader->standardOutput->closeReading();
+        }
         [[maybe_unused]] const auto error = reader->run();
         // Nobody stops the reader: once the controller lets go of the pipe, its next write fails.
         reader->standardOutput.reset();

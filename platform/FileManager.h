@@ -22,9 +22,8 @@ bool remove(const std::string& path);
 /// Makes a named pipe; the file mode creation mask applies to `mode`.
 bool makeFifo(const std::string& path, unsigned mode);
 
-/// The absolute `path` without "." and ".." and without superfluous separators. Behind a symbolic
-/// link
-/// ".." is the folder that holds what the link stands for; links are kept otherwise.
+/// The absolute `path` without "." and "..", and without superfluous separators. Behind a symbolic
+/// link ".." is the folder that holds what the link stands for; before one, all links are resolved.
 std::string standardizedPath(const std::string& path);
 
 /// The current user's home folder as the account database gives it, whatever $HOME says. Without

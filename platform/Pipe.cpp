@@ -134,6 +134,11 @@ Pipe::~Pipe() {
     closeWriting();
 }
 
+void Pipe::closeReading() {
+    reading_->setReadabilityHandler({});
+    reading_ = FileHandle::create(-1);
+}
+
 void Pipe::closeWriting() {
     closeDescriptor(writing_);
     reading_->endPostponement();

@@ -71,6 +71,10 @@ class Pipe {
 
     FileHandle& fileHandleForReading() { return *reading_; }
 
+    /// Gives the reading end up, its handler included: from then on it is at its end, and a child
+    /// that is given the pipe finds that nobody reads. For the last who holds the pipe.
+    void closeReading();
+
   private:
     friend class Process;
     void closeWriting();

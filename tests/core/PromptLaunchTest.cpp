@@ -83,14 +83,6 @@ class PromptLaunchTest : public TunnelTest {
         return runner;
     }
 
-    /// The arguments that the program was given by the controller; its script gives four more.
-    static std::vector<std::string> arguments(const FakeClient& program) {
-        std::vector<std::string> all = program.found("argument");
-        EXPECT_GE(all.size(), 4U);
-        all.erase(all.begin(), all.begin() + 4);
-        return all;
-    }
-
     static fs::path stream(const std::string& process, int number) {
         return fs::read_symlink("/proc/" + process + "/fd/" + std::to_string(number));
     }
@@ -226,7 +218,7 @@ TEST_F(PromptLaunchTest, aFolderInThePlaceOfTheLauncherIsIgnoredAndTheRunGoesOn)
 // -- The runner --------------------------------------------------------------------------------
 
 TEST_F(PromptLaunchTest, theRunnerGetsTwoArgumentsAndTheFirstIsTheOption) {
-    EXPECT_THAT(arguments(startPrompt()), ElementsAre("-e", runnerCommand(launcher(), fifo())));
+    EXPECT_THAT(startPrompt().arguments(), ElementsAre("-e", runnerCommand(launcher(), fifo())));
 }
 
 TEST_F(PromptLaunchTest, theRunnerInheritsEnvironmentFolderAndStreams) {
@@ -312,7 +304,7 @@ TEST_F(PromptLaunchTest, theReaderFollowsTheFifoAndInheritsTheRest) {
     startPrompt();
     time.advance(Seconds(1));
     ASSERT_TRUE(time.waitHoldingMain([&] { return reader.isReady(); }));
-    EXPECT_THAT(arguments(reader), ElementsAre("-f", fifo()));
+    EXPECT_THAT(reader.arguments(), ElementsAre("-f", fifo()));
     EXPECT_EQ(reader.environment("KESTRELNET_TEST_MARK"), "a b=c");
     EXPECT_EQ(reader.environment("AUTH_URL"), std::nullopt);
     EXPECT_THAT(reader.found("working-directory"), ElementsAre(fs::current_path().string()));

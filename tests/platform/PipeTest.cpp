@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "platform/Pipe.h"
 
+#include "platform/Process.h"
 #include "tests/support/Collector.h"
 #include "tests/support/Waiting.h"
 
@@ -9,6 +10,7 @@
 
 #include <array>
 #include <atomic>
+#include <csignal>
 #include <fcntl.h>
 #include <future>
 #include <unistd.h>
@@ -210,6 +212,22 @@ TEST(PipeLifeTest, aPipeThatGoesAwayTellsItsReaderTheEnd) {
     const auto collector = Collector::attachTo(pipe->fileHandleForReading());
     pipe.reset();
     EXPECT_TRUE(waitFor([&] { return collector->ends() == 1; }));
+}
+
+TEST(GivenUpPipeTest, isAtItsEndAndUnreadFromTheChildsStart) {
+    const auto pipe = std::make_shared<Pipe>();
+    const auto collector = Collector::attachTo(pipe->fileHandleForReading());
+    pipe->closeReading();
+    EXPECT_EQ(pipe->fileHandleForReading().availableData(), "");
+    const auto child = Process::create();
+    child->executablePath = "/bin/sh";
+    // Ended by SIGPIPE at its first word.
+    child->arguments = {"-c", "echo word; exit 0"};
+    child->standardOutput = pipe;
+    ASSERT_FALSE(child->run());
+    child->waitUntilExit();
+    EXPECT_EQ(child->terminationStatus(), SIGPIPE);
+    EXPECT_THAT(collector->chunks(), testing::IsEmpty());
 }
 
 } // namespace

@@ -9,6 +9,7 @@
 #include <fcntl.h>
 #include <filesystem>
 #include <fstream>
+#include <iterator>
 #include <signal.h>
 #include <sys/ioctl.h>
 #include <sys/stat.h>
@@ -108,6 +109,18 @@ std::vector<std::string> FakeClient::found(std::string_view name) const {
         at += entry.size() + 1;
     }
     return values;
+}
+
+std::vector<std::string> FakeClient::arguments() const {
+    std::vector<std::string> all = found("argument");
+    // The script puts its own in front: the program, the mode, the folder, the mode's argument.
+    constexpr std::ptrdiff_t own = 4;
+    if (std::ssize(all) < own) {
+        ADD_FAILURE() << "the program has not described itself";
+        return {};
+    }
+    all.erase(all.begin(), all.begin() + own);
+    return all;
 }
 
 std::optional<std::string> FakeClient::environment(std::string_view name) const {

@@ -50,6 +50,8 @@ class FakeClient {
 
     /// What the program found at its start: the values of the entries called `name`.
     std::vector<std::string> found(std::string_view name) const;
+    /// The arguments it was given in the place it was installed at, by a link or as a script.
+    std::vector<std::string> arguments() const;
     /// The value of one variable of its environment.
     std::optional<std::string> environment(std::string_view name) const;
 

@@ -6,6 +6,7 @@
 #include <atomic>
 #include <filesystem>
 #include <optional>
+#include <signal.h>
 #include <thread>
 
 namespace kestrelnet {
@@ -52,7 +53,7 @@ TEST_F(AdministratorCommandTest, theRunnerGetsTwoArgumentsAndNothingElseOfItsOwn
     run("/bin/bash '/x'");
     ASSERT_TRUE(hasStarted(runner));
     EXPECT_THAT(
-        arguments(runner),
+        runner.arguments(),
         ElementsAre("-e", "do shell script \"/bin/bash '/x'\" with administrator privileges"));
     EXPECT_EQ(runner.environment("DEVICE_API_KEY"), std::nullopt);
     EXPECT_THAT(runner.found("working-directory"),
@@ -65,7 +66,7 @@ TEST_F(AdministratorCommandTest, anEmptyCommandIsRun) {
     FakeClient& runner = installRunner();
     run("");
     ASSERT_TRUE(hasStarted(runner));
-    EXPECT_THAT(arguments(runner),
+    EXPECT_THAT(runner.arguments(),
                 ElementsAre("-e", "do shell script \"\" with administrator privileges"));
     runner.exit(0);
     EXPECT_TRUE(isCalled());
@@ -76,7 +77,7 @@ TEST_F(AdministratorCommandTest, aDoubleQuoteIsPassedThrough) {
     FakeClient& runner = installRunner();
     run("echo \"a\"");
     ASSERT_TRUE(hasStarted(runner));
-    EXPECT_THAT(arguments(runner),
+    EXPECT_THAT(runner.arguments(),
                 ElementsAre("-e", "do shell script \"echo \"a\"\" with administrator privileges"));
     runner.exit(1);
     EXPECT_TRUE(isCalled());
@@ -93,6 +94,28 @@ TEST_F(AdministratorCommandTest, status0IsSuccessAndAnyOtherIsNot) {
         ASSERT_TRUE(isCalled());
         EXPECT_EQ(result, status == 0);
     }
+}
+
+TEST_F(AdministratorCommandTest, aRunnerThatIsKilledHasNotSucceeded) {
+    result = true;
+    FakeClient& runner = installRunner();
+    run("x");
+    ASSERT_TRUE(hasStarted(runner));
+    ASSERT_EQ(::kill(*runner.pid(), SIGKILL), 0);
+    ASSERT_TRUE(isCalled());
+    EXPECT_FALSE(result);
+}
+
+TEST_F(AdministratorCommandTest, theRunnersStreamsAreTheApplications) {
+    FakeClient& runner = installRunner();
+    run("x");
+    ASSERT_TRUE(hasStarted(runner));
+    for (const char* stream : {"/fd/0", "/fd/1", "/fd/2"}) {
+        EXPECT_EQ(std::filesystem::read_symlink("/proc/" + std::to_string(*runner.pid()) + stream),
+                  std::filesystem::read_symlink(std::string("/proc/self") + stream));
+    }
+    runner.exit(0);
+    EXPECT_TRUE(isCalled());
 }
 
 TEST_F(AdministratorCommandTest, theCompletionComesOnABackgroundThread) {

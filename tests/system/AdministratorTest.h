@@ -5,8 +5,7 @@
 #include "tests/core/TunnelTest.h"
 #include "tests/support/Waiting.h"
 
-#include <string>
-#include <vector>
+#include <string_view>
 
 namespace kestrelnet {
 
@@ -24,14 +23,6 @@ class AdministratorTest : public TunnelTest {
     }
     static bool hasStarted(const FakeClient& runner) {
         return waitFor([&runner] { return runner.isReady(); });
-    }
-
-    /// The arguments that the runner was given; its own script gives four more.
-    static std::vector<std::string> arguments(const FakeClient& runner) {
-        std::vector<std::string> all = runner.found("argument");
-        EXPECT_GE(all.size(), 4U);
-        all.erase(all.begin(), all.begin() + 4);
-        return all;
     }
 };
 

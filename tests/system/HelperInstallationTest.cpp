@@ -3,9 +3,10 @@
 
 #include "tests/system/AdministratorTest.h"
 
-#include <array>
 #include <cstdio>
 #include <filesystem>
+#include <functional>
+#include <memory>
 #include <vector>
 
 namespace kestrelnet {
@@ -56,8 +57,12 @@ TEST(HelperInstallationTextsTest, theInlineCommandWritesALauncherOfTwoLines) {
     std::string command =
         inlineInstallCommand("/opt/it's/kestrelnet-client", folder.file("new/helper"));
     command.erase(command.find(" && chown"));
-    FILE* const shell = ::popen(command.c_str(), "w");
-    EXPECT_EQ(::pclose(shell), 0);
+    const auto shell = Process::create();
+    shell->executablePath = "/bin/sh";
+    shell->arguments = {"-c", command};
+    ASSERT_FALSE(shell->run());
+    shell->waitUntilExit();
+    EXPECT_EQ(shell->terminationStatus(), 0);
     EXPECT_EQ(readFile(folder.file("new/helper")),
               "#!/bin/bash\nexec \"/opt/it's/kestrelnet-client\" \"$@\"\n");
 }
@@ -92,9 +97,10 @@ class HelperInstallationTest : public AdministratorTest {
         meanwhile();
         runner.exit(status);
         ASSERT_TRUE(isAnswered());
+        time.advance(Seconds(10));
     }
     std::string commandOf(const FakeClient& runner) const {
-        const std::vector<std::string> all = arguments(runner);
+        const std::vector<std::string> all = runner.arguments();
         return all.size() == 2 ? all[1] : "";
     }
 
@@ -213,7 +219,9 @@ TEST_F(HelperInstallationTest, theAnswerIsFalseOnceTheControllerHasGone) {
     FakeClient& runner = installRunner();
     installHelper();
     ASSERT_TRUE(hasStarted(runner));
+    const std::weak_ptr<TunnelManager> gone = manager;
     manager.reset();
+    EXPECT_TRUE(gone.expired());
     runner.exit(0);
     ASSERT_TRUE(isAnswered());
     EXPECT_THAT(results, ElementsAre(false));

@@ -2,6 +2,7 @@
 #include "ui/KestrelnetApp.h"
 
 #include "tests/support/EventLoop.h"
+#include "tests/support/FakeClient.h"
 #include "tests/ui/WidgetTest.h"
 #include "ui/SettingsWindow.h"
 
@@ -179,18 +180,11 @@ TEST_F(KestrelnetAppTest, EachButtonOfTheHelperAlertDismissesIt) {
 
 class HelperOfferTest : public KestrelnetAppTest {
   protected:
-    /// The offer is open; behind the prompt stands a program that leaves with `status`, after it
-    /// has put the helper in its place where it shall.
-    void offer(bool autoConnect, int status, bool installs) {
-        const std::string& helper = world.platform.paths.helper;
+    /// The offer is open, with a script to install the helper by.
+    void offer(bool autoConnect) {
         tunnel->apiKey = validKey;
         tunnel->setAutoConnect(autoConnect);
         world.root.write("Kestrelnet.app/Contents/Resources/install-helper.sh", "");
-        const std::string runner = world.root.write(
-            "usr/bin/osascript",
-            "#!/bin/sh\n" + (installs ? "mkdir -p '" + helper + "'\n" : std::string()) +
-                "echo >>'" + asked() + "'\nexit " + std::to_string(status) + "\n");
-        std::filesystem::permissions(runner, std::filesystem::perms::owner_all);
         startWithTray();
         app->openPanel();
     }
@@ -203,64 +197,99 @@ class HelperOfferTest : public KestrelnetAppTest {
         }
         FAIL() << label.toStdString();
     }
-    std::string asked() const { return world.root.file("asked"); }
-    bool isAnswered() {
-        return time.waitUntil(
-            [this] { return std::filesystem::exists(asked()) && time.pendingCount() > 0; });
+    /// Takes the offer; the prompt is open.
+    void chooseInstall() {
+        runner.installAt(world.platform.paths.osascript);
+        choose(QStringLiteral("Install"));
+        ASSERT_TRUE(time.waitHoldingMain([this] { return runner.isReady(); }));
     }
+    /// The prompt ends with `status`; runs what its end has become.
+    void endPrompt(int status) {
+        const std::size_t waiting = time.pendingCount();
+        runner.exit(status);
+        ASSERT_TRUE(time.waitHoldingMain([&] { return time.pendingCount() > waiting; }));
+        time.runPending();
+    }
+    void putHelperInPlace() const {
+        std::filesystem::create_directories(world.platform.paths.helper);
+    }
+
+    const FakeClient runner{"script"};
 };
 
 TEST_F(HelperOfferTest, InstallingConnectsWhenAutoConnectIsOn) {
-    offer(true, 0, true);
+    offer(true);
+    chooseInstall();
+    putHelperInPlace();
+    time.advance(10s);
     EXPECT_FALSE(hasTriedToConnect());
-    choose(QStringLiteral("Install"));
-    ASSERT_TRUE(isAnswered());
-    time.runPending();
+    endPrompt(0);
     EXPECT_TRUE(app->tunnel().helperInstalled);
     EXPECT_TRUE(hasTriedToConnect());
 }
 
 TEST_F(HelperOfferTest, InstallingDoesNotConnectWhenAutoConnectIsOff) {
-    offer(false, 0, true);
-    choose(QStringLiteral("Install"));
-    ASSERT_TRUE(isAnswered());
-    time.runPending();
+    offer(false);
+    chooseInstall();
+    putHelperInPlace();
+    endPrompt(0);
     EXPECT_TRUE(app->tunnel().helperInstalled);
     EXPECT_EQ(lastLog(), "");
 }
 
-TEST_F(HelperOfferTest, AutoConnectIsAskedForWhenTheInstallationHasEnded) {
-    offer(true, 0, true);
-    choose(QStringLiteral("Install"));
-    ASSERT_TRUE(isAnswered());
+TEST_F(HelperOfferTest, AutoConnectSwitchedOffMeanwhileCounts) {
+    offer(true);
+    chooseInstall();
+    putHelperInPlace();
     app->tunnel().setAutoConnect(false);
-    time.runPending();
+    endPrompt(0);
     EXPECT_EQ(lastLog(), "");
 }
 
+TEST_F(HelperOfferTest, AutoConnectSwitchedOnMeanwhileCounts) {
+    offer(false);
+    chooseInstall();
+    putHelperInPlace();
+    app->tunnel().setAutoConnect(true);
+    endPrompt(0);
+    EXPECT_TRUE(hasTriedToConnect());
+}
+
 TEST_F(HelperOfferTest, AFailedInstallationChangesNothing) {
-    offer(true, 1, false);
-    choose(QStringLiteral("Install"));
-    ASSERT_TRUE(isAnswered());
-    time.runPending();
+    offer(true);
+    chooseInstall();
+    endPrompt(1);
     EXPECT_EQ(lastLog(), "");
+    EXPECT_EQ(app->tunnel().status, TunnelStatus::disconnected);
     EXPECT_EQ(visible<QMessageBox>(), nullptr);
 }
 
 TEST_F(HelperOfferTest, LaterInstallsNothing) {
-    offer(true, 0, true);
+    offer(true);
+    int notices = 0;
+    const auto subscription = app->tunnel().objectWillChange.subscribe([&notices] { ++notices; });
     choose(QStringLiteral("Later"));
     time.advance(10s);
-    EXPECT_FALSE(std::filesystem::exists(asked()));
-    EXPECT_EQ(lastLog(), "");
+    // Without a program for the prompt, even a failed attempt would have told its end by now.
+    EXPECT_EQ(notices, 0);
+}
+
+TEST_F(HelperOfferTest, AlertAndPanelMayHaveGoneMeanwhile) {
+    offer(true);
+    chooseInstall();
+    putHelperInPlace();
+    closePanel();
+    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+    endPrompt(0);
+    EXPECT_TRUE(hasTriedToConnect());
 }
 
 TEST_F(HelperOfferTest, TheApplicationMayHaveEndedMeanwhile) {
-    offer(true, 0, true);
-    choose(QStringLiteral("Install"));
+    offer(true);
+    chooseInstall();
+    putHelperInPlace();
     app.reset();
-    ASSERT_TRUE(isAnswered());
-    time.runPending();
+    endPrompt(0);
 }
 
 TEST_F(KestrelnetAppTest, ASetupLinkSetsTheKeyAndOpensSettings) {
