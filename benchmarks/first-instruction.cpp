@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 // A client whose first instruction writes the time, as a timespec, to one of its standard streams,
-// where the measuring program has put a pipe. Linked without the C library's start-up, so that nothing of its
-// own comes before.
+// where the measuring program has put a pipe. Linked without the C library's start-up, so that
+// nothing of its own comes before.
 
 #include <ctime>
 #include <sys/syscall.h>
