@@ -20,6 +20,7 @@ namespace {
 
 std::vector<char*> pointers(std::vector<std::string>& texts) {
     std::vector<char*> result;
+    result.reserve(texts.size() + 1);
     for (std::string& text : texts) {
         result.push_back(text.data());
     }
@@ -40,7 +41,7 @@ void becomeUser(const rootWorld::User& who) {
     std::vector<std::string> arguments = options.arguments;
     std::vector<std::string> entries;
     for (const auto& [name, value] : options.environment) {
-        entries.push_back(name + '=' + value);
+        entries.emplace_back(name).append("=").append(value);
     }
     const std::vector<char*> argumentPointers = pointers(arguments);
     const std::vector<char*> entryPointers = pointers(entries);

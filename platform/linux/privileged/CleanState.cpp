@@ -96,7 +96,8 @@ const char* cleanDescriptors() {
             return "the standard streams could not be set up";
         }
     }
-    return ::close_range(STDERR_FILENO + 1, ~0U, 0) == 0 ? nullptr : "descriptors could not be closed";
+    return ::close_range(STDERR_FILENO + 1, ~0U, 0) == 0 ? nullptr
+                                                         : "descriptors could not be closed";
 }
 
 const char* cleanSurroundings() {

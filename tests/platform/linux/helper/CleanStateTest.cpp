@@ -36,7 +36,6 @@ class Findings {
 
 /// Runs `body` in a child that is root; the number of wrong findings.
 int inChild(const std::function<void(Findings&)>& body) {
-    const rootWorld::User root{"root", 0, 0, "/root"};
     return rootWorld::as(root, [&] {
         Findings findings;
         body(findings);

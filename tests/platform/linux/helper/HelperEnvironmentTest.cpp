@@ -11,7 +11,6 @@
 namespace kestrelnet {
 namespace {
 
-using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::IsSupersetOf;
 
@@ -26,7 +25,7 @@ Environment hostileEnvironment() {
         {"ENV", hostile + "/env"},
         {"PATH", hostile + "/bin:/usr/bin:/bin"},
         {"LD_PRELOAD", KESTRELNET_HOSTILE_LIBRARY},
-        {"LD_AUDIT", KESTRELNET_HOSTILE_LIBRARY},
+        {"LD_AUDIT", hostile + "/audit.so"},
         {"LD_LIBRARY_PATH", hostile},
         {"IFS", "/"},
         {"PYTHONPATH", hostile + "/python"},

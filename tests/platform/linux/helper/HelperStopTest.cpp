@@ -254,15 +254,19 @@ class HelperKillTest : public HelperTest, public testing::WithParamInterface<Vic
     }
 };
 
-std::string nameOf(const testing::TestParamInfo<Victim>& instance) {
+const char* name(Victim victim) {
     constexpr std::array names{"frontAsked", "frontKilled", "starterKilled"};
-    return names[static_cast<std::size_t>(instance.param)];
+    return names[static_cast<std::size_t>(victim)];
+}
+
+void PrintTo(Victim victim, std::ostream* out) {
+    *out << name(victim);
 }
 
 INSTANTIATE_TEST_SUITE_P(Victims, HelperKillTest,
                          testing::Values(Victim::frontAsked, Victim::frontKilled,
                                          Victim::starterKilled),
-                         nameOf);
+                         [](const auto& instance) { return std::string(name(instance.param)); });
 
 TEST_P(HelperKillTest, nothingSurvives) {
     const unsigned seed = std::random_device{}();

@@ -140,6 +140,7 @@ struct Limit {
 };
 
 constexpr rlim_t none = RLIM_INFINITY;
+constexpr rlim_t kibi = rlim_t{1} << 10U;
 constexpr rlim_t mebi = rlim_t{1} << 20U;
 
 constexpr std::array limits{
@@ -149,7 +150,7 @@ constexpr std::array limits{
     Limit{"Max data size", RLIMIT_DATA, 4 * mebi, none, none},
     Limit{"Max file size", RLIMIT_FSIZE, 0, none, none},
     Limit{"Max locked memory", RLIMIT_MEMLOCK, 0, 8 * mebi, 8 * mebi},
-    Limit{"Max msgqueue size", RLIMIT_MSGQUEUE, 0, 800 * 1024, 800 * 1024},
+    Limit{"Max msgqueue size", RLIMIT_MSGQUEUE, 0, 800 * kibi, 800 * kibi},
     Limit{"Max open files", RLIMIT_NOFILE, 0, 1024, 4096},
     Limit{"Max pending signals", RLIMIT_SIGPENDING, 0, none, none},
     Limit{"Max processes", RLIMIT_NPROC, 0, none, none},
@@ -162,6 +163,7 @@ std::string text(rlim_t value) {
 
 TEST_P(HelperSurroundingsTest, tinyLimitsOfTheCallerLimitNobody) {
     std::vector<rlimit> tiny;
+    tiny.reserve(limits.size());
     for (const Limit& limit : limits) {
         tiny.push_back(lowered(limit.resource, limit.tiny));
     }

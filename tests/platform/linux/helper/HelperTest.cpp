@@ -51,7 +51,7 @@ UserProgram& HelperTest::start(const FakeClient& client, const Options& options)
 
 std::string HelperTest::refusal(const Options& options) {
     program = std::make_unique<UserProgram>(helperPath, options);
-    const std::string said = program->output();
+    std::string said = program->output();
     EXPECT_EQ(program->waitStatus(), W_EXITCODE(1, 0));
     EXPECT_TRUE(nothingIsLeftInTime());
     return said;
@@ -99,8 +99,14 @@ rlimit present(int resource) {
 
 } // namespace
 
+int runAsRoot(const std::string& command) {
+    return rootWorld::as(root, [&command] {
+        ::execl("/bin/sh", "sh", "-c", command.c_str(), nullptr);
+        return 127;
+    });
+}
+
 bool mayRaiseLimits() {
-    const rootWorld::User root{"root", 0, 0, "/root"};
     static const bool may = rootWorld::as(root, [] {
                                 rlimit limit{};
                                 ::setrlimit(RLIMIT_MSGQUEUE, &limit);

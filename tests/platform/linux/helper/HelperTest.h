@@ -54,6 +54,11 @@ class HelperTest : public testing::Test {
     std::unique_ptr<FakeClient> client_;
 };
 
+inline const rootWorld::User root{.name = "root", .uid = 0, .gid = 0, .home = "/root"};
+
+/// Runs a shell command; its exit status.
+int runAsRoot(const std::string& command);
+
 /// Whether root may raise a limit here; a container may forbid it.
 bool mayRaiseLimits();
 /// A limit of `value`, one that root can raise again.

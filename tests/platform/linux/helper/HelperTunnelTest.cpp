@@ -3,9 +3,7 @@
 #include "tests/platform/linux/helper/HelperTest.h"
 #include "tests/support/ChildProgram.h"
 
-#include <cstdlib>
 #include <filesystem>
-#include <fstream>
 #include <set>
 #include <signal.h>
 
@@ -36,8 +34,8 @@ class HelperTunnelTest : public HelperTest {
     FakeClient& install(std::string_view mode) {
         client_ = std::make_unique<FakeClient>(mode);
         client_->installScriptAt("/usr/local/bin/kestrelnet-client");
-        EXPECT_EQ(std::system("/bin/bash /usr/lib/kestrelnet/Contents/Resources/install-helper.sh "
-                              ">/tmp/output 2>&1"),
+        EXPECT_EQ(runAsRoot("/bin/bash /usr/lib/kestrelnet/Contents/Resources/install-helper.sh "
+                            ">/tmp/output 2>&1"),
                   0)
             << readFile("/tmp/output");
         return *client_;
@@ -114,14 +112,14 @@ TEST_F(HelperTunnelTest, aRefusalIsSeenAsAnErrorWithItsReason) {
     fs::remove(clientPath);
     startController();
     controller->tell("connect");
-    // In either order: the end of a process waits for none of its streams.
-    std::set<std::string> awaited{"log Kestrelnet helper: /Library/PrivilegedHelperTools/"
+    // The end of the process and its last words come by ways of their own.
+    std::set<std::string> missing{"log Kestrelnet helper: /Library/PrivilegedHelperTools/"
                                   "kestrelnet-client is missing; install the helper again.",
                                   "log VPN process exited unexpectedly", "status Error"};
-    while (!awaited.empty()) {
+    while (!missing.empty()) {
         const auto line = controller->readLine();
-        ASSERT_TRUE(line) << testing::PrintToString(awaited);
-        awaited.erase(*line);
+        ASSERT_TRUE(line) << testing::PrintToString(missing);
+        missing.erase(*line);
     }
 }
 
