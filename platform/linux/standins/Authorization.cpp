@@ -102,7 +102,9 @@ bool Request::start(const char* pkexec, const std::string& runner, const std::st
     std::array<int, 2> line{-1, -1};
     std::array<int, 2> errors{-1, -1};
     if (signals_ < 0 || ::socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, line.data()) != 0 ||
-        ::pipe2(errors.data(), O_CLOEXEC | O_NONBLOCK) != 0) {
+        ::pipe2(errors.data(), O_CLOEXEC) != 0 ||
+        // This end only: the command may wait for its words to be read.
+        ::fcntl(errors[0], F_SETFL, O_NONBLOCK) != 0) {
         refuse("administrator rights cannot be asked for: no descriptors are left");
         return false;
     }
@@ -165,7 +167,7 @@ void Request::hearRunner() {
     if (size > 0 && message == lifeline::started) {
         isGranted_ = true;
         held_.clear();
-    } else if (size == 0) {
+    } else if (size == 0 || (size < 0 && errno != EAGAIN && errno != EINTR)) {
         ::close(std::exchange(runner_, -1));
     }
 }
