@@ -8,8 +8,6 @@
 namespace kestrelnet {
 namespace {
 
-using std::string_literals::operator""s;
-
 struct Accepted {
     std::string script;
     std::string command;
@@ -74,8 +72,8 @@ INSTANTIATE_TEST_SUITE_P(
         R"(do shell script "\x" with administrator privileges)",
         R"(do shell script "\0" with administrator privileges)",
         R"(do shell script "\'" with administrator privileges)",
-        "do shell script \"a\0b\" with administrator privileges"s,
-        "do shell script \"a\" with administrator privileges\0"s,
+        "do shell script \"a" + std::string(1, '\0') + "b\" with administrator privileges",
+        "do shell script \"a\" with administrator privileges" + std::string(1, '\0'),
         R"(do shell script "id" user name "root" with administrator privileges)",
         // What the application makes to install the helper without a script.
         R"(do shell script "mkdir -p /Library/PrivilegedHelperTools && printf '#!/bin/bash\nexec "/opt/k/bin/kestrelnet-client" "$@"\n' > /Library/PrivilegedHelperTools/com.kestrelnetvpn.tunnel" with administrator privileges)"));

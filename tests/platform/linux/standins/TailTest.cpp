@@ -98,7 +98,7 @@ class TailTest : public testing::Test {
         }
         return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
     }
-    std::string errors() const { return readFile(errorFile); }
+    std::string errors() const { return readFile(errorFile_); }
     int pid() const { return pid_; }
     int output() const { return output_; }
 
@@ -110,7 +110,7 @@ class TailTest : public testing::Test {
         pid_ = ::fork();
         if (pid_ == 0) {
             ::dup2(output, STDOUT_FILENO);
-            ::dup2(::open(errorFile.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600), STDERR_FILENO);
+            ::dup2(::open(errorFile_.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600), STDERR_FILENO);
             std::vector<char*> pointers{const_cast<char*>("tail")};
             for (const std::string& argument : arguments) {
                 pointers.push_back(const_cast<char*>(argument.c_str()));
@@ -121,7 +121,7 @@ class TailTest : public testing::Test {
         }
     }
 
-    std::string errorFile = folder.file("errors");
+    std::string errorFile_ = folder.file("errors");
     pid_t pid_ = -1;
     int output_ = -1;
 };
