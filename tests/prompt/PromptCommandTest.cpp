@@ -129,6 +129,15 @@ TEST_F(PromptCommandTest, asksInPlainWordsAlsoFromABuildTree) {
                 HasSubstr("request org.freedesktop.policykit.exec"));
 }
 
+TEST_F(PromptCommandTest, needsAnAdministratorEachTimeWhoeverSitsWhere) {
+    const std::string policy =
+        readFile(rootWorld::bundle + "/Contents/Resources/com.kestrelnetvpn.app.policy");
+    for (const std::string who : {"any", "inactive", "active"}) {
+        EXPECT_THAT(policy, HasSubstr("<allow_" + who + ">auth_admin</allow_" + who + ">"));
+    }
+    EXPECT_THAT(policy, HasSubstr(">" + rootWorld::bundle + "/Contents/Helpers/kestrelnet-run<"));
+}
+
 TEST_F(PromptCommandTest, isForTheApplicationAlone) {
     // Started by hand, though as root.
     ChildProgram program({rootWorld::bundle + "/Contents/Helpers/kestrelnet-run", "echo ran"});

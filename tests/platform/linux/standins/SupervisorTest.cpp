@@ -220,6 +220,13 @@ TEST_F(SupervisorTest, endsAClientThatIsStopped) {
     EXPECT_EQ(result(), 0);
 }
 
+TEST_F(SupervisorTest, endsAClientThatIsStoppedWhenItAloneIsReached) {
+    const FakeClient& client = start("exits-on-terminate", StopReaches::mainProcess);
+    ::kill(*client.pid(), SIGSTOP);
+    askToStop();
+    EXPECT_EQ(result(), 0);
+}
+
 TEST_F(SupervisorTest, endsAllOfAFamilyThatGrowsMeanwhile) {
     const FakeClient& client = start("breeds");
     leave();
