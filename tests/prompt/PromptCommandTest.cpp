@@ -2,9 +2,17 @@
 // What a command finds that was run behind the prompt, and what of it comes back.
 #include "tests/support/polkit/PromptTest.h"
 
+#include <algorithm>
+#include <array>
 #include <csignal>
+#include <fcntl.h>
 #include <filesystem>
+#include <fstream>
+#include <poll.h>
 #include <sstream>
+#include <sys/ioctl.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 namespace kestrelnet {
 namespace {
@@ -12,6 +20,12 @@ namespace {
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::UnorderedElementsAre;
+
+int waiting(int pipe) {
+    int size = 0;
+    ::ioctl(pipe, FIONREAD, &size);
+    return size;
+}
 
 class PromptCommandTest : public PromptTest {
   protected:
@@ -23,8 +37,8 @@ class PromptCommandTest : public PromptTest {
 
     /// Runs osascript as the user.
     ChildProgram& start(const std::vector<std::string>& arguments) {
-        std::vector<std::string> command{"/bin/sh", "-c", R"("$@" 2>/tmp/errors; exit $?)", "sh",
-                                         rootWorld::bundle + "/Contents/Helpers/osascript"};
+        std::vector<std::string> command{"/bin/sh", "-c", "\"$@\" 2>" + errorFile + "; exit $?",
+                                         "sh", rootWorld::bundle + "/Contents/Helpers/osascript"};
         command.insert(command.end(), arguments.begin(), arguments.end());
         return program_.emplace(PolkitWorld::inSession(command));
     }
@@ -40,7 +54,16 @@ class PromptCommandTest : public PromptTest {
         return found;
     }
 
+    /// Lets the errors go to a pipe, whose reader is the test; its descriptor.
+    int readErrorsLate() {
+        errorFile = "/run/user/" + std::to_string(rootWorld::user.uid) + "/errors";
+        EXPECT_EQ(::mkfifo(errorFile.c_str(), 0600), 0);
+        EXPECT_EQ(::chown(errorFile.c_str(), rootWorld::user.uid, rootWorld::user.gid), 0);
+        return ::open(errorFile.c_str(), O_RDWR | O_CLOEXEC);
+    }
+
     ChildProgram* agent = nullptr;
+    std::string errorFile = "/tmp/errors";
 
   private:
     std::optional<ChildProgram> program_;
@@ -71,6 +94,60 @@ TEST_F(PromptCommandTest, speaksOnBothOfItsCallersStreams) {
     EXPECT_EQ(program.readLine(), "out");
     EXPECT_EQ(program.exitStatus(), 5);
     EXPECT_EQ(errors(), "one\ntwo\n");
+}
+
+TEST_F(PromptCommandTest, losesNoWordToASlowReader) {
+    const int reader = readErrorsLate();
+    ChildProgram& program = run("seq 50000 >&2; echo said");
+    // More than the pipes hold.
+    EXPECT_TRUE(waitFor([reader] { return waiting(reader) == 65536; }));
+    std::string text;
+    std::array<char, 65536> chunk{};
+    while (!text.ends_with("\n50000\n")) {
+        pollfd ready{.fd = reader, .events = POLLIN, .revents = 0};
+        ASSERT_EQ(::poll(&ready, 1, 10000), 1) << text.size();
+        text.append(chunk.data(),
+                    static_cast<std::size_t>(::read(reader, chunk.data(), chunk.size())));
+    }
+    EXPECT_EQ(text.size(), 288894U);
+    EXPECT_EQ(program.readLine(), "said");
+    EXPECT_EQ(program.exitStatus(), 0);
+    ::close(reader);
+}
+
+TEST_F(PromptCommandTest, isStoppedAlsoWhileNobodyReadsItsWords) {
+    const int reader = readErrorsLate();
+    ChildProgram& program = run("exec yes >&2");
+    EXPECT_TRUE(waitFor([reader] { return waiting(reader) == 65536; }));
+    const auto osascript = find("/Contents/Helpers/osascript");
+    ASSERT_TRUE(osascript);
+    ::kill(*osascript, SIGTERM);
+    EXPECT_EQ(program.exitStatus(), 128 + SIGTERM);
+    EXPECT_TRUE(waitFor([this] { return strays().empty(); }));
+    ::close(reader);
+}
+
+TEST_F(PromptCommandTest, endsWithItsStarterAlsoWhileNobodyReadsItsWords) {
+    const int reader = readErrorsLate();
+    ChildProgram& starter = run("exec yes >&2");
+    EXPECT_TRUE(waitFor([reader] { return waiting(reader) == 65536; }));
+    starter.kill();
+    EXPECT_TRUE(waitFor([this] {
+        const auto left = strays();
+        return std::all_of(left.begin(), left.end(),
+                           [](const auto& process) { return process.state == 'Z'; });
+    }));
+    ::close(reader);
+}
+
+TEST_F(PromptCommandTest, goesOnWhenNobodyWillReadItsWords) {
+    const int reader = readErrorsLate();
+    ChildProgram& program =
+        run("echo runs; until [ -e /tmp/closed ]; do sleep 0.01; done; echo lost >&2; exit 5");
+    EXPECT_EQ(program.readLine(), "runs");
+    ::close(reader);
+    std::ofstream("/tmp/closed") << "";
+    EXPECT_EQ(program.exitStatus(), 5);
 }
 
 TEST_F(PromptCommandTest, tellsItsStatus) {

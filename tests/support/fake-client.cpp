@@ -279,6 +279,17 @@ void breed(std::string_view argument) {
     }
 }
 
+/// A child, which has a child, and so on, as fast as they come, until there are many.
+void spread(std::string_view /*argument*/) {
+    constexpr int most = 100;
+    if (fork() == 0) {
+        for (int generation = 1; generation < most && fork() == 0; ++generation) {
+        }
+        openControl();
+        obey();
+    }
+}
+
 void quick(std::string_view /*argument*/) {
     struct sigaction action = {};
     action.sa_handler = leaveAtTermination;
@@ -342,6 +353,7 @@ constexpr std::array modes{
     Mode{"keeps-daemon", keepDaemon}, // the same, in a session of its own, and it survives SIGTERM
     Mode{"stubborn-pair", stubbornPair}, // a stubborn one with a child of its kind
     Mode{"breeds", breed},               // stubborn, and has ever more children
+    Mode{"spreads", spread},             // has ever more descendants, each the child of the last
     Mode{"exits-on-terminate", quick},   // catches SIGTERM, leaves in order, with status 0
 };
 

@@ -39,6 +39,7 @@ class Supervisor {
     bool start(const std::function<void()>& become);
     void reap();
     void await();
+    void hearSignals();
     void hearOwner();
     void stop();
     void endWhatIsLeft();
@@ -49,7 +50,7 @@ class Supervisor {
 
     int owner_;
     StopReaches reach_;
-    int childSignals_ = -1;
+    int signals_ = -1;
     pid_t main_ = -1;
     std::optional<int> status_;
     bool hasChildren_ = true;
@@ -68,7 +69,7 @@ std::optional<int> Supervisor::run(const std::function<void()>& become) {
             endWhatIsLeft();
         }
         if (isKilling()) {
-            signalDescendants(SIGKILL);
+            killDescendants();
         }
         await();
     }
@@ -81,11 +82,11 @@ bool Supervisor::start(const std::function<void()>& become) {
         return false;
     }
     ::prctl(PR_SET_CHILD_SUBREAPER, 1);
-    const sigset_t ended = signals::set({SIGCHLD});
-    ::sigprocmask(SIG_SETMASK, &ended, nullptr);
-    childSignals_ = ::signalfd(-1, &ended, SFD_CLOEXEC | SFD_NONBLOCK);
+    const sigset_t heard = signals::set({SIGCHLD, SIGTERM, SIGINT, SIGHUP, SIGQUIT});
+    ::sigprocmask(SIG_SETMASK, &heard, nullptr);
+    signals_ = ::signalfd(-1, &heard, SFD_CLOEXEC | SFD_NONBLOCK);
     const pid_t self = ::getpid();
-    main_ = childSignals_ < 0 ? -1 : ::fork();
+    main_ = signals_ < 0 ? -1 : ::fork();
     if (main_ == 0) {
         ::setsid();
         ::prctl(PR_SET_PDEATHSIG, SIGKILL);
@@ -106,7 +107,7 @@ void Supervisor::reap() {
             hasChildren_ = ended == 0;
             return;
         }
-        if (ended == main_) {
+        if (ended == main_ && !status_) {
             status_ = status;
         }
     }
@@ -114,15 +115,13 @@ void Supervisor::reap() {
 
 void Supervisor::await() {
     std::array<pollfd, 2> events{
-        pollfd{.fd = childSignals_, .events = POLLIN, .revents = 0},
+        pollfd{.fd = signals_, .events = POLLIN, .revents = 0},
         pollfd{.fd = ownerIsThere_ ? owner_ : -1, .events = POLLIN, .revents = 0}};
     if (::poll(events.data(), events.size(), timeout()) <= 0) {
         return;
     }
     if (events[0].revents != 0) {
-        signalfd_siginfo taken;
-        while (::read(childSignals_, &taken, sizeof taken) > 0) {
-        }
+        hearSignals();
     }
     if (events[1].revents != 0) {
         hearOwner();
@@ -137,6 +136,15 @@ int Supervisor::timeout() const {
     // A time below zero would be for ever to poll().
     return static_cast<int>(
         std::chrono::ceil<std::chrono::milliseconds>(left > 0s ? left : killInterval).count());
+}
+
+void Supervisor::hearSignals() {
+    signalfd_siginfo signal;
+    while (::read(signals_, &signal, sizeof signal) == sizeof signal) {
+        if (signal.ssi_signo != SIGCHLD) {
+            stop();
+        }
+    }
 }
 
 void Supervisor::hearOwner() {
@@ -155,7 +163,7 @@ void Supervisor::stop() {
     killBy(Clock::now() + stopGrace);
     if (reach_ == StopReaches::everyProcess) {
         askEveryProcess();
-    } else if (!status_) {
+    } else if (!status_ && !mainWasAsked_ && !everyProcessWasAsked_) {
         mainWasAsked_ = true;
         // Reaped only here, so that the identifier is still the child's.
         ::kill(main_, SIGTERM);
@@ -178,8 +186,7 @@ void Supervisor::askEveryProcess() {
     everyProcessWasAsked_ = true;
     // To many programs a second request means to leave their work undone.
     const pid_t except = mainWasAsked_ && !status_ ? main_ : 0;
-    signalDescendants(SIGTERM, except);
-    signalDescendants(SIGCONT, except);
+    terminateDescendants(except);
 }
 
 } // namespace

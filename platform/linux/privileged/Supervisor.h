@@ -21,8 +21,9 @@ enum class StopReaches {
 /// because the owner had gone before, or had asked to stop, or no process could be made.
 ///
 /// `owner` is this process's end of the lifeline, see Lifeline.h.
-/// - Asked to stop, the run gets SIGTERM as `reach` says. What is left 3.3 s later is killed: the
-///   application grants 3.0 s, and a client has them in full.
+/// - Asked to stop, the run gets SIGTERM as `reach` says, once. What is left 3.3 s later is killed:
+///   the application grants 3.0 s, and a client has them in full. SIGTERM, SIGINT, SIGHUP or
+///   SIGQUIT to this process ask the same, as at the end of a session or of the system.
 /// - Once the owner has gone, every process of the run that was not asked yet gets SIGTERM. What is
 ///   left 1.5 s later, or at the earlier moment above, is killed.
 /// - Once the main process has ended, what it has left behind gets SIGTERM, and is killed 1.5 s

@@ -9,10 +9,11 @@
 
 #include <array>
 #include <cerrno>
+#include <climits>
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <fcntl.h>
-#include <optional>
 #include <poll.h>
 #include <string_view>
 #include <sys/signalfd.h>
@@ -32,6 +33,12 @@ namespace signals = privileged::signals;
 // What pkexec exits with when it has not run the program.
 constexpr int dismissed = 126;
 constexpr int notAuthorized = 127;
+
+/// Whether poll() tells anything of `descriptor` at once.
+bool isReady(int descriptor, short events) {
+    pollfd polled{.fd = descriptor, .events = events, .revents = 0};
+    return ::poll(&polled, 1, 0) > 0;
+}
 
 int refuse(std::string_view reason) {
     ::dprintf(STDERR_FILENO, "Kestrelnet: %.*s.\n", static_cast<int>(reason.size()), reason.data());
@@ -74,8 +81,10 @@ class Request {
     void handleEvents();
     void hearRunner();
     void relayErrors();
+    void relay(std::string_view words);
     void stop();
     void abandon();
+    void askToEnd();
     int result() const;
 
     int starter_ = -1;
@@ -85,6 +94,9 @@ class Request {
     pid_t pkexec_ = -1;
     int status_ = 0;
     bool isGranted_ = false;
+    bool isStopping_ = false;
+    /// Whether there are words to relay, and standard error takes none at the moment.
+    bool isBehind_ = false;
     /// What pkexec has said: kept until it is known whether it is worth showing.
     std::string held_;
 };
@@ -97,6 +109,7 @@ bool Request::start(const char* pkexec, const std::string& runner, const std::st
     }
     const sigset_t handled = signals::set({SIGTERM, SIGINT, SIGHUP, SIGCHLD});
     signals::reset();
+    ::signal(SIGPIPE, SIG_IGN);
     ::sigprocmask(SIG_SETMASK, &handled, nullptr);
     signals_ = ::signalfd(-1, &handled, SFD_CLOEXEC | SFD_NONBLOCK);
     std::array<int, 2> line{-1, -1};
@@ -125,21 +138,30 @@ int Request::serve() {
         handleEvents();
     }
     // What it said last may still be under way.
-    if (runner_ >= 0) {
-        hearRunner();
-    }
     relayErrors();
+    while (isBehind_ && !isStopping_) {
+        handleEvents();
+    }
+    if (isReady(starter_, POLLIN)) {
+        removeRunFiles();
+    }
     return result();
 }
 
 bool Request::hasEnded() {
-    return ::waitpid(pkexec_, &status_, WNOHANG) != 0;
+    if (::waitpid(pkexec_, &status_, WNOHANG) == 0) {
+        return false;
+    }
+    pkexec_ = -1;
+    return true;
 }
 
 void Request::handleEvents() {
+    // The command waits for standard error, and not this process, which must hear its starter.
+    const pollfd words = isBehind_ ? pollfd{.fd = STDERR_FILENO, .events = POLLOUT, .revents = 0}
+                                   : pollfd{.fd = errors_, .events = POLLIN, .revents = 0};
     std::array<pollfd, 4> events{pollfd{.fd = signals_, .events = POLLIN, .revents = 0},
-                                 pollfd{.fd = runner_, .events = POLLIN, .revents = 0},
-                                 pollfd{.fd = errors_, .events = POLLIN, .revents = 0},
+                                 pollfd{.fd = runner_, .events = POLLIN, .revents = 0}, words,
                                  pollfd{.fd = starter_, .events = POLLIN, .revents = 0}};
     if (::poll(events.data(), events.size(), -1) <= 0) {
         return;
@@ -173,39 +195,59 @@ void Request::hearRunner() {
 }
 
 void Request::relayErrors() {
-    constexpr std::size_t mostHeld = 4096;
-    std::array<char, 4096> chunk{};
-    for (;;) {
-        const ssize_t size = errors_ < 0 ? 0 : ::read(errors_, chunk.data(), chunk.size());
-        if (size <= 0) {
-            if (size == 0 && errors_ >= 0) {
-                ::close(std::exchange(errors_, -1));
-            }
+    // A pipe that takes any bytes takes as many as this.
+    std::array<char, PIPE_BUF> chunk{};
+    isBehind_ = false;
+    while (errors_ >= 0 && isReady(errors_, POLLIN)) {
+        isBehind_ = isGranted_ && !isReady(STDERR_FILENO, POLLOUT);
+        if (isBehind_) {
             return;
         }
-        const std::string_view text(chunk.data(), static_cast<std::size_t>(size));
-        if (isGranted_) {
-            [[maybe_unused]] const ssize_t shown = ::write(STDERR_FILENO, text.data(), text.size());
-        } else {
-            held_.append(text.substr(0, mostHeld - held_.size()));
+        const ssize_t size = ::read(errors_, chunk.data(), chunk.size());
+        if (size <= 0) {
+            ::close(std::exchange(errors_, -1));
+            return;
         }
+        relay({chunk.data(), static_cast<std::size_t>(size)});
+    }
+}
+
+void Request::relay(std::string_view words) {
+    constexpr std::size_t mostHeld = 4096;
+    // The runner tells of its start before its command can say a word.
+    if (runner_ >= 0) {
+        hearRunner();
+    }
+    if (isGranted_) {
+        [[maybe_unused]] const ssize_t shown = ::write(STDERR_FILENO, words.data(), words.size());
+    } else {
+        held_.append(words.substr(0, mostHeld - held_.size()));
     }
 }
 
 void Request::stop() {
+    isStopping_ = true;
     if (runner_ >= 0) {
         ::send(runner_, &lifeline::stop, sizeof lifeline::stop, MSG_NOSIGNAL);
     }
-    // While the question is open; once root's, it hears the line above.
-    ::kill(pkexec_, SIGTERM);
+    askToEnd();
 }
 
 void Request::abandon() {
+    isStopping_ = true;
     ::close(std::exchange(starter_, -1));
     removeRunFiles();
-    ::kill(pkexec_, SIGTERM);
+    askToEnd();
     if (runner_ >= 0) {
         ::close(std::exchange(runner_, -1));
+    }
+}
+
+/// Takes the question back while it is open. Once root's, pkexec has become the runner, which hears
+/// the lifeline.
+void Request::askToEnd() {
+    if (pkexec_ > 0) {
+        ::kill(pkexec_, SIGTERM);
     }
 }
 

@@ -95,7 +95,8 @@ int main(int count, char** arguments) {
         return EXIT_SUCCESS;
     }
     if (pipe < 0) {
-        return refuse(arguments[2], errno == EINVAL ? "not a named pipe" : std::strerror(errno));
+        const bool isNoPipe = errno == EINVAL || errno == ELOOP;
+        return refuse(arguments[2], isNoPipe ? "not a named pipe" : std::strerror(errno));
     }
     follow(pipe);
     return EXIT_SUCCESS;

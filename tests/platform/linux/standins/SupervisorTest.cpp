@@ -13,8 +13,10 @@
 #include <array>
 #include <chrono>
 #include <csignal>
+#include <cstring>
 #include <filesystem>
 #include <optional>
+#include <random>
 #include <string>
 #include <sys/socket.h>
 #include <sys/wait.h>
@@ -189,6 +191,29 @@ TEST_F(SupervisorTest, keepsTheFirstDeadlineThroughLaterRequests) {
     EXPECT_LT(sinceStart(), 4s);
 }
 
+TEST_F(SupervisorTest, asksTheMainProcessOnceHoweverOftenItIsAskedItself) {
+    const FakeClient& client = start("stubborn", StopReaches::mainProcess);
+    askToStop();
+    EXPECT_TRUE(waitFor([&client] { return client.terminations() == 1; }));
+    askToStop();
+    leave();
+    EXPECT_EQ(result(), 128 + SIGKILL);
+    EXPECT_EQ(client.terminations(), 1U);
+}
+
+TEST_F(SupervisorTest, asksThoseTooThatAreBornMeanwhile) {
+    for (int round = 0; round < 10; ++round) {
+        const FakeClient& client = start("spreads");
+        startClock();
+        askToStop();
+        EXPECT_EQ(result(), 128 + SIGTERM);
+        // Nobody is deaf, so that nobody need be killed.
+        EXPECT_LT(sinceStart(), 3s);
+        EXPECT_FALSE(isAnybodyLeft(client));
+        leave();
+    }
+}
+
 TEST_F(SupervisorTest, reachesTheMainProcessAloneWhenSoAsked) {
     const FakeClient& client = start("stubborn-pair", StopReaches::mainProcess);
     askToStop();
@@ -234,6 +259,35 @@ TEST_F(SupervisorTest, endsAllOfAFamilyThatGrowsMeanwhile) {
     EXPECT_TRUE(client.isGone());
     EXPECT_FALSE(isAnybodyLeft(client));
 }
+
+TEST_F(SupervisorTest, endsEverythingAtWhateverMomentTheOwnerGoes) {
+    const unsigned seed = std::random_device{}();
+    std::mt19937 random(seed);
+    std::uniform_int_distribution<int> moment(0, 15000);
+    for (int round = 0; round < 100; ++round) {
+        const FakeClient& client = supervise("keeps-grandchild");
+        std::this_thread::sleep_for(std::chrono::microseconds(moment(random)));
+        startClock();
+        leave();
+        result();
+        ASSERT_LT(sinceStart(), 4s) << "round " << round << ", seed " << seed;
+        ASSERT_FALSE(isAnybodyLeft(client)) << "round " << round << ", seed " << seed;
+    }
+}
+
+class SupervisorSignalTest : public SupervisorTest, public testing::WithParamInterface<int> {};
+
+// From root, or from the kernel: when the session or the system ends.
+TEST_P(SupervisorSignalTest, isARequestToStop) {
+    const FakeClient& client = start("exits-on-terminate", StopReaches::mainProcess);
+    ::kill(supervisor(), GetParam());
+    EXPECT_EQ(result(), 0);
+    EXPECT_TRUE(client.isGone());
+}
+
+INSTANTIATE_TEST_SUITE_P(Signals, SupervisorSignalTest,
+                         testing::Values(SIGTERM, SIGINT, SIGHUP, SIGQUIT),
+                         [](const auto& tested) { return ::sigabbrev_np(tested.param); });
 
 TEST_F(SupervisorTest, takesTheClientAlongWhenItIsKilledItself) {
     const FakeClient& client = start("stubborn");
