@@ -38,7 +38,7 @@ class TunnelManager : public std::enable_shared_from_this<TunnelManager> {
     TunnelManager& operator=(const TunnelManager&) = delete;
 
     /// Gets one notice before each assignment of a published member, and one after each write of
-    /// `autoConnect`.
+    /// `autoConnect` or `startAtLogin`.
     ObservableObjectPublisher objectWillChange;
 
     Published<TunnelStatus> status{objectWillChange, TunnelStatus::disconnected};
@@ -59,6 +59,13 @@ class TunnelManager : public std::enable_shared_from_this<TunnelManager> {
     /// Whether to connect when the application starts. Read from the settings each time.
     bool autoConnect() const;
     void setAutoConnect(bool value);
+
+    /// Whether the application is opened when the user logs in. Read from the settings each time:
+    /// what the user chose, whatever became of it.
+    bool startAtLogin() const;
+    /// Stores the choice, announces it, then installs or removes the login agent, also when nothing
+    /// changes. Returns once the service manager's command has ended; a failure shows nowhere.
+    void setStartAtLogin(bool value);
 
     /// Whether the key has the form of a device key: "dev_" and more than 10 characters in all.
     bool isConfigured() const;
@@ -97,6 +104,18 @@ class TunnelManager : public std::enable_shared_from_this<TunnelManager> {
     /// refuses to run; without a client `completion` gets false before this returns.
     void installHelper(const std::function<void(bool)>& completion);
 
+    // -- Uninstalling --------------------------------------------------------------------------
+
+    /// Removes what the application has brought, but not itself: the login agent, the helper
+    /// (behind the administrator prompt, when it is there), the user's folder .kestrelnet, the
+    /// lines that mention it in the shells' start-up files, and the settings. Unless disconnected
+    /// it disconnects first and gives that 2.0 seconds.
+    ///
+    /// Calls `completion` once, on the main thread, whatever could be removed; before this returns
+    /// when the status is disconnected and there is no helper. Never, when the controller goes
+    /// first. The published members but `helperInstalled` keep their values.
+    void uninstall(const std::function<void()>& completion);
+
   private:
     // The private members that no effect shows, for the tests to read.
     friend struct TunnelManagerInspector;
@@ -130,6 +149,19 @@ class TunnelManager : public std::enable_shared_from_this<TunnelManager> {
                                 const std::function<void(bool)>& completion);
     void installHelperInline(const std::function<void(bool)>& completion);
     std::function<void(bool)> refreshHelper(const std::function<void(bool)>& completion);
+
+    // Start at login
+    const std::string& launchAgentPath();
+    void installLaunchAgent();
+    void removeLaunchAgent();
+    void runLaunchctl(const std::string& subcommand);
+
+    // Uninstalling
+    void performUninstall(const std::function<void()>& completion);
+    void finishUninstall(const std::string& home, const std::function<void()>& completion);
+
+    /// Computed once, on first use.
+    std::string launchAgentPath_;
 
     static constexpr std::int64_t maxLogLines = 200;
 

@@ -5,6 +5,7 @@
 #include <QSaveFile>
 
 #include <cerrno>
+#include <fcntl.h>
 #include <filesystem>
 #include <pwd.h>
 #include <sys/stat.h>
@@ -14,17 +15,56 @@
 
 namespace kestrelnet::files {
 
+namespace {
+
+/// Gives the file that is to replace the one at `path` the same owner and group.
+bool keepOwner(const std::string& path, int replacement) {
+    struct stat before {};
+    struct stat after {};
+    if (::stat(path.c_str(), &before) != 0) {
+        return true;
+    }
+    return ::fstat(replacement, &after) == 0 &&
+           ((before.st_uid == after.st_uid && before.st_gid == after.st_gid) ||
+            ::fchown(replacement, before.st_uid, before.st_gid) == 0);
+}
+
+} // namespace
+
 bool exists(const std::string& path) {
     std::error_code error;
     return std::filesystem::exists(path, error);
+}
+
+bool createFolder(const std::string& path) {
+    std::error_code error;
+    std::filesystem::create_directories(path, error);
+    return !error && std::filesystem::is_directory(path, error);
+}
+
+std::optional<std::string> read(const std::string& path) {
+    constexpr off_t largest = 1024L * 1024 * 1024;
+    // A named pipe would hold up whoever opens it.
+    QFile file;
+    const int descriptor = ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
+    if (descriptor < 0 || !file.open(descriptor, QIODevice::ReadOnly | QIODevice::Unbuffered,
+                                     QFileDevice::AutoCloseHandle)) {
+        return std::nullopt;
+    }
+    struct stat status {};
+    if (::fstat(descriptor, &status) != 0 || !S_ISREG(status.st_mode) || status.st_size > largest) {
+        return std::nullopt;
+    }
+    const QByteArray text = file.readAll();
+    return file.error() == QFileDevice::NoError ? std::optional(text.toStdString()) : std::nullopt;
 }
 
 bool writeAtomically(const std::string& path, std::string_view text) {
     // Keeps the permissions of a file that is replaced, and follows a link to it.
     QSaveFile file(QFile::decodeName(path.c_str()));
     const auto size = static_cast<qint64>(text.size());
-    return file.open(QIODevice::WriteOnly) && file.write(text.data(), size) == size &&
-           file.commit();
+    return file.open(QIODevice::WriteOnly) && keepOwner(path, file.handle()) &&
+           file.write(text.data(), size) == size && file.commit();
 }
 
 bool setPermissions(const std::string& path, unsigned mode) {

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -10,7 +11,14 @@ namespace kestrelnet::files {
 /// Whether anything, a folder included, is at `path`; links are followed. No answer counts as no.
 bool exists(const std::string& path);
 
-/// Replaces the file at `path` whole: it holds the old text or the new, never a part.
+/// Makes a folder, with those above it that are missing. Fails where something else is in the way.
+bool createFolder(const std::string& path);
+
+/// The whole of a regular file; nothing for anything else, and for a file of more than 1 GiB.
+std::optional<std::string> read(const std::string& path);
+
+/// Replaces the file at `path` whole: it holds the old text or the new, never a part. A file that
+/// was there keeps its owner, group and mode, else nothing is written; a link to one stays a link.
 bool writeAtomically(const std::string& path, std::string_view text);
 
 /// Sets the permission bits, for example 0755.

@@ -22,6 +22,8 @@ struct Paths {
     std::string osascript;
     /// Follows a named pipe.
     std::string tail;
+    /// Loads a login agent into the user's service manager, and unloads it.
+    std::string launchctl;
 };
 
 /// All that the controller needs of the operating system, as one value: tests pass one with a

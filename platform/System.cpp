@@ -13,6 +13,7 @@ Platform Platform::system() {
     platform.paths.temporaryDirectory = files::temporaryDirectory();
     platform.paths.osascript = systemPaths::osascript(platform.paths.bundle);
     platform.paths.tail = systemPaths::tail(platform.paths.bundle);
+    platform.paths.launchctl = systemPaths::launchctl(platform.paths.bundle);
     platform.defaults = UserDefaults::standard();
     platform.mainQueue = dispatch::mainQueue();
     platform.backgroundQueue = dispatch::backgroundQueue();

@@ -8,5 +8,6 @@ namespace kestrelnet::systemPaths {
 
 std::string osascript(const std::string& bundle);
 std::string tail(const std::string& bundle);
+std::string launchctl(const std::string& bundle);
 
 } // namespace kestrelnet::systemPaths

@@ -64,6 +64,15 @@ struct UserDefaults::Store {
         settings->sync();
     }
 
+    void clear() const {
+        settings->clear();
+        settings->sync();
+        if (!file.empty()) {
+            std::error_code error;
+            std::filesystem::remove(file, error);
+        }
+    }
+
     std::unique_ptr<QSettings> settings;
     /// Empty where the system keeps the settings itself.
     std::filesystem::path file;
@@ -106,6 +115,10 @@ void UserDefaults::set(std::string_view key, std::string_view value) {
 
 void UserDefaults::setBoolean(std::string_view key, bool value) {
     store_->set(key, value);
+}
+
+void UserDefaults::removePersistentDomain() {
+    store_->clear();
 }
 
 } // namespace kestrelnet

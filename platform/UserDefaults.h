@@ -34,6 +34,9 @@ class UserDefaults {
     /// For `bool` alone: a pointer to characters is a text.
     void set(std::string_view key, std::same_as<bool> auto value) { setBoolean(key, value); }
 
+    /// Forgets every value. A file of its own goes as well; a later write makes it anew.
+    void removePersistentDomain();
+
   private:
     void setBoolean(std::string_view key, bool value);
 

@@ -46,4 +46,8 @@ std::string systemPaths::tail(const std::string& bundle) {
     return bundle + "/Contents/Helpers/tail";
 }
 
+std::string systemPaths::launchctl(const std::string& bundle) {
+    return bundle + "/Contents/Helpers/launchctl";
+}
+
 } // namespace kestrelnet

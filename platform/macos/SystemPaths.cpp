@@ -27,4 +27,8 @@ std::string systemPaths::tail(const std::string&) {
     return "/usr/bin/tail";
 }
 
+std::string systemPaths::launchctl(const std::string&) {
+    return "/bin/launchctl";
+}
+
 } // namespace kestrelnet

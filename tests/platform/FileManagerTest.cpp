@@ -138,6 +138,73 @@ TEST_F(FileManagerTest, WritesThroughALink) {
     EXPECT_EQ(readFile(target), "new");
 }
 
+TEST_F(FileManagerTest, AReplacedFileKeepsItsOwnerAndGroup) {
+    if (::geteuid() != 0) {
+        GTEST_SKIP() << "only root can give files away";
+    }
+    const std::string path = folder.write("file", "old");
+    ASSERT_EQ(::chown(path.c_str(), 1234, 5678), 0);
+    ASSERT_TRUE(files::writeAtomically(path, "new"));
+    struct stat status {};
+    ASSERT_EQ(::stat(path.c_str(), &status), 0);
+    EXPECT_EQ(status.st_uid, 1234U);
+    EXPECT_EQ(status.st_gid, 5678U);
+}
+
+// Whoever can write the folder could replace it, but not give it back to its owner.
+TEST_F(FileManagerTest, AFileOfSomebodyElseIsNotReplaced) {
+    if (::geteuid() != 0) {
+        GTEST_SKIP() << "only root can make somebody else's file";
+    }
+    const std::string path = folder.write("file", "old");
+    ASSERT_EQ(::chmod(path.c_str(), 0666), 0);
+    ASSERT_EQ(::chmod(folder.path().c_str(), 0777), 0);
+    ASSERT_EQ(::seteuid(65534), 0);
+    const bool isWritten = files::writeAtomically(path, "new");
+    ASSERT_EQ(::seteuid(0), 0);
+    EXPECT_FALSE(isWritten);
+    EXPECT_EQ(readFile(path), "old");
+    EXPECT_EQ(entryCount(folder.path()), 1);
+}
+
+TEST_F(FileManagerTest, ReadsARegularFileWhole) {
+    for (const std::string& text :
+         {std::string(), std::string("a\0b\xff\r\n", 6), std::string(3'000'000, 'x')}) {
+        EXPECT_TRUE(files::read(folder.write("file", text)) == text) << text.size();
+    }
+    fs::create_symlink("file", folder.file("link"));
+    EXPECT_EQ(files::read(folder.file("link"))->size(), 3'000'000U);
+}
+
+TEST_F(FileManagerTest, ReadsNothingElseAndNeverWaits) {
+    ASSERT_EQ(::mkfifo(folder.file("fifo").c_str(), 0600), 0);
+    fs::create_symlink("nothing", folder.file("dangling"));
+    // Takes no room on the disk.
+    folder.write("huge", "");
+    fs::resize_file(folder.file("huge"), 1024LL * 1024 * 1024 + 1);
+    for (const char* name : {"", "missing", "fifo", "dangling", "huge", "huge/below"}) {
+        EXPECT_EQ(files::read(folder.file(name)), std::nullopt) << name;
+    }
+    EXPECT_EQ(files::read("/dev/zero"), std::nullopt);
+}
+
+TEST_F(FileManagerTest, MakesAFolderWithThoseAboveIt) {
+    EXPECT_TRUE(files::createFolder(folder.file("a/b/c")));
+    EXPECT_TRUE(fs::is_directory(folder.file("a/b/c")));
+    EXPECT_TRUE(files::createFolder(folder.file("a/b/c")));
+    fs::create_directory_symlink("a", folder.file("link"));
+    EXPECT_TRUE(files::createFolder(folder.file("link/d")));
+    EXPECT_TRUE(fs::is_directory(folder.file("a/d")));
+}
+
+TEST_F(FileManagerTest, MakesNoFolderWhereSomethingElseIs) {
+    const std::string file = folder.write("file", "text");
+    EXPECT_FALSE(files::createFolder(file));
+    EXPECT_FALSE(files::createFolder(file + "/below"));
+    EXPECT_FALSE(files::createFolder(""));
+    EXPECT_EQ(readFile(file), "text");
+}
+
 TEST_F(FileManagerTest, WritingFailsWhereNoFileCanBe) {
     const std::string file = folder.write("file", "old");
     fs::create_directory(folder.file("folder"));

@@ -236,6 +236,34 @@ TEST_F(UserDefaultsTest, WhatCannotBeReadIsMissingAndWhatCannotBeWrittenIsLost) 
     }
 }
 
+TEST_F(UserDefaultsTest, ForgetsEverythingWithItsFileAndGoesOn) {
+    UserDefaults defaults(path);
+    defaults.set(keyName, "dev_1234567");
+    defaults.set(switchName, true);
+    defaults.removePersistentDomain();
+    EXPECT_FALSE(files::exists(path));
+    EXPECT_EQ(defaults.string(keyName), std::nullopt);
+    EXPECT_FALSE(defaults.boolean(switchName));
+    defaults.set(switchName, true);
+    EXPECT_EQ(fromDisk().string(keyName), std::nullopt);
+    EXPECT_TRUE(fromDisk().boolean(switchName));
+    EXPECT_EQ(modeOf(path), 0600U);
+}
+
+TEST_F(UserDefaultsTest, ForgettingReachesAlsoAFileBehindALink) {
+    const std::string real = folder.write("real.conf", "kestrelnet_api_key=dev_1234567\n");
+    std::filesystem::create_symlink("real.conf", path);
+    UserDefaults defaults(path);
+    defaults.removePersistentDomain();
+    EXPECT_FALSE(std::filesystem::is_symlink(path));
+    EXPECT_EQ(readFile(real).find("dev_"), std::string::npos);
+}
+
+TEST_F(UserDefaultsTest, ForgettingNothingIsNoTrouble) {
+    UserDefaults(path).removePersistentDomain();
+    EXPECT_FALSE(files::exists(path));
+}
+
 class Damage : public UserDefaultsTest, public testing::WithParamInterface<std::string> {};
 
 TEST_P(Damage, ReadsAsDefaultsAndHealsAtTheNextWrite) {

@@ -22,6 +22,7 @@ struct TunnelManagerInspector {
                                        const std::function<void(bool)>& completion) {
         manager.runWithAdminPrivileges(command, completion);
     }
+    static Platform& platform(TunnelManager& manager) { return manager.platform_; }
     static std::shared_ptr<Pipe> outputPipe(const TunnelManager& manager) {
         return manager.outputPipe_;
     }

@@ -1,0 +1,75 @@
+// SPDX-License-Identifier: MIT
+#include "system/LoginAgent.h"
+
+#include "core/SettingsKeys.h"
+#include "core/TunnelManager.h"
+#include "platform/FileManager.h"
+
+namespace kestrelnet {
+
+std::string launchAgentText(const std::string& bundlePath) {
+    return R"(<?xml version="1.0" encoding="UTF-8"?>
+<!DOCTYPE plist PUBLIC "-//Apple//DTD PLIST 1.0//EN" "http://www.apple.com/DTDs/PropertyList-1.0.dtd">
+<plist version="1.0">
+<dict>
+    <key>Label</key>
+    <string>com.kestrelnetvpn.app</string>
+    <key>ProgramArguments</key>
+    <array>
+        <string>/usr/bin/open</string>
+        <string>-a</string>
+        <string>)" +
+           bundlePath + R"(</string>
+    </array>
+    <key>RunAtLoad</key>
+    <true/>
+    <key>KeepAlive</key>
+    <false/>
+</dict>
+</plist>)";
+}
+
+bool TunnelManager::startAtLogin() const {
+    return platform_.defaults->boolean(settings::startAtLogin);
+}
+
+void TunnelManager::setStartAtLogin(bool value) {
+    platform_.defaults->set(settings::startAtLogin, value);
+    objectWillChange.send();
+    if (value) {
+        installLaunchAgent();
+    } else {
+        removeLaunchAgent();
+    }
+}
+
+const std::string& TunnelManager::launchAgentPath() {
+    if (launchAgentPath_.empty()) {
+        launchAgentPath_ =
+            platform_.paths.home + "/Library/LaunchAgents/com.kestrelnetvpn.app.plist";
+    }
+    return launchAgentPath_;
+}
+
+void TunnelManager::installLaunchAgent() {
+    const std::string& path = launchAgentPath();
+    files::createFolder(path.substr(0, path.rfind('/')));
+    files::writeAtomically(path, launchAgentText(platform_.paths.bundle));
+    runLaunchctl("load");
+}
+
+void TunnelManager::removeLaunchAgent() {
+    runLaunchctl("unload");
+    files::remove(launchAgentPath());
+}
+
+void TunnelManager::runLaunchctl(const std::string& subcommand) {
+    const auto launchctl = Process::create();
+    launchctl->executablePath = platform_.paths.launchctl;
+    launchctl->arguments = {subcommand, launchAgentPath()};
+    // The switch shows what the user chose, also where the service manager is missing or refuses.
+    static_cast<void>(launchctl->run());
+    launchctl->waitUntilExit();
+}
+
+} // namespace kestrelnet
