@@ -17,9 +17,10 @@ struct OperatorValues {
     /// Answers a GET with the caller's address as plain text.
     std::string exitIPServiceURL = configuration::exitIPServiceURL;
 
-    std::string installScriptURL() const {
-        return "https://" + productDomain + "/downloads/install-client.sh";
-    }
+    std::string homePageURL() const { return "https://" + productDomain; }
+    /// Where a user gets a device key.
+    std::string portalURL() const { return homePageURL() + "/portal"; }
+    std::string installScriptURL() const { return homePageURL() + "/downloads/install-client.sh"; }
 };
 
 } // namespace kestrelnet

@@ -56,14 +56,20 @@ QSize FilledButton::sizeHint() const {
     return {labelWidth() + 2 * filledPadding, fontMetrics().height() + 2 * filledPaddingVertical};
 }
 
+QColor FilledButton::face() const {
+    if (!isEnabled()) {
+        return lineColor(palette());
+    }
+    // Darker, never lighter, under the pointer: the label must stay readable.
+    const QColor fill = fillColor(tint_, palette());
+    return isDown() ? fill.darker(130) : underMouse() ? fill.darker(110) : fill;
+}
+
 void FilledButton::paintEvent(QPaintEvent*) {
     QPainter painter(this);
     painter.setRenderHint(QPainter::Antialiasing);
-    // Darker, never lighter, under the pointer: the label must stay readable.
-    QColor face = fillColor(tint_, palette());
-    face = isDown() ? face.darker(130) : underMouse() ? face.darker(110) : face;
     painter.setPen(Qt::NoPen);
-    painter.setBrush(face);
+    painter.setBrush(face());
     painter.drawRoundedRect(rect(), cornerRadius, cornerRadius);
     if (hasFocus()) {
         painter.setBrush(Qt::NoBrush);
@@ -78,8 +84,36 @@ void FilledButton::paintEvent(QPaintEvent*) {
         paintSymbol(painter, symbol_, symbol, Qt::white);
         place.setLeft(symbol.right() + 1 + symbolSpacing);
     }
-    painter.setPen(Qt::white);
+    painter.setPen(isEnabled() ? Qt::white
+                               : palette().color(QPalette::Disabled, QPalette::ButtonText));
     painter.drawText(place, Qt::AlignVCenter | Qt::AlignLeft | Qt::TextSingleLine, text());
+}
+
+BorderedButton::BorderedButton(const QString& label, ColorRole color, QWidget* parent)
+    : Button(label, parent), color_(color) {
+    setFont(textFont(TextStyle::body));
+    setAttribute(Qt::WA_Hover);
+}
+
+QSize BorderedButton::sizeHint() const {
+    return {fontMetrics().horizontalAdvance(text()) + 2 * filledPadding,
+            fontMetrics().height() + 2 * filledPaddingVertical};
+}
+
+void BorderedButton::paintEvent(QPaintEvent*) {
+    QPainter painter(this);
+    painter.setRenderHint(QPainter::Antialiasing);
+    const QColor color = textColor(color_, palette());
+    QColor face = color;
+    face.setAlphaF(isDown() ? 0.16F : underMouse() ? 0.1F : 0.04F);
+    painter.setBrush(face);
+    painter.setPen(hasFocus() ? QPen(textColor(ColorRole::accent, palette()), 2)
+                              : QPen(lineColor(palette()), 1));
+    const qreal inset = painter.pen().widthF() / 2;
+    painter.drawRoundedRect(QRectF(rect()).adjusted(inset, inset, -inset, -inset), cornerRadius,
+                            cornerRadius);
+    painter.setPen(color);
+    painter.drawText(rect(), Qt::AlignCenter | Qt::TextSingleLine, text());
 }
 
 BorderlessButton::BorderlessButton(const QString& label, ColorRole color, QWidget* parent)

@@ -34,9 +34,25 @@ class FilledButton final : public Button {
 
   private:
     int labelWidth() const;
+    QColor face() const;
 
     std::string_view symbol_;
     ColorRole tint_ = ColorRole::accent;
+};
+
+/// An ordinary button: its label in a frame.
+class BorderedButton final : public Button {
+  public:
+    BorderedButton(const QString& label, ColorRole color, QWidget* parent = nullptr);
+
+    QSize sizeHint() const override;
+    QSize minimumSizeHint() const override { return sizeHint(); }
+
+  protected:
+    void paintEvent(QPaintEvent* event) override;
+
+  private:
+    ColorRole color_;
 };
 
 /// A button that is no more than its label. The face that shows under the pointer and the ring that

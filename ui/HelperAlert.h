@@ -1,14 +1,14 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include <QMessageBox>
+#include "ui/Alert.h"
 
 #include <functional>
 
 namespace kestrelnet {
 
-/// Offers to install the privileged helper. Blocks nothing; deletes itself when it is dismissed.
-class HelperAlert final : public QMessageBox {
+/// Offers to install the privileged helper. Blocks nothing.
+class HelperAlert final : public Alert {
   public:
     /// `install` is called when the offer is taken.
     HelperAlert(QWidget* parent, std::function<void()> install);

@@ -9,8 +9,6 @@
 #include "ui/TrayIcon.h"
 #include "ui/Windows.h"
 
-#include <QPointer>
-
 #include <utility>
 
 namespace kestrelnet {
@@ -29,7 +27,9 @@ constexpr auto quitDelay = 500ms;
 KestrelnetApp::KestrelnetApp(Outside outside)
     : outside_(std::move(outside)), tunnel_(std::make_shared<TunnelManager>(outside_.platform)) {}
 
-KestrelnetApp::~KestrelnetApp() = default;
+KestrelnetApp::~KestrelnetApp() {
+    delete settings_;
+}
 
 void KestrelnetApp::trayAppeared() {
     panelForm_ = Panel::Form::popup;
@@ -100,7 +100,10 @@ void KestrelnetApp::installHelper() {
 void KestrelnetApp::showSettingsWindow() {
     if (!settings_) {
         prepareWindows();
-        settings_ = std::make_unique<SettingsWindow>();
+        settings_ = new SettingsWindow({.tunnel = *tunnel_,
+                                        .mainQueue = outside_.platform.mainQueue,
+                                        .facts = {.version = std::nullopt, .operatorValues = {}},
+                                        .terminate = [this] { terminate(); }});
     }
     bringToFront(*settings_);
 }

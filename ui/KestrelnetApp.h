@@ -5,6 +5,7 @@
 #include "ui/Panel.h"
 
 #include <QObject>
+#include <QPointer>
 
 #include <functional>
 #include <memory>
@@ -30,6 +31,8 @@ class KestrelnetApp final : public QObject {
     };
 
     explicit KestrelnetApp(Outside outside);
+    KestrelnetApp(const KestrelnetApp&) = delete;
+    KestrelnetApp& operator=(const KestrelnetApp&) = delete;
     ~KestrelnetApp() override;
 
     /// The desktop has a tray: puts the icon there. From then on the panel belongs to the icon.
@@ -60,7 +63,8 @@ class KestrelnetApp final : public QObject {
     std::unique_ptr<Theme> theme_;
     Panel::Form panelForm_ = Panel::Form::window;
     std::unique_ptr<Panel> panel_;
-    std::unique_ptr<SettingsWindow> settings_;
+    /// Goes away by itself when it is closed.
+    QPointer<SettingsWindow> settings_;
     std::unique_ptr<TrayIcon> trayIcon_;
     bool hasCheckedFirstLaunch_ = false;
     bool hasExplainedWindow_ = false;

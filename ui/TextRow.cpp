@@ -133,7 +133,17 @@ QStringList TextRow::shownLines() const {
 
 QSize TextRow::sizeHint() const {
     const int lines = std::clamp(layout_.lineCount(), 1, look_.maxLines);
-    return {look_.width, lines * lineHeight_ + 2 * textTop()};
+    const int width =
+        look_.hugsText ? std::min(look_.width, textLeft() + textWidth()) : look_.width;
+    return {width, lines * lineHeight_ + 2 * textTop()};
+}
+
+int TextRow::textWidth() const {
+    qreal widest = 0;
+    for (int i = 0; i < layout_.lineCount(); ++i) {
+        widest = std::max(widest, layout_.lineAt(i).naturalTextWidth());
+    }
+    return qCeil(widest);
 }
 
 void TextRow::paintEvent(QPaintEvent*) {

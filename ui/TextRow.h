@@ -26,6 +26,8 @@ class TextRow final : public QLabel {
         int markColumn = 0;
         /// The side of the square that a symbol fills.
         int symbolSide = 0;
+        /// No wider than the text needs, `width` at most.
+        bool hugsText = false;
     };
 
     explicit TextRow(const Look& look, QWidget* parent = nullptr);
@@ -48,6 +50,7 @@ class TextRow final : public QLabel {
     int layOut(const QString& text);
     int textLeft() const;
     int textTop() const;
+    int textWidth() const;
     void paintMark(QPainter& painter) const;
 
     Look look_;

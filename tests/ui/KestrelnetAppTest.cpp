@@ -4,10 +4,11 @@
 #include "tests/support/EventLoop.h"
 #include "tests/support/FakeClient.h"
 #include "tests/ui/WidgetTest.h"
+#include "ui/Alert.h"
 #include "ui/SettingsWindow.h"
 
 #include <QApplication>
-#include <QMessageBox>
+#include <QLineEdit>
 #include <QPushButton>
 #include <QtTest/QTest>
 
@@ -70,7 +71,7 @@ TEST_F(KestrelnetAppTest, FirstLaunchWithoutAKeyOpensSettingsAfterHalfASecond) {
     EXPECT_EQ(visible<SettingsWindow>(), nullptr);
     time.advance(10ms);
     EXPECT_NE(visible<SettingsWindow>(), nullptr);
-    EXPECT_EQ(visible<QMessageBox>(), nullptr);
+    EXPECT_EQ(visible<Alert>(), nullptr);
 }
 
 TEST_F(KestrelnetAppTest, LaterAppearancesOpenNoSettings) {
@@ -91,7 +92,7 @@ TEST_F(KestrelnetAppTest, WithHelperAndAutoConnectTheFirstAppearanceConnectsOnce
     startWithTray();
     app->openPanel();
     EXPECT_TRUE(hasTriedToConnect());
-    EXPECT_EQ(visible<QMessageBox>(), nullptr);
+    EXPECT_EQ(visible<Alert>(), nullptr);
     app->tunnel().lastLog = "";
     closePanel();
     app->openPanel();
@@ -105,7 +106,7 @@ TEST_F(KestrelnetAppTest, WithHelperAndWithoutAutoConnectNothingHappens) {
     app->openPanel();
     time.advance(10s);
     EXPECT_EQ(lastLog(), "");
-    EXPECT_EQ(visible<QMessageBox>(), nullptr);
+    EXPECT_EQ(visible<Alert>(), nullptr);
     EXPECT_EQ(visible<SettingsWindow>(), nullptr);
 }
 
@@ -117,7 +118,7 @@ TEST_F(KestrelnetAppTest, WithoutHelperItIsOfferedAndNothingConnects) {
         app->trayAppeared();
         app->openPanel();
         time.advance(10s);
-        EXPECT_NE(visible<QMessageBox>(), nullptr);
+        EXPECT_NE(visible<Alert>(), nullptr);
         EXPECT_EQ(lastLog(), "");
         EXPECT_EQ(visible<SettingsWindow>(), nullptr);
         app.reset();
@@ -128,18 +129,14 @@ TEST_F(KestrelnetAppTest, TheHelperAlertSaysWhatItIsAbout) {
     tunnel->apiKey = validKey;
     startWithTray();
     app->openPanel();
-    auto* const alert = visible<QMessageBox>();
+    auto* const alert = visible<Alert>();
     ASSERT_NE(alert, nullptr);
     EXPECT_EQ(alert->windowTitle(), QStringLiteral("Install Privileged Helper?"));
-    EXPECT_EQ(alert->text(), QStringLiteral("Install Privileged Helper?"));
-    EXPECT_EQ(alert->informativeText(),
-              QStringLiteral("Kestrelnet needs a one-time helper install to connect without asking "
-                             "for your password each time. This requires admin privileges."));
-    ASSERT_EQ(alert->buttons().size(), 2);
-    EXPECT_EQ(alert->buttons().at(0)->text(), QStringLiteral("Install"));
-    EXPECT_EQ(alert->buttons().at(1)->text(), QStringLiteral("Later"));
-    EXPECT_EQ(alert->defaultButton()->text(), QStringLiteral("Install"));
-    EXPECT_EQ(alert->escapeButton()->text(), QStringLiteral("Later"));
+    EXPECT_EQ(texts(*alert).join(u'|').toStdString(),
+              "Install Privileged Helper?|Kestrelnet needs a one-time helper install to connect "
+              "without asking for your password each time. This requires admin privileges.|"
+              "Install|Later");
+    EXPECT_TRUE(qobject_cast<QPushButton*>(button(*alert, QStringLiteral("Install")))->isDefault());
     EXPECT_FALSE(alert->isModal());
 }
 
@@ -147,7 +144,7 @@ TEST_F(KestrelnetAppTest, TheHelperAlertComesInFrontOfThePanelWhichStays) {
     tunnel->apiKey = validKey;
     startWithTray();
     app->openPanel();
-    auto* const alert = visible<QMessageBox>();
+    auto* const alert = visible<Alert>();
     ASSERT_NE(alert, nullptr);
     EXPECT_TRUE(waitUntil([alert] { return alert->isActiveWindow(); }));
     EXPECT_NE(visible<Panel>(), nullptr);
@@ -157,23 +154,23 @@ TEST_F(KestrelnetAppTest, TheHelperAlertComesOncePerRun) {
     tunnel->apiKey = validKey;
     startWithTray();
     app->openPanel();
-    QTest::keyClick(visible<QMessageBox>(), Qt::Key_Escape);
-    EXPECT_EQ(visible<QMessageBox>(), nullptr);
+    QTest::keyClick(visible<Alert>(), Qt::Key_Escape);
+    EXPECT_EQ(visible<Alert>(), nullptr);
     closePanel();
     app->openPanel();
-    EXPECT_EQ(visible<QMessageBox>(), nullptr);
+    EXPECT_EQ(visible<Alert>(), nullptr);
 }
 
 TEST_F(KestrelnetAppTest, EachButtonOfTheHelperAlertDismissesIt) {
-    for (const int which : {0, 1}) {
+    for (const char* which : {"Install", "Later"}) {
         start();
         app->tunnel().apiKey = validKey;
         app->trayAppeared();
         app->openPanel();
-        auto* const alert = visible<QMessageBox>();
+        auto* const alert = visible<Alert>();
         ASSERT_NE(alert, nullptr);
-        alert->buttons().at(which)->click();
-        EXPECT_EQ(visible<QMessageBox>(), nullptr);
+        button(*alert, QLatin1StringView(which))->click();
+        EXPECT_EQ(visible<Alert>(), nullptr);
         app.reset();
     }
 }
@@ -189,13 +186,9 @@ class HelperOfferTest : public KestrelnetAppTest {
         app->openPanel();
     }
     static void choose(const QString& label) {
-        for (auto* const choice : visible<QMessageBox>()->buttons()) {
-            if (choice->text() == label) {
-                choice->click();
-                return;
-            }
-        }
-        FAIL() << label.toStdString();
+        auto* const choice = button(*visible<Alert>(), label);
+        ASSERT_NE(choice, nullptr) << label.toStdString();
+        choice->click();
     }
     /// Takes the offer; the prompt is open.
     void chooseInstall() {
@@ -261,7 +254,7 @@ TEST_F(HelperOfferTest, AFailedInstallationChangesNothing) {
     endPrompt(1);
     EXPECT_EQ(lastLog(), "");
     EXPECT_EQ(app->tunnel().status, TunnelStatus::disconnected);
-    EXPECT_EQ(visible<QMessageBox>(), nullptr);
+    EXPECT_EQ(visible<Alert>(), nullptr);
 }
 
 TEST_F(HelperOfferTest, LaterInstallsNothing) {
@@ -363,9 +356,33 @@ TEST_F(KestrelnetAppTest, SettingsAreOneWindowThatComesToTheFront) {
     EXPECT_FALSE(settings->isMinimized());
     EXPECT_TRUE(waitUntil([&] { return settings->isActiveWindow(); }));
     QTest::keyClick(settings, Qt::Key_Escape);
-    EXPECT_FALSE(settings->isVisible());
+    EXPECT_EQ(visible<SettingsWindow>(), nullptr);
+}
+
+TEST_F(KestrelnetAppTest, SettingsStartAnewEachTimeTheyAreOpened) {
+    startWithTray();
+    for (int round = 0; round < 3; ++round) {
+        app->showSettingsWindow();
+        auto* const settings = visible<SettingsWindow>();
+        ASSERT_NE(settings, nullptr);
+        auto* const field = qobject_cast<QLineEdit*>(settings->focusWidget());
+        ASSERT_NE(field, nullptr);
+        EXPECT_EQ(field->text(), QString());
+        EXPECT_EQ(field->echoMode(), QLineEdit::Password);
+        QTest::keyClicks(field, QStringLiteral("dev_typed"));
+        button(*settings, QStringLiteral("Show"))->click();
+        EXPECT_EQ(field->echoMode(), QLineEdit::Normal);
+        settings->close();
+        QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+    }
+    EXPECT_EQ(*app->tunnel().apiKey, "");
+}
+
+TEST_F(KestrelnetAppTest, OpenSettingsEndWithTheApplication) {
+    startWithTray();
     app->showSettingsWindow();
-    EXPECT_EQ(visible<SettingsWindow>(), settings);
+    app.reset();
+    EXPECT_EQ(visible<SettingsWindow>(), nullptr);
 }
 
 TEST_F(KestrelnetAppTest, WithoutATrayThePanelOpensAsAWindowAndSaysWhyOnce) {

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "tests/ui/WidgetTest.h"
 
-#include <QAccessible>
-
+#include <algorithm>
+#include <array>
 #include <filesystem>
 #include <fstream>
 
@@ -14,7 +14,10 @@ void collect(QAccessibleInterface& node, std::vector<QAccessibleInterface*>& fou
     if (node.state().invisible) {
         return;
     }
-    if (node.role() == QAccessible::StaticText || node.role() == QAccessible::Button) {
+    static constexpr std::array roles{QAccessible::StaticText, QAccessible::Button,
+                                      QAccessible::CheckBox, QAccessible::Link,
+                                      QAccessible::EditableText};
+    if (std::find(roles.begin(), roles.end(), node.role()) != roles.end()) {
         found.push_back(&node);
     }
     for (int i = 0; i < node.childCount(); ++i) {
@@ -50,9 +53,13 @@ QStringList WidgetTest::texts(const QWidget& widget) {
 }
 
 QAbstractButton* WidgetTest::button(const QWidget& widget, const QString& label) {
+    return qobject_cast<QAbstractButton*>(control(widget, QAccessible::Button, label));
+}
+
+QObject* WidgetTest::control(const QWidget& widget, QAccessible::Role role, const QString& name) {
     for (QAccessibleInterface* node : controls(widget)) {
-        if (node->role() == QAccessible::Button && node->text(QAccessible::Name) == label) {
-            return qobject_cast<QAbstractButton*>(node->object());
+        if (node->role() == role && node->text(QAccessible::Name) == name) {
+            return node->object();
         }
     }
     return nullptr;

@@ -5,6 +5,7 @@
 #include "tests/support/TestPlatform.h"
 
 #include <QAbstractButton>
+#include <QAccessible>
 #include <QStringList>
 #include <QWidget>
 
@@ -14,8 +15,6 @@
 #include <ostream>
 #include <string>
 #include <vector>
-
-class QAccessibleInterface;
 
 namespace kestrelnet {
 
@@ -36,6 +35,8 @@ class WidgetTest : public testing::Test {
     static QStringList texts(const QWidget& widget);
     /// The button of that label that is shown below `widget`, or null.
     static QAbstractButton* button(const QWidget& widget, const QString& label);
+    /// What is shown below `widget` with that role and that name, or null.
+    static QObject* control(const QWidget& widget, QAccessible::Role role, const QString& name);
     /// All that is shown below `widget` and has something to say or to do.
     static std::vector<QAccessibleInterface*> controls(const QWidget& widget);
 
