@@ -17,6 +17,7 @@ constexpr std::uint32_t backdrop = 0x00ff00ff;
 constexpr std::uint32_t colourBits = 0x00ffffff;
 /// Window managers keep tiny windows of their own.
 constexpr int smallestSide = 64;
+constexpr int frameHeight = 24;
 /// Text, symbols, lines and ground; a window that was only cleared has one.
 constexpr std::size_t fewestColours = 3;
 
@@ -83,14 +84,38 @@ void Screen::add(xcb_window_t window) {
     }
 }
 
-bool Screen::hasWindowManager() const {
-    constexpr std::string_view name = "_NET_SUPPORTING_WM_CHECK";
-    const auto atom = owned(xcb_intern_atom_reply(
-        connection_, xcb_intern_atom(connection_, 0, name.size(), name.data()), nullptr));
-    const auto property = owned(xcb_get_property_reply(
-        connection_, xcb_get_property(connection_, 0, root_, atom->atom, XCB_ATOM_WINDOW, 0, 1),
+xcb_atom_t Screen::atom(std::string_view name) const {
+    const auto reply = owned(xcb_intern_atom_reply(
+        connection_,
+        xcb_intern_atom(connection_, 0, static_cast<std::uint16_t>(name.size()), name.data()),
         nullptr));
-    return property && property->format == 32;
+    return reply ? reply->atom : xcb_atom_t{XCB_ATOM_NONE};
+}
+
+xcb_window_t Screen::rootWindowProperty(std::string_view name) const {
+    const auto property = owned(xcb_get_property_reply(
+        connection_, xcb_get_property(connection_, 0, root_, atom(name), XCB_ATOM_WINDOW, 0, 1),
+        nullptr));
+    if (!property || property->format != 32 || property->value_len == 0) {
+        return XCB_NONE;
+    }
+    return *static_cast<const xcb_window_t*>(xcb_get_property_value(property.get()));
+}
+
+bool Screen::hasWindowManager() const {
+    return rootWindowProperty("_NET_SUPPORTING_WM_CHECK") != XCB_NONE;
+}
+
+void Screen::closeActiveWindow() const {
+    xcb_client_message_event_t message{};
+    message.response_type = XCB_CLIENT_MESSAGE;
+    message.format = 32;
+    message.window = rootWindowProperty("_NET_ACTIVE_WINDOW");
+    message.type = atom("_NET_CLOSE_WINDOW");
+    xcb_send_event(connection_, 0, root_,
+                   XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY | XCB_EVENT_MASK_SUBSTRUCTURE_REDIRECT,
+                   reinterpret_cast<const char*>(&message));
+    xcb_flush(connection_);
 }
 
 void Screen::movePointer(int x, int y) {
@@ -99,12 +124,15 @@ void Screen::movePointer(int x, int y) {
     xcb_flush(connection_);
 }
 
-/// Looks at one column of pixels through the middle, from the upper edge to the lower.
+/// Looks at one column of pixels through the middle, between what window managers put above and
+/// below.
 bool Screen::isWindowPainted() const {
     if (windows_.empty()) {
         return false;
     }
-    const Area& area = windows_.begin()->second;
+    Area area = windows_.begin()->second;
+    area.y = static_cast<std::int16_t>(area.y + frameHeight);
+    area.height = static_cast<std::uint16_t>(area.height - 2 * frameHeight);
     const auto x = static_cast<std::int16_t>(area.x + area.width / 2);
     const auto image =
         owned(xcb_get_image_reply(connection_,

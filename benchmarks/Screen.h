@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <map>
+#include <string_view>
 #include <xcb/xcb.h>
 
 namespace kestrelnet::benchmarks {
@@ -27,6 +28,8 @@ class Screen {
     int windowCount() const { return static_cast<int>(windows_.size()); }
     /// Whether there is a window, and its content, not just one colour, is what the screen shows.
     bool isWindowPainted() const;
+    /// Closes the window that has the focus, as its title bar would.
+    void closeActiveWindow() const;
 
   private:
     struct Area {
@@ -36,6 +39,9 @@ class Screen {
         std::uint16_t height;
     };
 
+    xcb_atom_t atom(std::string_view name) const;
+    /// A property of the root that holds a window; none when there is no such property.
+    xcb_window_t rootWindowProperty(std::string_view name) const;
     void add(xcb_window_t window);
     void handle(const xcb_generic_event_t& event);
 

@@ -113,4 +113,12 @@ void TrayHost::activate(int x, int y) {
     check(sd_bus_flush(bus_), "the session bus has gone");
 }
 
+void TrayHost::openLink(const std::string& link) {
+    check(sd_bus_call_method_async(bus_, nullptr, "com.kestrelnetvpn.app", "/com/kestrelnetvpn/app",
+                                   "org.freedesktop.Application", "Open", nullptr, nullptr,
+                                   "asa{sv}", 1, link.c_str(), 0),
+          "the link cannot be opened");
+    check(sd_bus_flush(bus_), "the session bus has gone");
+}
+
 } // namespace kestrelnet::benchmarks

@@ -35,6 +35,8 @@ class TrayHost {
 
     /// Clicks the item that registered last, as at this place of the screen.
     void activate(int x, int y);
+    /// Opens a link as the desktop does that has found the program running.
+    void openLink(const std::string& link);
 
   private:
     struct Callbacks;

@@ -200,6 +200,62 @@ void measurePanel(Surroundings& around, const std::string& application) {
     report({"Click to painted panel, second time", median(second), Bound::atMost, 16.7, " ms", 1});
 }
 
+/// Opens the settings by a link and returns the milliseconds until they are painted.
+double openSettings(Surroundings& around) {
+    const Time click = now();
+    around.tray.openLink("kestrelnet://setup?key=dev_0123456789abcdef");
+    around.serveUntil([&] { return around.screen.isWindowPainted(); },
+                      "the settings window did not open", pixelInterval);
+    return millisecondsBetween(click, now());
+}
+
+void closeSettings(Surroundings& around) {
+    around.screen.closeActiveWindow();
+    around.serveUntil([&] { return around.screen.windowCount() == 0; },
+                      "the settings window did not close");
+}
+
+/// The idle memory of `path`, which does nothing but show an icon.
+double idleMemory(Surroundings& around, const std::string& path) {
+    StartSamples samples;
+    sampleStart(around, path, samples);
+    return samples.memory.front();
+}
+
+void measureSettings(Surroundings& around, const std::string& application,
+                     const std::string& bare) {
+    std::vector<double> first;
+    std::vector<double> later;
+    std::vector<double> memory;
+    std::vector<double> bareMemory;
+    for (int run = 0; run < panelRuns; ++run) {
+        bareMemory.push_back(idleMemory(around, bare));
+        around.tray.forget();
+        const ChildProcess program(application);
+        awaitIcon(around, program);
+        awaitQuiet(around, program);
+        first.push_back(openSettings(around));
+        awaitQuiet(around, program);
+        closeSettings(around);
+        awaitQuiet(around, program);
+        later.push_back(openSettings(around));
+        awaitQuiet(around, program);
+        closeSettings(around);
+        openPanel(around);
+        awaitQuiet(around, program);
+        closePanel(around);
+        awaitQuiet(around, program);
+        memory.push_back(program.memory());
+    }
+    report({"Link to painted settings window, first time", median(first), Bound::atMost, 60, " ms",
+            1});
+    report(
+        {"Link to painted settings window, later", median(later), Bound::atMost, 16.7, " ms", 1});
+    report({"Memory (PSS) after both windows, against an idle bare Qt program",
+            median(memory) / median(bareMemory), Bound::atMost, 1.50, " x", 2,
+            number(median(memory), 1) + " MiB against " + number(median(bareMemory), 1) + " MiB"});
+}
+
 /// Writes `line` as the client would, into the client's own standard output, and returns the
 /// milliseconds until the icon is said to be new.
 double changeIcon(Surroundings& around, int clientOutput, std::string_view line) {
@@ -262,6 +318,7 @@ int main(int argc, char* argv[]) {
     measureStart(around, application, argv[2]);
     measureRest(around, application);
     measurePanel(around, application);
+    measureSettings(around, application, argv[2]);
     writeSettings(true);
     measureRoutes(around, application);
 }

@@ -64,7 +64,7 @@ class FormSection::Card final : public QWidget {
     void paintEvent(QPaintEvent*) override {
         QPainter painter(this);
         painter.setRenderHint(QPainter::Antialiasing);
-        painter.setBrush(palette().base());
+        painter.setBrush(palette().button());
         painter.setPen(lineColor(palette()));
         painter.drawRoundedRect(QRectF(rect()).adjusted(0.5, 0.5, -0.5, -0.5), cornerRadius,
                                 cornerRadius);

@@ -12,7 +12,7 @@ namespace kestrelnet {
 /// that shows the focus reaches beyond the text by `outset`.
 class LinkButton final : public Button {
   public:
-    static constexpr QMargins outset{3, 1, 3, 1};
+    static constexpr QMargins outset{2, 1, 2, 1};
 
     explicit LinkButton(TextStyle style, QWidget* parent = nullptr);
 

@@ -36,7 +36,7 @@ class ColorsTest : public testing::TestWithParam<Scheme> {
 
 TEST_P(ColorsTest, TextOfEveryRoleIsReadableOnEveryGround) {
     for (const ColorRole role : roles) {
-        for (const auto ground : {QPalette::Window, QPalette::Base}) {
+        for (const auto ground : {QPalette::Window, QPalette::Base, QPalette::Button}) {
             EXPECT_GE(contrast(textColor(role, palette), palette.color(ground)), readable)
                 << "role " << static_cast<int>(role) << " ground " << ground;
         }
