@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <optional>
 #include <string>
 
 namespace kestrelnet::bundle {
@@ -9,5 +10,9 @@ namespace kestrelnet::bundle {
 /// "Contents" holds the executable's own folder, or, for an executable that lies elsewhere, the
 /// executable's folder. Without a separator at the end.
 std::string mainBundlePath();
+
+/// The version that the bundle at `path` tells to people, its "CFBundleShortVersionString"; nothing
+/// when that is missing or no text.
+std::optional<std::string> shortVersionString(const std::string& path);
 
 } // namespace kestrelnet::bundle

@@ -60,11 +60,13 @@ std::optional<std::string> read(const std::string& path) {
 }
 
 bool writeAtomically(const std::string& path, std::string_view text) {
-    // Keeps the permissions of a file that is replaced, and follows a link to it.
+    // Keeps the permissions of a file that is replaced, and follows a link to it. Flushed here:
+    // commit() does not look whether what was left in the buffer could be written.
     QSaveFile file(QFile::decodeName(path.c_str()));
     const auto size = static_cast<qint64>(text.size());
     return file.open(QIODevice::WriteOnly) && keepOwner(path, file.handle()) &&
-           file.write(text.data(), size) == size && file.commit();
+           file.write(text.data(), size) == size && file.flush() && ::fsync(file.handle()) == 0 &&
+           file.commit();
 }
 
 bool setPermissions(const std::string& path, unsigned mode) {

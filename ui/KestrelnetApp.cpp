@@ -2,6 +2,7 @@
 #include "ui/KestrelnetApp.h"
 
 #include "core/TunnelManager.h"
+#include "platform/Bundle.h"
 #include "ui/HelperAlert.h"
 #include "ui/SettingsWindow.h"
 #include "ui/SetupLink.h"
@@ -100,10 +101,12 @@ void KestrelnetApp::installHelper() {
 void KestrelnetApp::showSettingsWindow() {
     if (!settings_) {
         prepareWindows();
-        settings_ = new SettingsWindow({.tunnel = *tunnel_,
-                                        .mainQueue = outside_.platform.mainQueue,
-                                        .facts = {.version = std::nullopt, .operatorValues = {}},
-                                        .terminate = [this] { terminate(); }});
+        settings_ = new SettingsWindow(
+            {.tunnel = *tunnel_,
+             .mainQueue = outside_.platform.mainQueue,
+             .facts = {.version = bundle::shortVersionString(outside_.platform.paths.bundle),
+                       .operatorValues = {}},
+             .terminate = [this] { terminate(); }});
     }
     bringToFront(*settings_);
 }

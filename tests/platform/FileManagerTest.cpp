@@ -6,12 +6,14 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <csignal>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <pwd.h>
 #include <string>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <thread>
 #include <unistd.h>
@@ -215,6 +217,24 @@ TEST_F(FileManagerTest, WritingFailsWhereNoFileCanBe) {
     EXPECT_EQ(readFile(file), "old");
     EXPECT_EQ(entryCount(folder.path()), 2);
     EXPECT_EQ(entryCount(folder.file("folder")), 0);
+}
+
+TEST_F(FileManagerTest, AFullDiskLeavesTheOldFileWhole) {
+    rlimit before{};
+    ASSERT_EQ(::getrlimit(RLIMIT_FSIZE, &before), 0);
+    const auto handler = std::signal(SIGXFSZ, SIG_IGN);
+    // Texts that a buffer takes whole, and others.
+    for (const std::size_t size : {1000U, 5000U, 16384U, 16385U, 100'000U}) {
+        const std::string path = folder.write("file", "old");
+        const rlimit tight{.rlim_cur = 512, .rlim_max = before.rlim_max};
+        ASSERT_EQ(::setrlimit(RLIMIT_FSIZE, &tight), 0);
+        const bool isWritten = files::writeAtomically(path, std::string(size, 'x'));
+        ASSERT_EQ(::setrlimit(RLIMIT_FSIZE, &before), 0);
+        EXPECT_FALSE(isWritten) << size;
+        EXPECT_EQ(readFile(path), "old") << size;
+        EXPECT_EQ(entryCount(folder.path()), 1) << size;
+    }
+    std::signal(SIGXFSZ, handler);
 }
 
 TEST_F(FileManagerTest, SetsPermissions) {

@@ -333,18 +333,19 @@ TEST_F(UninstallTest, aStartUpFileOfAHundredMegabytesIsRewritten) {
 }
 
 TEST_F(UninstallTest, aFullDiskLeavesTheOldFileWhole) {
+    const std::string small = std::string(2000, 'x') + "\n" + ownLine;
     const std::string text = std::string(100'000, 'x') + "\n" + ownLine;
-    writeHome(".zshrc", text);
+    writeHome(".zshrc", small);
     writeHome(".bashrc", text);
     rlimit before{};
     ASSERT_EQ(::getrlimit(RLIMIT_FSIZE, &before), 0);
     const auto handler = std::signal(SIGXFSZ, SIG_IGN);
-    const rlimit tight{.rlim_cur = 50'000, .rlim_max = before.rlim_max};
+    const rlimit tight{.rlim_cur = 512, .rlim_max = before.rlim_max};
     ASSERT_EQ(::setrlimit(RLIMIT_FSIZE, &tight), 0);
     uninstall();
     ASSERT_EQ(::setrlimit(RLIMIT_FSIZE, &before), 0);
     std::signal(SIGXFSZ, handler);
-    EXPECT_TRUE(readFile(inHome(".zshrc")) == text);
+    EXPECT_EQ(readFile(inHome(".zshrc")), small);
     EXPECT_TRUE(readFile(inHome(".bashrc")) == text);
     EXPECT_THAT(std::vector<fs::path>(fs::directory_iterator(paths().home), {}),
                 testing::SizeIs(2));

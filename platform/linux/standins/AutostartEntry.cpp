@@ -1,0 +1,133 @@
+// SPDX-License-Identifier: MIT
+#include "platform/linux/standins/AutostartEntry.h"
+
+#include "platform/FileManager.h"
+#include "platform/PropertyList.h"
+
+#include <algorithm>
+#include <cstdlib>
+
+namespace kestrelnet {
+
+namespace {
+
+constexpr std::string_view opener = "/usr/bin/open";
+constexpr std::string_view bundleProgram = "/Contents/Linux/kestrelnet";
+
+bool hasControlCharacter(std::string_view text) {
+    return std::any_of(text.begin(), text.end(),
+                       [](char c) { return static_cast<unsigned char>(c) < 0x20 || c == 0x7F; });
+}
+
+bool isPlainName(std::string_view name) {
+    return !name.empty() && name.front() != '.' && name.find('/') == std::string_view::npos &&
+           !hasControlCharacter(name);
+}
+
+/// Puts a backslash before each of `special`.
+std::string escaped(std::string_view text, std::string_view special) {
+    std::string result;
+    for (const char character : text) {
+        if (special.find(character) != std::string_view::npos) {
+            result += '\\';
+        }
+        result += character;
+    }
+    return result;
+}
+
+/// A value of a desktop entry; a blank at its start would be lost otherwise.
+std::string stringValue(std::string_view text) {
+    const std::string value = escaped(text, "\\");
+    return value.starts_with(' ') ? "\\s" + value.substr(1) : value;
+}
+
+/// One argument of an Exec line: quoted, without field codes, and then a value like any other.
+std::string execArgument(std::string_view argument) {
+    std::string doubled;
+    for (const char character : argument) {
+        doubled.append(character == '%' ? 2 : 1, character);
+    }
+    return escaped('"' + escaped(doubled, "\"`$\\") + '"', "\\");
+}
+
+std::optional<std::vector<std::string>> texts(const propertyList::Value* value) {
+    const auto* const array = value != nullptr ? value->array() : nullptr;
+    if (array == nullptr) {
+        return std::nullopt;
+    }
+    std::vector<std::string> result;
+    for (const auto& each : *array) {
+        if (each.text() == nullptr) {
+            return std::nullopt;
+        }
+        result.push_back(*each.text());
+    }
+    return result;
+}
+
+/// What opening a bundle comes to.
+void resolveOpener(std::vector<std::string>& arguments) {
+    if (arguments.size() == 3 && arguments[0] == opener && arguments[1] == "-a") {
+        arguments = {arguments[2] + std::string(bundleProgram)};
+    }
+}
+
+} // namespace
+
+std::variant<LaunchAgent, Error> launchAgent(std::string_view text) {
+    const auto parsed = propertyList::parse(text);
+    if (const auto* const error = std::get_if<Error>(&parsed)) {
+        return *error;
+    }
+    const auto& list = std::get<propertyList::Value>(parsed);
+    const auto* const label = list.at("Label");
+    if (label == nullptr || label->text() == nullptr || !isPlainName(*label->text())) {
+        return Error{"\"Label\" is missing, or no plain name"};
+    }
+    auto arguments = texts(list.at("ProgramArguments"));
+    if (!arguments || arguments->empty()) {
+        return Error{"\"ProgramArguments\" is missing, or no list of texts"};
+    }
+    resolveOpener(*arguments);
+    if (!arguments->front().starts_with('/')) {
+        return Error{"the program has no absolute path"};
+    }
+    if (std::any_of(arguments->begin(), arguments->end(), hasControlCharacter)) {
+        return Error{"a control character stands in \"ProgramArguments\""};
+    }
+    const auto* const runAtLoad = list.at("RunAtLoad");
+    const auto* const isOn = runAtLoad != nullptr ? runAtLoad->boolean() : nullptr;
+    return LaunchAgent{*label->text(), *std::move(arguments), isOn != nullptr && *isOn};
+}
+
+std::string autostartEntry(const LaunchAgent& agent) {
+    std::string exec;
+    for (const std::string& argument : agent.arguments) {
+        exec += (exec.empty() ? "" : " ") + execArgument(argument);
+    }
+    return "[Desktop Entry]\n"
+           "Type=Application\n"
+           "Name=Kestrelnet\n"
+           "Icon=com.kestrelnetvpn.app\n"
+           "Exec=" +
+           exec + "\nTryExec=" + stringValue(agent.arguments.front()) +
+           "\nTerminal=false\n"
+           "NoDisplay=true\n"
+           "X-GNOME-Autostart-enabled=true\n";
+}
+
+std::string autostartFolder() {
+    const auto absolute = [](const char* variable) -> std::string {
+        const char* const value = std::getenv(variable);
+        return value != nullptr && *value == '/' ? value : "";
+    };
+    std::string folder = absolute("XDG_CONFIG_HOME");
+    if (folder.empty()) {
+        const std::string home = absolute("HOME");
+        folder = (home.empty() ? files::homeDirectory() : home) + "/.config";
+    }
+    return folder + "/autostart";
+}
+
+} // namespace kestrelnet

@@ -1,0 +1,161 @@
+// SPDX-License-Identifier: MIT
+// The program itself, with real files.
+#include "platform/FileManager.h"
+#include "platform/linux/standins/AutostartEntry.h"
+#include "system/LoginAgent.h"
+#include "tests/support/ChildProgram.h"
+#include "tests/support/TemporaryFolder.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <sys/stat.h>
+
+namespace kestrelnet {
+namespace {
+
+namespace fs = std::filesystem;
+using testing::HasSubstr;
+using testing::StartsWith;
+
+class LaunchctlTest : public testing::Test {
+  protected:
+    /// Runs it, with `limit` before it for the shell; its status.
+    int run(const std::vector<std::string>& arguments, const std::string& limit = ":") {
+        std::vector<std::string> command{"/bin/sh", "-c",
+                                         limit + "; \"$@\" 2>'" + folder.file("errors") + "'", "sh",
+                                         KESTRELNET_LAUNCHCTL};
+        command.insert(command.end(), arguments.begin(), arguments.end());
+        ChildProgram program(command, {{"XDG_CONFIG_HOME", folder.file("config")}});
+        return program.exitStatus().value_or(-1);
+    }
+    int load() { return run({"load", list()}); }
+    int unload() { return run({"unload", list()}); }
+    std::string errors() const { return readFile(folder.file("errors")); }
+    std::string list() const { return folder.file("agent.plist"); }
+    std::string entry() const {
+        return folder.file("config/autostart/com.kestrelnetvpn.app.desktop");
+    }
+    std::string written() const { return readFile(entry()); }
+    void writeList(const std::string& bundle) const {
+        folder.write("agent.plist", launchAgentText(bundle));
+    }
+    std::string entryOf(const std::string& bundle) const {
+        return autostartEntry(std::get<LaunchAgent>(launchAgent(launchAgentText(bundle))));
+    }
+
+    TemporaryFolder folder;
+};
+
+TEST_F(LaunchctlTest, loadWritesTheEntryAndUnloadRemovesIt) {
+    writeList("/opt/Kestrelnet");
+    EXPECT_EQ(load(), 0);
+    EXPECT_EQ(written(), entryOf("/opt/Kestrelnet"));
+    EXPECT_EQ(fs::status(entry()).permissions() & fs::perms::group_write, fs::perms::none);
+    EXPECT_EQ(unload(), 0);
+    EXPECT_FALSE(files::exists(entry()));
+    EXPECT_TRUE(files::exists(folder.file("config/autostart")));
+    EXPECT_EQ(errors(), "");
+}
+
+TEST_F(LaunchctlTest, loadReplacesWhatWasThere) {
+    writeList("/opt/Kestrelnet");
+    folder.write("config/autostart/com.kestrelnetvpn.app.desktop",
+                 "[Desktop Entry]\nHidden=true\n" + std::string(10000, '#'));
+    EXPECT_EQ(load(), 0);
+    EXPECT_EQ(load(), 0);
+    EXPECT_EQ(written(), entryOf("/opt/Kestrelnet"));
+}
+
+TEST_F(LaunchctlTest, whatIsNotToRunAtLoginIsNoEntry) {
+    writeList("/opt/Kestrelnet");
+    EXPECT_EQ(load(), 0);
+    std::string text = launchAgentText("/opt/Kestrelnet");
+    text.replace(text.find("<true/>"), 7, "<false/>");
+    folder.write("agent.plist", text);
+    EXPECT_EQ(load(), 0);
+    EXPECT_FALSE(files::exists(entry()));
+}
+
+TEST_F(LaunchctlTest, unloadingWhatIsNotLoadedIsAnError) {
+    writeList("/opt/Kestrelnet");
+    EXPECT_EQ(unload(), 1);
+    EXPECT_THAT(errors(), StartsWith("launchctl: " + entry() + " is not there"));
+}
+
+TEST_F(LaunchctlTest, aListThatCannotBeReadChangesNothing) {
+    writeList("/opt/Kestrelnet");
+    ASSERT_EQ(load(), 0);
+    const std::string before = written();
+    ASSERT_EQ(::mkfifo(folder.file("fifo").c_str(), 0600), 0);
+    fs::create_directory(folder.file("folder"));
+    folder.write("huge", std::string(2'000'000, ' '));
+    folder.write("text", "text");
+    folder.write("ampersand", launchAgentText("/opt/R&D"));
+    for (const char* name : {"missing", "fifo", "folder", "huge", "text", "ampersand"}) {
+        for (const char* subcommand : {"load", "unload"}) {
+            EXPECT_EQ(run({subcommand, folder.file(name)}), 1) << name;
+            EXPECT_THAT(errors(), StartsWith("launchctl: " + folder.file(name))) << name;
+            EXPECT_EQ(written(), before) << name;
+        }
+    }
+}
+
+TEST_F(LaunchctlTest, anAutostartFolderThatIsAFileIsLeftAlone) {
+    writeList("/opt/Kestrelnet");
+    const std::string inTheWay = folder.write("config/autostart", "mine");
+    EXPECT_EQ(load(), 1);
+    EXPECT_THAT(errors(), HasSubstr("cannot be made"));
+    EXPECT_EQ(unload(), 1);
+    EXPECT_EQ(readFile(inTheWay), "mine");
+}
+
+TEST_F(LaunchctlTest, anEntryThatIsAFolderIsNotWritten) {
+    writeList("/opt/Kestrelnet");
+    fs::create_directories(entry());
+    EXPECT_EQ(load(), 1);
+    EXPECT_THAT(errors(), HasSubstr("cannot be written"));
+}
+
+TEST_F(LaunchctlTest, aFullDiskLeavesTheOldEntryWhole) {
+    writeList("/opt/Kestrelnet");
+    ASSERT_EQ(load(), 0);
+    const std::string before = written();
+    writeList("/opt/" + std::string(2000, 'x'));
+    EXPECT_EQ(run({"load", list()}, "trap '' XFSZ; ulimit -f 1"), 1);
+    EXPECT_THAT(errors(), HasSubstr("cannot be written"));
+    EXPECT_EQ(written(), before);
+    EXPECT_EQ(std::distance(fs::directory_iterator(folder.file("config/autostart")), {}), 1);
+}
+
+TEST_F(LaunchctlTest, anEntryBehindALinkIsWrittenWhereItIsAndOnlyTheLinkIsRemoved) {
+    writeList("/opt/Kestrelnet");
+    const std::string real = folder.write("dotfiles/entry", "old");
+    fs::create_directories(folder.file("config/autostart"));
+    fs::create_symlink(real, entry());
+    EXPECT_EQ(load(), 0);
+    EXPECT_TRUE(fs::is_symlink(entry()));
+    EXPECT_EQ(readFile(real), entryOf("/opt/Kestrelnet"));
+    EXPECT_EQ(unload(), 0);
+    EXPECT_FALSE(fs::is_symlink(entry()));
+    EXPECT_TRUE(files::exists(real));
+}
+
+TEST_F(LaunchctlTest, takesASubcommandAndAList) {
+    writeList("/opt/Kestrelnet");
+    for (const std::vector<std::string>& arguments : {std::vector<std::string>{},
+                                                      {"load"},
+                                                      {"load", ""},
+                                                      {"start", list()},
+                                                      {"load", list(), list()},
+                                                      {"load", "-w", list()},
+                                                      {"", list()}}) {
+        EXPECT_EQ(run(arguments), 1);
+        EXPECT_THAT(errors(), StartsWith("launchctl: "));
+    }
+    EXPECT_FALSE(files::exists(folder.file("config")));
+}
+
+} // namespace
+} // namespace kestrelnet
