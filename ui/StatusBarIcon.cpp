@@ -38,7 +38,7 @@ QString installedName(std::string_view symbol) {
     const QString name = symbol == "lock.shield.fill"
                              ? QStringLiteral("com.kestrelnetvpn.app-connected-symbolic")
                              : QStringLiteral("com.kestrelnetvpn.app-disconnected-symbolic");
-    const QString file = QStringLiteral("icons/hicolor/symbolic/status/%1.svg").arg(name);
+    const QString file = QStringLiteral("icons/hicolor/symbolic/apps/%1.svg").arg(name);
     const QString found = QStandardPaths::locate(QStandardPaths::GenericDataLocation, file);
     return found.isEmpty() ? QString() : name;
 }

@@ -125,7 +125,7 @@ TEST(StatusBarIconTest, GoesByNameOnlyWhereTheThemeHasIt) {
     const QImage before = statusBarPixmap("lock.shield.fill", 22).toImage();
     EXPECT_EQ(statusBarIcon("lock.shield.fill").name(), QString());
     const std::string name = "com.kestrelnetvpn.app-connected-symbolic";
-    data.write("icons/hicolor/symbolic/status/" + name + ".svg", "<svg/>");
+    data.write("icons/hicolor/symbolic/apps/" + name + ".svg", "<svg/>");
     EXPECT_EQ(statusBarIcon("lock.shield.fill").name().toStdString(), name);
     EXPECT_EQ(statusBarIcon("lock.shield").name(), QString());
     EXPECT_EQ(statusBarPixmap("lock.shield.fill", 22).toImage(), before);
