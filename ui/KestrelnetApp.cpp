@@ -119,6 +119,9 @@ void KestrelnetApp::handleURL(std::string_view url) {
 }
 
 void KestrelnetApp::quit() {
+    if (std::exchange(isLeaving_, true)) {
+        return;
+    }
     tunnel_->disconnect();
     after(quitDelay, &KestrelnetApp::terminate);
 }

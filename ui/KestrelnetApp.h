@@ -44,7 +44,7 @@ class KestrelnetApp final : public QObject {
     void showSettingsWindow();
     /// Takes the device key out of a setup link; drops any other link without a word.
     void handleURL(std::string_view url);
-    /// Disconnects, and ends the program half a second later.
+    /// Disconnects, and ends the program half a second later. Asked again, it changes nothing.
     void quit();
 
     TunnelManager& tunnel() { return *tunnel_; }
@@ -68,6 +68,7 @@ class KestrelnetApp final : public QObject {
     std::unique_ptr<TrayIcon> trayIcon_;
     bool hasCheckedFirstLaunch_ = false;
     bool hasExplainedWindow_ = false;
+    bool isLeaving_ = false;
 };
 
 } // namespace kestrelnet

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 // The entry of the application.
 #include "platform/ApplicationInstance.h"
+#include "platform/EndRequests.h"
 #include "platform/TrayHost.h"
 #include "ui/KestrelnetApp.h"
 
@@ -46,10 +47,11 @@ int run(QApplication& application, const std::vector<std::string>& links) {
         return EXIT_FAILURE;
     }
     KestrelnetApp shell({.platform = Platform::system(),
-                         .terminate = [] { QCoreApplication::quit(); },
+                         .terminate = [] { QCoreApplication::exit(); },
                          .closing = acquisition == ApplicationInstance::Acquisition::acquired
                                         ? Panel::Closing::hides
                                         : Panel::Closing::minimizes});
+    const EndRequests endRequests([&shell] { shell.quit(); });
     instance.setHandlers({.activate = [&shell] { shell.openPanel(); },
                           .open = [&shell](const std::string& url) { shell.handleURL(url); }});
     const TrayHost trayHost({.appeared = [&shell] { shell.trayAppeared(); },

@@ -328,6 +328,19 @@ TEST_F(KestrelnetAppTest, QuitDisconnectsAtOnceAndEndsHalfASecondLater) {
     EXPECT_EQ(terminations, 1);
 }
 
+TEST_F(KestrelnetAppTest, ToQuitOnceMoreWhileLeavingChangesNothing) {
+    startWithTray();
+    app->quit();
+    time.advance(490ms);
+    app->tunnel().status = TunnelStatus::error;
+    app->quit();
+    EXPECT_EQ(app->tunnel().status, TunnelStatus::error) << "disconnected once more";
+    time.advance(10ms);
+    EXPECT_EQ(terminations, 1);
+    time.advance(10s);
+    EXPECT_EQ(terminations, 1);
+}
+
 TEST_F(KestrelnetAppTest, ThePanelsButtonsReachTheShell) {
     tunnel->apiKey = validKey;
     installHelper();

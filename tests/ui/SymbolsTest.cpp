@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "ui/Symbols.h"
 
+#include "tests/support/ScopedVariable.h"
+#include "tests/support/TemporaryFolder.h"
 #include "ui/StatusBarIcon.h"
 #include "ui/StatusStyle.h"
 
@@ -114,6 +116,19 @@ TEST(StatusBarIconTest, StandsOutOnLightAndDarkStatusBars) {
         EXPECT_GT(lighterAndDarker(symbol, 20).first, 60) << symbol;
         EXPECT_GT(lighterAndDarker(symbol, 128).first, 60) << symbol;
     }
+}
+
+TEST(StatusBarIconTest, GoesByNameOnlyWhereTheThemeHasIt) {
+    const TemporaryFolder data;
+    const ScopedVariable home("XDG_DATA_HOME", data.path().c_str());
+    const ScopedVariable system("XDG_DATA_DIRS", data.file("none").c_str());
+    const QImage before = statusBarPixmap("lock.shield.fill", 22).toImage();
+    EXPECT_EQ(statusBarIcon("lock.shield.fill").name(), QString());
+    const std::string name = "com.kestrelnetvpn.app-connected-symbolic";
+    data.write("icons/hicolor/symbolic/apps/" + name + ".svg", "<svg/>");
+    EXPECT_EQ(statusBarIcon("lock.shield.fill").name().toStdString(), name);
+    EXPECT_EQ(statusBarIcon("lock.shield").name(), QString());
+    EXPECT_EQ(statusBarPixmap("lock.shield.fill", 22).toImage(), before);
 }
 
 TEST(StatusBarIconTest, TheShapeTellsTheState) {

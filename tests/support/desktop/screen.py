@@ -1,6 +1,7 @@
 # SPDX-License-Identifier: MIT
 """The screen by the X server: places of windows, the pointer, and pictures."""
 
+import os
 import re
 import subprocess
 
@@ -18,9 +19,10 @@ def area_in(title, top, node):
             round(part[2] * scale), round(part[3] * scale))
 
 
-def click(place):
+def click(place, at=0.5):
+    """`at` tells how far from the left edge; two clicks far from each other are no double click."""
     x, y, width, height = place
-    xdotool("mousemove", str(x + width // 2), str(y + height // 2), "click", "1")
+    xdotool("mousemove", str(x + int(width * at)), str(y + height // 2), "click", "1")
 
 
 def park_pointer():
@@ -50,8 +52,18 @@ def window_area(title):
 def tray_area():
     """Of the tray, which is a window of its own within the desktop's panel, when it shows more than
     a plain ground; else None."""
-    place = window_area("wrapper-2.0")
+    return drawn_area("wrapper-2.0")
+
+
+def drawn_area(title):
+    """Of that window when it shows more than a plain ground; else None."""
+    place = window_area(title)
     return place if place and len(Picture().colours(place)) > 2 else None
+
+
+def close(title):
+    click(wait_until(lambda: close_button_area(title), 10,
+                     f"\"{title}\" has no title bar to close it by."))
 
 
 def close_button_area(title):
@@ -116,6 +128,14 @@ class Picture:
                               check=False)
         if done.returncode != 0:
             raise NotSeen(f"{path} could not be written: {done.stderr.decode().strip()}")
+
+
+def take(path):
+    """Save what the screen shows once it has settled."""
+    if "WAYLAND_DISPLAY" in os.environ:
+        subprocess.run(["grim", path], check=True)
+    else:
+        settled_picture().save(path)
 
 
 def settled_picture():

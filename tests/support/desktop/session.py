@@ -1,8 +1,9 @@
 # SPDX-License-Identifier: MIT
-"""A desktop on a virtual screen: Xvfb, a session bus, the accessibility bus, openbox, and
-xfce4-panel with its tray. It lives in a home of its own and ends with all its processes."""
+"""A desktop on a virtual screen, with a session bus and the accessibility bus: of X11 by Xvfb,
+openbox, and xfce4-panel with its tray or without; or of Wayland by sway, to which a test adds the
+tray. It lives in a home of its own and ends with all its processes."""
 
-import ctypes
+import glob
 import os
 import shutil
 import signal
@@ -11,7 +12,9 @@ import tempfile
 
 from gi.repository import Gio, GLib
 
-from bus import call
+from hosts import COMMANDS
+from process import adopt_orphans, end_with_parent
+from tray import has_tray
 from waiting import NotSeen, wait_until
 
 PANEL_HEIGHT = 32
@@ -44,6 +47,13 @@ PANEL_CONFIGURATION = f"""<?xml version="1.0" encoding="UTF-8"?>
 </channel>
 """
 
+# Without X11, so that nothing can fall back to it. Windows are as large as they want to be.
+SWAY_CONFIGURATION = """xwayland disable
+output HEADLESS-1 mode {size}
+output HEADLESS-1 background {ground} solid_color
+for_window [app_id=".*"] floating enable
+"""
+
 # Variables that would lead a program from here to the desktop of whoever started us.
 FOREIGN_VARIABLES = (
     "AT_SPI_BUS_ADDRESS", "DBUS_SESSION_BUS_ADDRESS", "DESKTOP_SESSION", "GTK_THEME",
@@ -53,16 +63,12 @@ FOREIGN_VARIABLES = (
     "XDG_SESSION_ID", "XDG_SESSION_TYPE",
 )
 
-libc = ctypes.CDLL(None, use_errno=True)
-PR_SET_PDEATHSIG = 1
-PR_SET_CHILD_SUBREAPER = 36
-
-
 class VirtualDesktop:
     """A context manager. Inside it `environment` holds what a program needs to run there."""
 
-    def __init__(self, size="1280x800", log=None):
+    def __init__(self, size="1280x800", log=None, tray=True):
         self.size = size
+        self.has_tray = tray
         self.log_path = log or os.devnull
         self.environment = {}
         self._folder = None
@@ -71,9 +77,7 @@ class VirtualDesktop:
     def __enter__(self):
         self._folder = tempfile.mkdtemp(prefix="virtual-desktop-")
         self._log = open(self.log_path, "ab")
-        # What these programs start in turn becomes ours too when they end, so that it can be
-        # found and ended.
-        libc.prctl(PR_SET_CHILD_SUBREAPER, 1, 0, 0, 0)
+        adopt_orphans()
         try:
             self._start()
         except BaseException:
@@ -90,18 +94,27 @@ class VirtualDesktop:
         self._make_home()
         self._start_screen()
         self._start_bus()
+        self._spawn("openbox")
+        wait_until(self._has_window_manager, 20, "The window manager did not come up.")
+        self._run("display", "-window", "root", "-size", self.size, f"xc:{GROUND}")
+        if self.has_tray:
+            self._spawn(*COMMANDS["xfce4-panel"])
+            wait_until(self._shows_tray, 30, "The desktop's panel did not offer a tray.")
+
+    def _connect(self):
         bus = Gio.DBusConnection.new_for_address_sync(
             self.environment["DBUS_SESSION_BUS_ADDRESS"],
             Gio.DBusConnectionFlags.AUTHENTICATION_CLIENT
             | Gio.DBusConnectionFlags.MESSAGE_BUS_CONNECTION)
         bus.set_exit_on_close(False)
-        enable_accessibility(bus)
-        self._spawn("openbox")
-        wait_until(self._has_window_manager, 20, "The window manager did not come up.")
-        self._run("display", "-window", "root", "-size", self.size, f"xc:{GROUND}")
-        self._spawn("xfce4-panel", "--disable-wm-check")
-        wait_until(lambda: has_tray(bus), 30, "The desktop's panel did not offer a tray.")
-        bus.close_sync()
+        return bus
+
+    def _shows_tray(self):
+        bus = self._connect()
+        try:
+            return has_tray(bus)
+        finally:
+            bus.close_sync()
 
     def _make_home(self):
         home = os.path.join(self._folder, "home")
@@ -128,7 +141,7 @@ class VirtualDesktop:
     def _start_screen(self):
         reading, writing = os.pipe()
         self._spawn("Xvfb", "-displayfd", str(writing), "-screen", "0", f"{self.size}x24",
-                    "-dpi", "96", "-nolisten", "tcp", pass_fds=(writing,))
+                    "-dpi", "96", "-nolisten", "tcp", "-noreset", pass_fds=(writing,))
         os.close(writing)
         number = read_line(reading, 20, "The virtual screen (Xvfb) did not start.")
         self.environment["DISPLAY"] = f":{number}"
@@ -141,6 +154,9 @@ class VirtualDesktop:
         os.close(writing)
         self.environment["DBUS_SESSION_BUS_ADDRESS"] = read_line(
             reading, 20, "The session bus did not start.")
+        bus = self._connect()
+        enable_accessibility(bus)
+        bus.close_sync()
 
     def _has_window_manager(self):
         return b"window id" in self._run("xprop", "-root", "_NET_SUPPORTING_WM_CHECK")
@@ -158,8 +174,28 @@ class VirtualDesktop:
             raise NotSeen(f"{command[0]} is not installed; run scripts/bootstrap.") from None
 
 
-def end_with_parent():
-    libc.prctl(PR_SET_PDEATHSIG, signal.SIGTERM, 0, 0, 0)
+class WaylandDesktop(VirtualDesktop):
+    """Its tray is for the test to start."""
+
+    def _start(self):
+        self._make_home()
+        self._start_bus()
+        folder = os.path.join(self.environment["XDG_CONFIG_HOME"], "sway")
+        os.makedirs(folder)
+        with open(os.path.join(folder, "config"), "w", encoding="utf-8") as file:
+            file.write(SWAY_CONFIGURATION.format(size=self.size, ground=GROUND))
+        runtime = self.environment["XDG_RUNTIME_DIR"]
+        sockets = os.path.join(runtime, "wayland-[0-9]"), os.path.join(runtime, "sway-ipc.*.sock")
+        self.environment.update(WLR_BACKENDS="headless", WLR_RENDERER="pixman",
+                                WLR_LIBINPUT_NO_DEVICES="1", XDG_CURRENT_DESKTOP="sway",
+                                XDG_SESSION_TYPE="wayland")
+        # It refuses to be root, even one who has nothing else to be.
+        self._spawn(*(("unshare", "--user", "--map-user=1000", "--map-group=1000")
+                      if os.geteuid() == 0 else ()), "sway")
+        found = wait_until(lambda: all(made := [glob.glob(socket) for socket in sockets]) and made,
+                           20, "The compositor (sway) did not come up.")
+        self.environment["WAYLAND_DISPLAY"] = os.path.basename(found[0][0])
+        self.environment["SWAYSOCK"] = found[1][0]
 
 
 def read_line(descriptor, seconds, failure):
@@ -187,13 +223,6 @@ def enable_accessibility(bus):
         bus.call_sync("org.a11y.Bus", "/org/a11y/bus", "org.freedesktop.DBus.Properties", "Set",
                       GLib.Variant("(ssv)", ("org.a11y.Status", name, GLib.Variant("b", True))),
                       None, Gio.DBusCallFlags.NONE, 20000, None)
-
-
-def has_tray(bus):
-    return call(bus, "org.kde.StatusNotifierWatcher", "/StatusNotifierWatcher",
-                "org.freedesktop.DBus.Properties", "Get",
-                GLib.Variant("(ss)", ("org.kde.StatusNotifierWatcher",
-                                      "IsStatusNotifierHostRegistered")))
 
 
 def children():

@@ -7,6 +7,12 @@ from bus import call
 
 WATCHER = "org.kde.StatusNotifierWatcher"
 ITEM = "org.kde.StatusNotifierItem"
+MENU = "com.canonical.dbusmenu"
+
+
+def has_tray(bus):
+    return call(bus, WATCHER, "/StatusNotifierWatcher", "org.freedesktop.DBus.Properties", "Get",
+                GLib.Variant("(ss)", (WATCHER, "IsStatusNotifierHostRegistered")))
 
 
 class Tray:
@@ -54,3 +60,13 @@ class TrayItem:
         """Neither a name nor one pixel that is not wholly transparent."""
         name, pixmaps = self.picture()
         return not name and not any(any(pixels[0::4]) for pixels in pixmaps)
+
+    def menu_labels(self):
+        """Of the visible entries of its menu, lines between them left out."""
+        bus, path = self._tray.bus, self.get("Menu")
+        answer = bus.call_sync(self._name, path, MENU, "GetLayout",
+                               GLib.Variant("(iias)", (0, -1, [])), None,
+                               Gio.DBusCallFlags.NONE, 2000, None)
+        entries = [properties for _, properties, _ in answer.unpack()[1][2]]
+        return [entry["label"] for entry in entries
+                if entry.get("visible", True) and entry.get("type") != "separator"]

@@ -1,0 +1,105 @@
+// SPDX-License-Identifier: MIT
+#include "platform/EndRequests.h"
+
+#include "tests/support/EventLoop.h"
+
+#include <QCoreApplication>
+#include <QEvent>
+
+#include <csignal>
+#include <gtest/gtest.h>
+#include <memory>
+#include <thread>
+
+namespace kestrelnet {
+namespace {
+
+class EndRequestsTest : public testing::Test {
+  protected:
+    void listen() {
+        requests_ = std::make_unique<EndRequests>([this] { ++wanted_; });
+    }
+    bool isWanted() {
+        return waitUntil([this] { return wanted_ > 0; });
+    }
+
+    /// As at the end of the session.
+    static void sendQuit() {
+        QEvent quit(QEvent::Quit);
+        QCoreApplication::sendEvent(QCoreApplication::instance(), &quit);
+    }
+
+    int wanted_ = 0;
+    std::unique_ptr<EndRequests> requests_;
+};
+
+class EndSignalTest : public EndRequestsTest, public testing::WithParamInterface<int> {};
+
+TEST_P(EndSignalTest, isHeardFromTheEventLoop) {
+    listen();
+    ASSERT_EQ(::raise(GetParam()), 0);
+    EXPECT_EQ(wanted_, 0) << "called in the signal's midst";
+    EXPECT_TRUE(isWanted());
+}
+
+TEST_P(EndSignalTest, staysIgnoredWhereItWas) {
+    ::signal(GetParam(), SIG_IGN);
+    listen();
+    ASSERT_EQ(::raise(GetParam()), 0);
+    runPostedEvents();
+    EXPECT_EQ(wanted_, 0);
+    requests_.reset();
+    EXPECT_EQ(::signal(GetParam(), SIG_DFL), SIG_IGN);
+}
+
+TEST_P(EndSignalTest, isTheSystemsAgainAfterwards) {
+    listen();
+    requests_.reset();
+    EXPECT_EQ(::signal(GetParam(), SIG_DFL), SIG_DFL);
+}
+
+INSTANTIATE_TEST_SUITE_P(All, EndSignalTest, testing::Values(SIGTERM, SIGINT, SIGHUP));
+
+TEST_F(EndRequestsTest, furtherRequestsChangeNothing) {
+    listen();
+    ASSERT_EQ(::raise(SIGINT), 0);
+    ASSERT_TRUE(isWanted());
+    ASSERT_EQ(::raise(SIGINT), 0);
+    ASSERT_EQ(::raise(SIGTERM), 0);
+    sendQuit();
+    runPostedEvents();
+    EXPECT_EQ(wanted_, 1);
+}
+
+TEST_F(EndRequestsTest, countlessSignalsAreOneRequest) {
+    listen();
+    constexpr int moreThanAPipeHolds = 100000;
+    for (int i = 0; i < moreThanAPipeHolds; ++i) {
+        ASSERT_EQ(::raise(SIGTERM), 0);
+    }
+    EXPECT_TRUE(isWanted());
+    runPostedEvents();
+    EXPECT_EQ(wanted_, 1);
+}
+
+TEST_F(EndRequestsTest, aSignalMayComeToAnyThread) {
+    listen();
+    std::thread other([] { ::raise(SIGTERM); });
+    other.join();
+    EXPECT_TRUE(isWanted());
+}
+
+TEST_F(EndRequestsTest, theDesktopsRequestIsHeardAndDoesNotEndTheProgram) {
+    listen();
+    int turns = 0;
+    EXPECT_TRUE(waitUntil([&turns] {
+        if (++turns == 2) {
+            sendQuit();
+        }
+        return turns == 4;
+    })) << "the event loop has ended";
+    EXPECT_EQ(wanted_, 1);
+}
+
+} // namespace
+} // namespace kestrelnet
