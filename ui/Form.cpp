@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "ui/Form.h"
 
+#include "ui/AccessibleRole.h"
 #include "ui/Colors.h"
 #include "ui/TextRow.h"
 #include "ui/TextStyle.h"
@@ -87,6 +88,8 @@ class FormSection::Card final : public QWidget {
 
 FormSection::FormSection(const QString& header, QWidget* parent) : QWidget(parent) {
     setFixedWidth(width);
+    setAccessibleRole(*this, QAccessible::Grouping);
+    setAccessibleName(header);
     auto* const column = new QVBoxLayout(this);
     column->setContentsMargins({});
     column->setSpacing(headerSpacing);

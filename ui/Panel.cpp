@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "ui/Panel.h"
 
+#include "ui/AccessibleRole.h"
 #include "ui/Colors.h"
 #include "ui/PanelPlacement.h"
 #include "ui/TextRow.h"
@@ -49,6 +50,7 @@ QString explanation(Panel::Closing closing) {
 Panel::Panel(Form form, Context context)
     : form_(form), context_(std::move(context)), column_(new QVBoxLayout(this)),
       view_(new MenuBarView(context_.tunnel, context_.mainQueue, context_.actions)) {
+    setAccessibleRole(*this, QAccessible::Window);
     setWindowTitle(QStringLiteral("Kestrelnet VPN"));
     if (form_ == Form::popup) {
         setWindowFlags(Qt::Tool | Qt::FramelessWindowHint);

@@ -12,6 +12,7 @@
 #include "ui/UninstallAlerts.h"
 
 #include <QFontMetrics>
+#include <QSignalBlocker>
 #include <QVBoxLayout>
 
 #include <utility>
@@ -183,12 +184,13 @@ void SettingsView::addStartup(FormSection& section) {
     helperNeededRow_ = &addCaption(
         section, ColorRole::orange,
         QStringLiteral("Install the helper first to enable auto-connect (no password prompt)"));
-    // What a switch shows in the end is what was stored, not what was pressed.
-    connect(startAtLogin_, &Switch::clicked, this, [this](bool isOn) {
+    // What a switch shows in the end is what was stored, not what was pressed. Assistive programs
+    // flip it without a click.
+    connect(startAtLogin_, &Switch::toggled, this, [this](bool isOn) {
         shown_.reset();
         context_.tunnel.setStartAtLogin(isOn);
     });
-    connect(autoConnect_, &Switch::clicked, this, [this](bool isOn) {
+    connect(autoConnect_, &Switch::toggled, this, [this](bool isOn) {
         shown_.reset();
         context_.tunnel.setAutoConnect(isOn);
     });
@@ -315,6 +317,8 @@ void SettingsView::applyConnection(const SettingsContent& content) {
 }
 
 void SettingsView::applyStartup(const SettingsContent& content) {
+    const QSignalBlocker startBlocker(startAtLogin_);
+    const QSignalBlocker connectBlocker(autoConnect_);
     startAtLogin_->setChecked(content.startAtLogin);
     autoConnect_->setChecked(content.autoConnect);
     autoConnect_->setEnabled(content.canChangeAutoConnect);

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "ui/SettingsWindow.h"
 
+#include "ui/AccessibleRole.h"
 #include "ui/Form.h"
 #include "ui/ScrollPage.h"
 
@@ -23,6 +24,7 @@ constexpr int padding = (fullWidth - FormSection::width) / 2;
 SettingsWindow::SettingsWindow(SettingsView::Context context)
     : context_(std::move(context)), page_(new ScrollPage(this)) {
     setAttribute(Qt::WA_DeleteOnClose);
+    setAccessibleRole(*this, QAccessible::Window);
     setWindowTitle(QStringLiteral("Kestrelnet Settings"));
     setFixedSize(fullWidth, fullHeight);
     auto* const all = new QVBoxLayout(this);

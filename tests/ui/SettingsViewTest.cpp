@@ -303,6 +303,26 @@ TEST_F(SettingsViewTest, TheWholeRowOfASwitchCanBePressedAndReturnDoesItToo) {
     EXPECT_TRUE(tunnel->startAtLogin());
 }
 
+TEST_F(SettingsViewTest, AnAssistiveProgramFlipsASwitchToo) {
+    open();
+    auto* const action =
+        QAccessible::queryAccessibleInterface(switchOf("Start at login"))->actionInterface();
+    ASSERT_TRUE(action->actionNames().contains(QAccessibleActionInterface::toggleAction()));
+    action->doAction(QAccessibleActionInterface::toggleAction());
+    EXPECT_TRUE(tunnel->startAtLogin());
+}
+
+TEST_F(SettingsViewTest, AChangeFromElsewhereIsShownAndNotStoredAgain) {
+    open();
+    world.reopenDefaults()->set("kestrelnet_start_at_login", true);
+    int notices = 0;
+    const auto subscription = tunnel->objectWillChange.subscribe([&notices] { ++notices; });
+    tunnel->lastLog = "line";
+    time.runPending();
+    EXPECT_TRUE(switchOf("Start at login")->isChecked());
+    EXPECT_EQ(notices, 1);
+}
+
 // -- Helper and about ----------------------------------------------------------------------------
 
 TEST_F(SettingsViewTest, InstallHelperAsksForItAndGoesOnceItIsThere) {

@@ -9,6 +9,9 @@ from bus import call
 ACCESSIBLE = "org.a11y.atspi.Accessible"
 COMPONENT = "org.a11y.atspi.Component"
 PUSH_BUTTON = 43
+CHECKED = 1 << 4
+ENABLED = 1 << 8
+FOCUSED = 1 << 12
 SHOWING = 1 << 25
 SCREEN_COORDINATES = 0
 
@@ -23,13 +26,23 @@ class Node:
     def role(self):
         return self._call(ACCESSIBLE, "GetRole")
 
+    def role_name(self):
+        return self._call(ACCESSIBLE, "GetRoleName")
+
+    def has(self, state):
+        found = self._call(ACCESSIBLE, "GetState")
+        return bool(found and found[0] & state)
+
+    def act(self):
+        """What a press of it does, without the pointer."""
+        return self._call("org.a11y.atspi.Action", "DoAction", GLib.Variant("(i)", (0,)))
+
     def name(self):
         return self._call("org.freedesktop.DBus.Properties", "Get",
                           GLib.Variant("(ss)", (ACCESSIBLE, "Name"))) or ""
 
     def is_showing(self):
-        state = self._call(ACCESSIBLE, "GetState")
-        return bool(state and state[0] & SHOWING)
+        return self.has(SHOWING)
 
     def children(self):
         return [Node(self._bus, name, path)
