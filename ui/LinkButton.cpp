@@ -68,7 +68,8 @@ void LinkButton::paintEvent(QPaintEvent*) {
     if (hasFocus()) {
         painter.drawRoundedRect(QRectF(rect()).adjusted(0.75, 0.75, -0.75, -0.75), 4, 4);
     }
-    painter.drawText(rect(), Qt::AlignCenter | Qt::TextSingleLine, text());
+    // On the line of a text beside it.
+    painter.drawText(rect().adjusted(0, 1, 0, 0), Qt::AlignCenter | Qt::TextSingleLine, text());
 }
 
 } // namespace kestrelnet

@@ -5,11 +5,15 @@
 //   key TEXT      assigns the key
 //   connect, disconnect
 //   install       installs the helper
+//   login on|off  switches starting at login
+//   uninstall     removes all
 //   quit          what the panel's "Quit" does: disconnects, and leaves half a second later
 // What it tells, one a line on standard output:
 //   status TEXT   the status, at start and after each change
 //   log TEXT      the last line of the log, after each change
 //   installed true|false   what an installation has come to
+//   switched               starting at login was switched
+//   uninstalled            all was removed that could be
 // It leaves at once, without a disconnect, when its standard input ends.
 #include "core/TunnelManager.h"
 
@@ -82,6 +86,11 @@ void obey(TunnelManager& tunnel, const std::string& line) {
         tunnel.installHelper([](bool installed) {
             std::cout << "installed " << (installed ? "true" : "false") << std::endl;
         });
+    } else if (line == "login on" || line == "login off") {
+        tunnel.setStartAtLogin(line == "login on");
+        std::cout << "switched" << std::endl;
+    } else if (line == "uninstall") {
+        tunnel.uninstall([] { std::cout << "uninstalled" << std::endl; });
     } else if (line == "quit") {
         quit(tunnel);
     } else {
