@@ -3,9 +3,21 @@
 add_compile_options(-Wall -Wextra -Wpedantic -Wshadow -Wconversion -Werror)
 add_compile_options($<$<CONFIG:Release>:-D_FORTIFY_SOURCE=2> -fstack-protector-strong
                     -fvisibility=hidden -fvisibility-inlines-hidden)
+# Neither the place of a build nor that of the sources is to be seen in what is built.
+add_compile_options(-ffile-prefix-map=${CMAKE_SOURCE_DIR}=. -ffile-prefix-map=${CMAKE_BINARY_DIR}=build)
 include_directories(${CMAKE_SOURCE_DIR})
 add_compile_definitions(QT_NO_CAST_FROM_ASCII QT_NO_CAST_TO_ASCII QT_NO_KEYWORDS
                         QT_DISABLE_DEPRECATED_BEFORE=0x060400)
+
+# Position-independent programs without what nobody calls, and no table of theirs that could be
+# written to once they run.
+include(CheckPIESupported)
+check_pie_supported()
+set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+if(NOT APPLE)
+  add_compile_options(-ffunction-sections -fdata-sections)
+  add_link_options(-Wl,-z,relro,-z,now,--as-needed,--gc-sections)
+endif()
 
 if(KESTRELNET_SANITIZE)
   add_compile_options(-fsanitize=${KESTRELNET_SANITIZE} -fno-omit-frame-pointer
