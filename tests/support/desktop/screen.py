@@ -25,6 +25,12 @@ def click(place, at=0.5):
     xdotool("mousemove", str(x + int(width * at)), str(y + height // 2), "click", "1")
 
 
+def wheel(place, down):
+    """One step."""
+    x, y, width, height = place
+    xdotool("mousemove", str(x + width // 2), str(y + height - 12), "click", "5" if down else "4")
+
+
 def park_pointer():
     """Out of the way of the pictures."""
     xdotool("mousemove", "2", "400")
