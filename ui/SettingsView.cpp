@@ -3,6 +3,7 @@
 
 #include "core/TunnelManager.h"
 #include "ui/Buttons.h"
+#include "ui/CommandText.h"
 #include "ui/Form.h"
 #include "ui/LinkButton.h"
 #include "ui/QtText.h"
@@ -219,8 +220,7 @@ void SettingsView::addAbout(FormSection& section) {
         addLabelled(section, QStringLiteral("Binary"), {.font = body, .color = ColorRole::red});
     installHintRow_ = &addCaption(section, ColorRole::secondary,
                                   QStringLiteral("Install the client binary first:"));
-    installCommand_ = new CommandField(ColorRole::orange);
-    installCommand_->setAccessibleName(QStringLiteral("Install command"));
+    installCommand_ = new CommandText(ColorRole::orange, FormSection::innerWidth);
     installCommandRow_ = &section.addRow(below);
     installCommandRow_->add(installCommand_);
     home_ = new LinkButton(TextStyle::body);
@@ -338,7 +338,6 @@ void SettingsView::applyAbout(const SettingsContent& content) {
     installHintRow_->setVisible(content.installCommand.has_value());
     installCommandRow_->setVisible(content.installCommand.has_value());
     installCommand_->setText(qtText(content.installCommand.value_or("")));
-    installCommand_->setCursorPosition(0);
     homeRow_->setVisible(content.home.has_value());
     if (content.home) {
         showLink(*home_, *content.home);

@@ -20,6 +20,7 @@ namespace kestrelnet {
 class Alert;
 class BorderedButton;
 class BorderlessButton;
+class CommandText;
 class FilledButton;
 class FormRow;
 class FormSection;
@@ -116,7 +117,7 @@ class SettingsView final : public QWidget {
     LabelledRow noBinary_;
     FormRow* installHintRow_ = nullptr;
     FormRow* installCommandRow_ = nullptr;
-    QLineEdit* installCommand_ = nullptr;
+    CommandText* installCommand_ = nullptr;
     FormRow* homeRow_ = nullptr;
     LinkButton* home_ = nullptr;
     QPointer<Alert> confirm_;

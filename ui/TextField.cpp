@@ -4,7 +4,6 @@
 #include "ui/Colors.h"
 #include "ui/TextStyle.h"
 
-#include <QEvent>
 #include <QPainter>
 
 #include <limits>
@@ -42,30 +41,6 @@ void TextField::paintEvent(QPaintEvent* event) {
     const qreal inset = width / 2;
     painter.drawRoundedRect(QRectF(rect()).adjusted(inset, inset, -inset, -inset), cornerRadius,
                             cornerRadius);
-}
-
-CommandField::CommandField(ColorRole color, QWidget* parent) : QLineEdit(parent), color_(color) {
-    setReadOnly(true);
-    setFrame(false);
-    setFont(monospacedFont(TextStyle::caption2));
-    setTextMargins(-2, 0, -2, 0);
-    applyColor();
-}
-
-void CommandField::changeEvent(QEvent* event) {
-    QLineEdit::changeEvent(event);
-    if (event->type() == QEvent::PaletteChange) {
-        applyColor();
-    }
-}
-
-void CommandField::applyColor() {
-    QPalette own = palette();
-    const QColor color = textColor(color_, own);
-    if (own.color(QPalette::Text) != color) {
-        own.setColor(QPalette::Text, color);
-        setPalette(own);
-    }
 }
 
 } // namespace kestrelnet

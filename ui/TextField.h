@@ -1,14 +1,11 @@
 // SPDX-License-Identifier: MIT
-// Fields of one line.
 #pragma once
-
-#include "ui/ColorRole.h"
 
 #include <QLineEdit>
 
 namespace kestrelnet {
 
-/// A field to type into.
+/// A field of one line to type into.
 class TextField final : public QLineEdit {
   public:
     explicit TextField(QWidget* parent = nullptr);
@@ -17,20 +14,6 @@ class TextField final : public QLineEdit {
 
   protected:
     void paintEvent(QPaintEvent* event) override;
-};
-
-/// A text that can be selected and copied, not changed; small, and of fixed pitch.
-class CommandField final : public QLineEdit {
-  public:
-    explicit CommandField(ColorRole color, QWidget* parent = nullptr);
-
-  protected:
-    void changeEvent(QEvent* event) override;
-
-  private:
-    void applyColor();
-
-    ColorRole color_;
 };
 
 } // namespace kestrelnet

@@ -11,6 +11,7 @@
 #include <QApplication>
 #include <QCheckBox>
 #include <QDesktopServices>
+#include <QLabel>
 #include <QLineEdit>
 #include <QPushButton>
 #include <QScrollArea>
@@ -88,6 +89,7 @@ class SettingsViewTest : public WidgetTest {
         QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
     }
 
+    const std::string installCommand = tunnel->installCommand();
     QPointer<SettingsWindow> window;
     int terminations = 0;
 };
@@ -121,7 +123,8 @@ TEST_F(SettingsViewTest, ShowsEveryRowThatMayBeThere) {
     EXPECT_THAT(shown(), HasSubstr("Connect automatically|Install the helper first to enable "
                                    "auto-connect (no password prompt)|Helper"));
     EXPECT_THAT(shown(), HasSubstr("Binary|Not found|Install the client binary first:|"
-                                   "Install command|kestrel.example"));
+                                   "curl -sSL https://kestrelnet.example/downloads/"
+                                   "install-client.sh | sh|kestrel.example"));
 }
 
 TEST_F(SettingsViewTest, WithoutAKeyNothingIsSavedAndNothingConnects) {
@@ -351,18 +354,20 @@ TEST_F(SettingsViewTest, LinksOpenInTheBrowser) {
               "https://kestrel.example/portal|https://kestrel.example");
 }
 
-TEST_F(SettingsViewTest, TheInstallCommandCanBeSelectedAndNotChanged) {
+TEST_F(SettingsViewTest, TheInstallCommandCanBeSelectedWholeAndNotChanged) {
     open();
-    auto* const command = qobject_cast<QLineEdit*>(
-        control(*window, QAccessible::EditableText, QStringLiteral("Install command")));
-    ASSERT_NE(command, nullptr);
-    command->setFocus();
-    QTest::keyClicks(command, QStringLiteral("x"));
-    QTest::keySequence(command, QKeySequence::SelectAll);
-    EXPECT_EQ(command->selectedText(),
-              QStringLiteral("curl -sSL https://kestrelnet.example/downloads/install-client.sh | "
-                             "sh"));
-    EXPECT_TRUE(command->isReadOnly());
+    auto* const text = qobject_cast<QLabel*>(
+        control(*window, QAccessible::StaticText, QString::fromStdString(installCommand)));
+    ASSERT_NE(text, nullptr);
+    text->setFocus(Qt::TabFocusReason);
+    EXPECT_EQ(text->selectedText().toStdString(), installCommand);
+    QTest::keyClicks(text, QStringLiteral("x"));
+    EXPECT_EQ(text->text().toStdString(), installCommand);
+    QTest::mouseClick(text, Qt::LeftButton, {}, text->rect().center());
+    EXPECT_FALSE(text->hasSelectedText());
+    QTest::keySequence(text, QKeySequence::SelectAll);
+    EXPECT_EQ(text->selectedText().toStdString(), installCommand);
+    EXPECT_LE(text->sizeHint().height(), text->height());
 }
 
 TEST_F(SettingsViewTest, AClientThatWasInstalledMeanwhileIsSeenWhenTheWindowIsBack) {
@@ -479,7 +484,8 @@ TEST_F(SettingsViewTest, TabReachesEveryControlInTheOrderOfReading) {
     }
     EXPECT_EQ(order.join(u'|').toStdString(),
               "Device API Key|Show|Save|kestrel.example/portal|Connect|Start at login|"
-              "Connect automatically|Install command|kestrel.example|Uninstall Kestrelnet...");
+              "Connect automatically|" +
+                  installCommand + "|kestrel.example|Uninstall Kestrelnet...");
     EXPECT_EQ(QApplication::focusWidget(), field());
 }
 
