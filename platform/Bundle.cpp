@@ -19,7 +19,7 @@ std::string mainBundlePath() {
 }
 
 std::optional<std::string> shortVersionString(const std::string& path) {
-    const auto text = files::read(path + "/Contents/Info.plist");
+    const auto text = files::read(path + "/Contents/Info.plist", propertyList::largest);
     if (!text) {
         return std::nullopt;
     }

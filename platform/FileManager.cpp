@@ -42,8 +42,7 @@ bool createFolder(const std::string& path) {
     return !error && std::filesystem::is_directory(path, error);
 }
 
-std::optional<std::string> read(const std::string& path) {
-    constexpr off_t largest = 1024L * 1024 * 1024;
+std::optional<std::string> read(const std::string& path, std::int64_t largest) {
     // A named pipe would hold up whoever opens it.
     QFile file;
     const int descriptor = ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);

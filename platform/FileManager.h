@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -14,8 +15,9 @@ bool exists(const std::string& path);
 /// Makes a folder, with those above it that are missing. Fails where something else is in the way.
 bool createFolder(const std::string& path);
 
-/// The whole of a regular file; nothing for anything else, and for a file of more than 1 GiB.
-std::optional<std::string> read(const std::string& path);
+/// The whole of a regular file; nothing for anything else, and for one of more than `largest`
+/// bytes.
+std::optional<std::string> read(const std::string& path, std::int64_t largest = 1LL << 30);
 
 /// Replaces the file at `path` whole: it holds the old text or the new, never a part. A file that
 /// was there keeps its owner, group and mode, else nothing is written; a link to one stays a link.

@@ -131,6 +131,9 @@ const Value* Value::at(std::string_view key) const {
 }
 
 std::variant<Value, Error> parse(std::string_view text) {
+    if (std::cmp_greater(text.size(), largest)) {
+        return Error{"longer than any property list"};
+    }
     return Parser(text).run();
 }
 

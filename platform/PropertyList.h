@@ -4,6 +4,7 @@
 
 #include "platform/Error.h"
 
+#include <cstdint>
 #include <map>
 #include <string>
 #include <string_view>
@@ -33,6 +34,9 @@ struct Value {
 
     bool operator==(const Value&) const = default;
 };
+
+/// The bytes of the longest text that is read.
+constexpr std::int64_t largest = 1024LL * 1024;
 
 /// The value that `text`, UTF-8, holds; or why it is no property list, with the line. Nested no
 /// deeper than 32 levels. Of equal keys the last one counts.

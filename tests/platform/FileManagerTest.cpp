@@ -178,6 +178,12 @@ TEST_F(FileManagerTest, ReadsARegularFileWhole) {
     EXPECT_EQ(files::read(folder.file("link"))->size(), 3'000'000U);
 }
 
+TEST_F(FileManagerTest, ReadsNoMoreThanItMay) {
+    const std::string file = folder.write("file", "12345");
+    EXPECT_EQ(files::read(file, 5), "12345");
+    EXPECT_EQ(files::read(file, 4), std::nullopt);
+}
+
 TEST_F(FileManagerTest, ReadsNothingElseAndNeverWaits) {
     ASSERT_EQ(::mkfifo(folder.file("fifo").c_str(), 0600), 0);
     fs::create_symlink("nothing", folder.file("dangling"));

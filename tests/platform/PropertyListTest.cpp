@@ -100,7 +100,14 @@ TEST(PropertyListTest, goesDownThirtyTwoLevels) {
     };
     EXPECT_EQ(refusal(nested(32)), "");
     EXPECT_THAT(refusal(nested(33)), HasSubstr("too many"));
-    EXPECT_THAT(refusal(nested(100'000)), HasSubstr("too many"));
+    EXPECT_THAT(refusal(nested(60'000)), HasSubstr("too many"));
+}
+
+TEST(PropertyListTest, isNoLongerThanOneMebibyte) {
+    const std::size_t room = 1024UL * 1024 - plist("<string></string>").size();
+    EXPECT_EQ(refusal(plist("<string>" + std::string(room, 'x') + "</string>")), "");
+    EXPECT_THAT(refusal(plist("<string>" + std::string(room + 1, 'x') + "</string>")),
+                HasSubstr("longer"));
 }
 
 TEST(PropertyListTest, entitiesThatGrowAreRefused) {

@@ -102,18 +102,21 @@ std::variant<LaunchAgent, Error> launchAgent(std::string_view text) {
 }
 
 std::string autostartEntry(const LaunchAgent& agent) {
-    std::string exec;
+    const std::string& program = agent.arguments.front();
+    // GLib and systemd look the first word up before they undo "%%". What stands before it then
+    // only runs the rest; "env" would take a "=" in the path for a variable.
+    std::string exec = program.find('%') == std::string::npos ? "" : "/usr/bin/nice -n 0";
     for (const std::string& argument : agent.arguments) {
         exec += (exec.empty() ? "" : " ") + execArgument(argument);
     }
-    return "[Desktop Entry]\n"
+    return "# Kestrelnet writes and removes this file as \"Start at login\" is switched.\n"
+           "[Desktop Entry]\n"
            "Type=Application\n"
            "Name=Kestrelnet\n"
            "Icon=com.kestrelnetvpn.app\n"
            "Exec=" +
-           exec + "\nTryExec=" + stringValue(agent.arguments.front()) +
+           exec + "\nTryExec=" + stringValue(program) +
            "\nTerminal=false\n"
-           "NoDisplay=true\n"
            "X-GNOME-Autostart-enabled=true\n";
 }
 

@@ -89,6 +89,7 @@ TEST(AutostartEntryTest, isWhatADesktopExpects) {
     EXPECT_EQ(autostartEntry({.label = "com.kestrelnetvpn.app",
                               .arguments = {"/usr/lib/kestrelnet/Contents/Linux/kestrelnet"},
                               .runAtLoad = true}),
+              "# Kestrelnet writes and removes this file as \"Start at login\" is switched.\n"
               "[Desktop Entry]\n"
               "Type=Application\n"
               "Name=Kestrelnet\n"
@@ -96,13 +97,13 @@ TEST(AutostartEntryTest, isWhatADesktopExpects) {
               "Exec=\"/usr/lib/kestrelnet/Contents/Linux/kestrelnet\"\n"
               "TryExec=/usr/lib/kestrelnet/Contents/Linux/kestrelnet\n"
               "Terminal=false\n"
-              "NoDisplay=true\n"
               "X-GNOME-Autostart-enabled=true\n");
 }
 
 TEST(AutostartEntryTest, escapesWhatMeansSomethingInAnExecLine) {
     EXPECT_EQ(lineOf("Exec", {"/a b", "c"}), R"(Exec="/a b" "c")");
-    EXPECT_EQ(lineOf("Exec", {"/100%"}), R"(Exec="/100%%")");
+    EXPECT_EQ(lineOf("Exec", {"/a", "100%"}), R"(Exec="/a" "100%%")");
+    EXPECT_EQ(lineOf("Exec", {"/100%"}), R"(Exec=/usr/bin/nice -n 0 "/100%%")");
     EXPECT_EQ(lineOf("Exec", {R"(/a"b`c$d)"}), R"(Exec="/a\\"b\\`c\\$d")");
     EXPECT_EQ(lineOf("Exec", {R"(/a\b)"}), R"(Exec="/a\\\\b")");
     EXPECT_EQ(lineOf("Exec", {"/\u00FC;#&<>~'"}), "Exec=\"/\u00FC;#&<>~'\"");

@@ -5,6 +5,7 @@
 #include "system/LoginAgent.h"
 #include "tests/support/ChildProgram.h"
 #include "tests/support/TemporaryFolder.h"
+#include "tests/support/Waiting.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -21,7 +22,7 @@ using testing::StartsWith;
 
 class LaunchctlTest : public testing::Test {
   protected:
-    /// Runs it, with `limit` before it for the shell; its status.
+    /// Runs it, with `limit` before it for the shell, which has it as "$@"; its status.
     int run(const std::vector<std::string>& arguments, const std::string& limit = ":") {
         std::vector<std::string> command{"/bin/sh", "-c",
                                          limit + "; \"$@\" 2>'" + folder.file("errors") + "'", "sh",
@@ -52,11 +53,37 @@ TEST_F(LaunchctlTest, loadWritesTheEntryAndUnloadRemovesIt) {
     writeList("/opt/Kestrelnet");
     EXPECT_EQ(load(), 0);
     EXPECT_EQ(written(), entryOf("/opt/Kestrelnet"));
-    EXPECT_EQ(fs::status(entry()).permissions() & fs::perms::group_write, fs::perms::none);
+    EXPECT_EQ(fs::status(entry()).permissions(), fs::perms::owner_read | fs::perms::owner_write);
+    for (const char* made : {"config", "config/autostart"}) {
+        EXPECT_EQ(fs::status(folder.file(made)).permissions(), fs::perms::owner_all) << made;
+    }
     EXPECT_EQ(unload(), 0);
     EXPECT_FALSE(files::exists(entry()));
     EXPECT_TRUE(files::exists(folder.file("config/autostart")));
     EXPECT_EQ(errors(), "");
+}
+
+TEST_F(LaunchctlTest, aDesktopStartsTheProgramWhateverItsPath) {
+    for (const char* name :
+         {"plain", "with blank", " blank at the start", "100% off", "%u", "a%%=b", R"(back\slash)",
+          R"(\s)", R"(\\)", "$HOME", "${HOME}", "`id`", R"("quoted")", "it's", "a;b#c", "a=b",
+          "[~*?(x)|>", "gr\u00FC\u00DFe \u65E5\u672C"}) {
+        const std::string program = std::string(name) + "/Contents/Linux/kestrelnet";
+        const std::string started = folder.file("started");
+        folder.write(program, "#!/bin/sh\nprintf '%s' \"$# $0\" >'" + started + "'\n");
+        fs::permissions(folder.file(program), fs::perms::owner_all);
+        std::string bundle = folder.file(name);
+        if (const auto sign = bundle.find('>'); sign != std::string::npos) {
+            bundle.replace(sign, 1, "&gt;");
+        }
+        writeList(bundle);
+        ASSERT_EQ(load(), 0) << name << ": " << errors();
+        EXPECT_EQ(ChildProgram({"desktop-file-validate", entry()}).exitStatus(), 0) << name;
+        EXPECT_EQ(ChildProgram({"gio", "launch", entry()}).exitStatus(), 0) << name;
+        EXPECT_TRUE(waitFor([&] { return readFile(started) == "0 " + folder.file(program); }))
+            << name << ": " << readFile(started);
+        fs::remove(started);
+    }
 }
 
 TEST_F(LaunchctlTest, loadReplacesWhatWasThere) {
@@ -81,7 +108,7 @@ TEST_F(LaunchctlTest, whatIsNotToRunAtLoginIsNoEntry) {
 TEST_F(LaunchctlTest, unloadingWhatIsNotLoadedIsAnError) {
     writeList("/opt/Kestrelnet");
     EXPECT_EQ(unload(), 1);
-    EXPECT_THAT(errors(), StartsWith("launchctl: " + entry() + " is not there"));
+    EXPECT_EQ(errors(), "launchctl: " + entry() + ": No such file or directory\n");
 }
 
 TEST_F(LaunchctlTest, aListThatCannotBeReadChangesNothing) {
@@ -100,6 +127,8 @@ TEST_F(LaunchctlTest, aListThatCannotBeReadChangesNothing) {
             EXPECT_EQ(written(), before) << name;
         }
     }
+    run({"load", folder.file("huge")});
+    EXPECT_THAT(errors(), HasSubstr("cannot be read"));
 }
 
 TEST_F(LaunchctlTest, anAutostartFolderThatIsAFileIsLeftAlone) {
@@ -111,11 +140,31 @@ TEST_F(LaunchctlTest, anAutostartFolderThatIsAFileIsLeftAlone) {
     EXPECT_EQ(readFile(inTheWay), "mine");
 }
 
-TEST_F(LaunchctlTest, anEntryThatIsAFolderIsNotWritten) {
+TEST_F(LaunchctlTest, anEntryThatIsAFolderIsLeftAlone) {
     writeList("/opt/Kestrelnet");
-    fs::create_directories(entry());
+    const std::string inside = folder.write("config/autostart/com.kestrelnetvpn.app.desktop/a", "");
     EXPECT_EQ(load(), 1);
     EXPECT_THAT(errors(), HasSubstr("cannot be written"));
+    EXPECT_EQ(unload(), 1);
+    EXPECT_EQ(errors(), "launchctl: " + entry() + ": Is a directory\n");
+    EXPECT_TRUE(files::exists(inside));
+}
+
+TEST_F(LaunchctlTest, aReadOnlyFolderStaysAsItIs) {
+    writeList("/opt/Kestrelnet");
+    ASSERT_EQ(load(), 0);
+    const std::string before = written();
+    writeList("/opt/moved");
+    const fs::path autostart = fs::path(entry()).parent_path();
+    fs::permissions(autostart, fs::perms::owner_read | fs::perms::owner_exec);
+    // Permissions do not bind root with all its capabilities.
+    const std::string bound = "[ $(id -u) != 0 ] || set -- setpriv --bounding-set=-all \"$@\"";
+    EXPECT_EQ(run({"load", list()}, bound), 1);
+    EXPECT_THAT(errors(), HasSubstr("cannot be written"));
+    EXPECT_EQ(run({"unload", list()}, bound), 1);
+    EXPECT_EQ(errors(), "launchctl: " + entry() + ": Permission denied\n");
+    fs::permissions(autostart, fs::perms::owner_all);
+    EXPECT_EQ(written(), before);
 }
 
 TEST_F(LaunchctlTest, aFullDiskLeavesTheOldEntryWhole) {
