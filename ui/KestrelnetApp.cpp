@@ -33,6 +33,7 @@ KestrelnetApp::~KestrelnetApp() = default;
 
 void KestrelnetApp::trayAppeared() {
     panelForm_ = Panel::Form::popup;
+    trayIcon_.reset();
     trayIcon_ = std::make_unique<TrayIcon>(
         *tunnel_, outside_.platform.mainQueue,
         TrayIcon::Actions{.togglePanel = [this] { togglePanel(); },
