@@ -3,9 +3,8 @@
 
 import subprocess
 
-from gi.repository import Gio
-
 import screen
+from bus import session_bus
 from process import end_with_parent, ended
 from tray import has_tray
 from waiting import NotSeen, wait_until
@@ -38,7 +37,7 @@ class Host:
     def _takes_icons(self):
         if self.name == "trayer":
             return screen.window_area("panel")
-        return has_tray(Gio.bus_get_sync(Gio.BusType.SESSION))
+        return has_tray(session_bus())
 
     def __exit__(self, *_):
         self.end()
