@@ -19,10 +19,12 @@ COMMANDS = {
 
 
 class Host:
-    """A context manager: the host runs, and takes icons, inside it."""
+    """A context manager: the host runs, and takes icons, inside it. `on_failure` is called at its
+    end when something has failed."""
 
-    def __init__(self, name):
+    def __init__(self, name, on_failure=lambda: None):
         self.name = name
+        self._on_failure = on_failure
         self._process = None
 
     def __enter__(self):
@@ -39,9 +41,15 @@ class Host:
             return screen.window_area("panel")
         return has_tray(session_bus())
 
-    def __exit__(self, *_):
+    def __exit__(self, failure, *_):
+        if failure:
+            self._on_failure()
         self.end()
 
     def end(self):
         self._process.terminate()
-        wait_until(lambda: ended(self._process), 10, f"{self.name} does not end.")
+        try:
+            wait_until(lambda: ended(self._process), 5, "")
+        except NotSeen:
+            self._process.kill()
+            self._process.wait()
