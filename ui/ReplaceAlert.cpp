@@ -1,28 +1,24 @@
 // SPDX-License-Identifier: MIT
 #include "ui/ReplaceAlert.h"
 
-#include <QPushButton>
+#include <utility>
 
 namespace kestrelnet {
 
-ReplaceAlert::ReplaceAlert() {
-    const QString title = QStringLiteral("Kestrelnet does not answer");
-    setWindowTitle(title);
-    setTextFormat(Qt::PlainText);
-    setText(title);
-    setInformativeText(QStringLiteral(
-        "It is running already, but has not answered. You can end it by force, which also ends its "
-        "connection, and start it again."));
-    setIcon(QMessageBox::Warning);
-    replace_ = addButton(QStringLiteral("End and Start Again"), QMessageBox::DestructiveRole);
-    auto* const cancel = addButton(QStringLiteral("Cancel"), QMessageBox::RejectRole);
-    setDefaultButton(cancel);
-    setEscapeButton(cancel);
+ReplaceAlert::ReplaceAlert(std::function<void()> replace)
+    : Alert(nullptr, "exclamationmark.shield", ColorRole::red,
+            QStringLiteral("Kestrelnet does not answer"),
+            QStringLiteral("It is running already, but has not answered. You can end it by force, "
+                           "which also ends its connection, and start it again.")) {
+    addDefaultButton(QStringLiteral("Cancel"), Kind::ordinary, {});
+    addButton(QStringLiteral("End and Start Again"), Kind::destructive, std::move(replace));
 }
 
-bool ReplaceAlert::isAccepted() {
-    exec();
-    return clickedButton() == replace_;
+bool ReplaceAlert::ask() {
+    bool isAccepted = false;
+    auto* const alert = new ReplaceAlert([&isAccepted] { isAccepted = true; });
+    alert->exec();
+    return isAccepted;
 }
 
 } // namespace kestrelnet

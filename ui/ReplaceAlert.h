@@ -1,21 +1,21 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include <QMessageBox>
+#include "ui/Alert.h"
+
+#include <functional>
 
 namespace kestrelnet {
 
 /// Asks whether a running Kestrelnet that does not answer is to be ended, so that this one can take
 /// its place. To wait longer is the safe answer.
-class ReplaceAlert final : public QMessageBox {
+class ReplaceAlert final : public Alert {
   public:
-    ReplaceAlert();
-
-    /// Returns once it is answered.
-    bool isAccepted();
+    /// Returns once the question is answered.
+    static bool ask();
 
   private:
-    QAbstractButton* replace_;
+    explicit ReplaceAlert(std::function<void()> replace);
 };
 
 } // namespace kestrelnet

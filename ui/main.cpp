@@ -46,7 +46,7 @@ ApplicationInstance::Acquisition acquire(ApplicationInstance& instance,
     while (acquisition == ApplicationInstance::Acquisition::unresponsive) {
         complain("it is running already, but does not answer.");
         const Theme theme;
-        if (!ReplaceAlert().isAccepted() || !instance.endOther()) {
+        if (!ReplaceAlert::ask() || !instance.endOther()) {
             break;
         }
         acquisition = instance.acquire(links);
