@@ -14,7 +14,7 @@ LAST = "Uninstall Kestrelnet..."
 
 SETTINGS_FILE = """[General]
 kestrelnet_api_key=dev_demonstration
-kestrelnet_auto_connect=true
+kestrelnet_auto_connect={auto_connect}
 """
 
 
@@ -82,11 +82,11 @@ def with_nothing_installed(app, pictures, appearance):
     portraits.take(PANEL, "panel-error")
 
 
-def write_settings():
+def write_settings(auto_connect):
     path = os.path.join(os.environ["XDG_CONFIG_HOME"], "com.kestrelnetvpn.app.conf")
     os.makedirs(os.path.dirname(path), exist_ok=True)
     with open(path, "w", encoding="utf-8") as file:
-        file.write(SETTINGS_FILE)
+        file.write(SETTINGS_FILE.format(auto_connect=str(auto_connect).lower()))
 
 
 def uninstall(app, portraits):
