@@ -31,8 +31,9 @@ class ApplicationInstance {
         /// Another process is the instance, and has taken the links or the activation. End, with
         /// success.
         passedOn,
-        /// Another process is the instance, but has not answered in time. Say so and end, with
-        /// failure: a second instance would fight with the first for the tunnel.
+        /// Another process is the instance, but has not answered in time. Say so, and end with
+        /// failure or, when the user wants that, end the other one by force: a second instance
+        /// beside the first would fight with it for the tunnel.
         unresponsive,
     };
 
@@ -42,11 +43,15 @@ class ApplicationInstance {
     ApplicationInstance(const ApplicationInstance&) = delete;
     ApplicationInstance& operator=(const ApplicationInstance&) = delete;
 
-    /// To be called once. `urls` are the links that this process was started with: the instance
-    /// opens them, be it this process or another one; when there are none, another one is
-    /// activated. It gets up to `patience` to answer.
+    /// To be called once, and once more after endOther(). `urls` are the links that this process
+    /// was started with: the instance opens them, be it this process or another one; when there are
+    /// none, another one is activated. It gets up to `patience` to answer.
     [[nodiscard]] Acquisition acquire(const std::vector<std::string>& urls = {},
                                       std::chrono::milliseconds patience = std::chrono::seconds(4));
+
+    /// Ends the process that has not answered by force; whether there is none any more within
+    /// `patience`. A link that it was asked to open is lost with it.
+    [[nodiscard]] bool endOther(std::chrono::milliseconds patience = std::chrono::seconds(4));
 
     /// From now on `handlers` are called, from the event loop and in the order of the requests.
     /// Requests that came earlier have waited for this.

@@ -54,7 +54,7 @@ find_bundle() {
         return
     fi
     local source_tree=${here%/*}
-    for bundle in "$source_tree"/{Kestrelnet,Kestrelnet.app,build/release/Kestrelnet}; do
+    for bundle in "$source_tree"/{Kestrelnet,Kestrelnet.app,build/release/Kestrelnet,build/release/Kestrelnet.app}; do
         if [[ -e $bundle/Contents/Helpers/${helper##*/} ]]; then
             say "installing from $bundle"
             return

@@ -105,7 +105,8 @@ void Alert::addDefaultButton(const QString& label, Kind kind, std::function<void
     auto* const button =
         qobject_cast<QPushButton*>(buttons_->itemAt(buttons_->count() - 1)->widget());
     button->setDefault(true);
-    button->setFocus(Qt::OtherFocusReason);
+    // With its ring: this is what Return would press.
+    button->setFocus(Qt::TabFocusReason);
 }
 
 } // namespace kestrelnet

@@ -5,9 +5,13 @@
 #include "ui/Symbols.h"
 #include "ui/TextStyle.h"
 
+#include <QFocusEvent>
 #include <QFontMetrics>
 #include <QKeyEvent>
+#include <QMouseEvent>
 #include <QPainter>
+
+#include <utility>
 
 namespace kestrelnet {
 
@@ -25,12 +29,47 @@ int symbolSide(const QFont& font) {
 } // namespace
 
 void Button::keyPressEvent(QKeyEvent* event) {
+    setUsesKeyboard(true);
     if (event->key() != Qt::Key_Return && event->key() != Qt::Key_Enter) {
         return QPushButton::keyPressEvent(event);
     }
     // A key that is held down must not connect and disconnect in turns.
     if (!event->isAutoRepeat()) {
         click();
+    }
+}
+
+void Button::mousePressEvent(QMouseEvent* event) {
+    setUsesKeyboard(false);
+    QPushButton::mousePressEvent(event);
+}
+
+void Button::focusInEvent(QFocusEvent* event) {
+    switch (event->reason()) {
+    case Qt::TabFocusReason:
+    case Qt::BacktabFocusReason:
+    case Qt::ShortcutFocusReason:
+        setUsesKeyboard(true);
+        break;
+    case Qt::MouseFocusReason:
+    case Qt::OtherFocusReason:
+        setUsesKeyboard(false);
+        break;
+    default:
+        // The window comes and goes; in it all is as before.
+        break;
+    }
+    QPushButton::focusInEvent(event);
+}
+
+void Button::hideEvent(QHideEvent* event) {
+    usesKeyboard_ = false;
+    QPushButton::hideEvent(event);
+}
+
+void Button::setUsesKeyboard(bool usesKeyboard) {
+    if (std::exchange(usesKeyboard_, usesKeyboard) != usesKeyboard) {
+        update();
     }
 }
 
@@ -71,7 +110,7 @@ void FilledButton::paintEvent(QPaintEvent*) {
     painter.setPen(Qt::NoPen);
     painter.setBrush(face());
     painter.drawRoundedRect(rect(), cornerRadius, cornerRadius);
-    if (hasFocus()) {
+    if (showsFocus()) {
         painter.setBrush(Qt::NoBrush);
         painter.setPen(QPen(Qt::white, 1.5));
         painter.drawRoundedRect(QRectF(rect()).adjusted(2.75, 2.75, -2.75, -2.75), cornerRadius - 2,
@@ -107,8 +146,8 @@ void BorderedButton::paintEvent(QPaintEvent*) {
     QColor face = color;
     face.setAlphaF(isDown() ? 0.16F : underMouse() ? 0.1F : 0.04F);
     painter.setBrush(face);
-    painter.setPen(hasFocus() ? QPen(textColor(ColorRole::accent, palette()), 2)
-                              : QPen(lineColor(palette()), 1));
+    painter.setPen(showsFocus() ? QPen(textColor(ColorRole::accent, palette()), 2)
+                                : QPen(lineColor(palette()), 1));
     const qreal inset = painter.pen().widthF() / 2;
     painter.drawRoundedRect(QRectF(rect()).adjusted(inset, inset, -inset, -inset), cornerRadius,
                             cornerRadius);
@@ -137,7 +176,7 @@ void BorderlessButton::paintEvent(QPaintEvent*) {
         painter.setBrush(face);
         painter.drawRoundedRect(rect(), cornerRadius - 1, cornerRadius - 1);
     }
-    if (hasFocus()) {
+    if (showsFocus()) {
         painter.setBrush(Qt::NoBrush);
         painter.setPen(QPen(textColor(ColorRole::accent, palette()), 1.5));
         painter.drawRoundedRect(QRectF(rect()).adjusted(0.75, 0.75, -0.75, -0.75), cornerRadius - 1,

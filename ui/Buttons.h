@@ -16,7 +16,18 @@ class Button : public QPushButton {
     using QPushButton::QPushButton;
 
   protected:
+    /// Whether it has the focus and the keyboard is what is used: who points needs no ring.
+    bool showsFocus() const { return hasFocus() && usesKeyboard_; }
+
     void keyPressEvent(QKeyEvent* event) override;
+    void mousePressEvent(QMouseEvent* event) override;
+    void focusInEvent(QFocusEvent* event) override;
+    void hideEvent(QHideEvent* event) override;
+
+  private:
+    void setUsesKeyboard(bool usesKeyboard);
+
+    bool usesKeyboard_ = false;
 };
 
 /// A prominent button: white on a filled face, with a symbol before the label or none.

@@ -34,6 +34,7 @@ KestrelnetApp::~KestrelnetApp() {
 
 void KestrelnetApp::trayAppeared() {
     panelForm_ = Panel::Form::popup;
+    trayIcon_.reset();
     trayIcon_ = std::make_unique<TrayIcon>(
         *tunnel_, outside_.platform.mainQueue,
         TrayIcon::Actions{.togglePanel = [this] { togglePanel(); },

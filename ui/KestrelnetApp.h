@@ -35,7 +35,8 @@ class KestrelnetApp final : public QObject {
     KestrelnetApp& operator=(const KestrelnetApp&) = delete;
     ~KestrelnetApp() override;
 
-    /// The desktop has a tray: puts the icon there. From then on the panel belongs to the icon.
+    /// The desktop has a tray: puts the icon there, anew if there was one. From then on the panel
+    /// belongs to the icon.
     void trayAppeared();
     /// The desktop has no tray so far: the panel opens as an ordinary window.
     void trayAbsent();

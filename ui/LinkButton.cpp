@@ -65,7 +65,7 @@ void LinkButton::paintEvent(QPaintEvent*) {
     shown.setUnderline(underMouse());
     painter.setFont(shown);
     painter.setPen(QPen(textColor(ColorRole::accent, palette()), 1.5));
-    if (hasFocus()) {
+    if (showsFocus()) {
         painter.drawRoundedRect(QRectF(rect()).adjusted(0.75, 0.75, -0.75, -0.75), 4, 4);
     }
     // On the line of a text beside it.

@@ -48,8 +48,7 @@ QString explanation(Panel::Closing closing) {
 } // namespace
 
 Panel::Panel(Form form, Context context)
-    : form_(form), context_(std::move(context)), column_(new QVBoxLayout(this)),
-      view_(new MenuBarView(context_.tunnel, context_.mainQueue, context_.actions)) {
+    : form_(form), context_(std::move(context)), column_(new QVBoxLayout(this)) {
     setAccessibleRole(*this, QAccessible::Window);
     setWindowTitle(QStringLiteral("Kestrelnet VPN"));
     if (form_ == Form::popup) {
@@ -59,7 +58,21 @@ Panel::Panel(Form form, Context context)
     column_->setContentsMargins({});
     column_->setSpacing(0);
     column_->setSizeConstraint(QLayout::SetFixedSize);
+    fill();
+}
+
+/// Anew with each of the desktop's fonts: the content keeps no state of its own.
+void Panel::fill() {
+    const bool isExplained = explanation_ != nullptr;
+    delete std::exchange(explanation_, nullptr);
+    delete std::exchange(view_,
+                         new MenuBarView(context_.tunnel, context_.mainQueue, context_.actions));
     column_->addWidget(view_);
+    view_->show();
+    if (isExplained) {
+        explainWindow();
+        explanation_->show();
+    }
 }
 
 void Panel::explainWindow() {
@@ -68,12 +81,12 @@ void Panel::explainWindow() {
                              .width = MenuBarView::innerWidth,
                              .maxLines = 4});
     row->setContent(explanation(context_.closing));
-    auto* margins = new QHBoxLayout;
+    explanation_ = new QWidget;
+    auto* margins = new QHBoxLayout(explanation_);
     margins->setContentsMargins(MenuBarView::padding, 0, MenuBarView::padding,
                                 MenuBarView::padding);
     margins->addWidget(row);
-    column_->addLayout(margins);
-    explanation_ = row;
+    column_->addWidget(explanation_);
 }
 
 void Panel::open() {
@@ -134,6 +147,8 @@ void Panel::place() {
 bool Panel::event(QEvent* event) {
     if (event->type() == QEvent::WindowDeactivate && form_ == Form::popup && isVisible()) {
         hideUnlessOwnDialogIsActive();
+    } else if (event->type() == QEvent::ApplicationFontChange) {
+        fill();
     }
     return QWidget::event(event);
 }

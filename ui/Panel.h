@@ -63,6 +63,7 @@ class Panel final : public QWidget {
     void paintEvent(QPaintEvent* event) override;
 
   private:
+    void fill();
     bool justClosedByClick() const;
     void hideUnlessOwnDialogIsActive();
     void place();
@@ -70,7 +71,7 @@ class Panel final : public QWidget {
     Form form_;
     Context context_;
     QVBoxLayout* column_;
-    MenuBarView* view_;
+    MenuBarView* view_ = nullptr;
     QWidget* explanation_ = nullptr;
     QPoint openedAt_;
     std::optional<Clock::Time> deactivatedAt_;

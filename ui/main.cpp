@@ -4,6 +4,8 @@
 #include "platform/EndRequests.h"
 #include "platform/TrayHost.h"
 #include "ui/KestrelnetApp.h"
+#include "ui/ReplaceAlert.h"
+#include "ui/Theme.h"
 
 #include <QApplication>
 #include <QString>
@@ -36,14 +38,29 @@ void explainFatalMessage(QtMsgType type, const QMessageLogContext&, const QStrin
     std::fprintf(stderr, "%s\n", message.toLocal8Bit().constData());
 }
 
+/// Until this process is the instance, or another one has taken over what it was to do, or the user
+/// does not want the one that hangs to be ended.
+ApplicationInstance::Acquisition acquire(ApplicationInstance& instance,
+                                         const std::vector<std::string>& links) {
+    auto acquisition = instance.acquire(links);
+    while (acquisition == ApplicationInstance::Acquisition::unresponsive) {
+        complain("it is running already, but does not answer.");
+        const Theme theme;
+        if (!ReplaceAlert().isAccepted() || !instance.endOther()) {
+            break;
+        }
+        acquisition = instance.acquire(links);
+    }
+    return acquisition;
+}
+
 int run(QApplication& application, const std::vector<std::string>& links) {
     ApplicationInstance instance;
-    const auto acquisition = instance.acquire(links);
+    const auto acquisition = acquire(instance, links);
     if (acquisition == ApplicationInstance::Acquisition::passedOn) {
         return EXIT_SUCCESS;
     }
     if (acquisition == ApplicationInstance::Acquisition::unresponsive) {
-        complain("it is running already, but does not answer.");
         return EXIT_FAILURE;
     }
     KestrelnetApp shell({.platform = Platform::system(),

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "platform/Appearance.h"
 
+#include "platform/linux/SessionBus.h"
 #include "platform/linux/SessionBusSignal.h"
 
 #include <QDBusConnection>
@@ -26,7 +27,7 @@ QDBusPendingCall readColorScheme() {
         QStringLiteral("org.freedesktop.portal.Desktop"), QLatin1String(portalPath),
         QLatin1String(settingsInterface), QStringLiteral("Read"));
     read << QLatin1String(group) << QLatin1String(key);
-    return QDBusConnection::sessionBus().asyncCall(read);
+    return sessionBus().asyncCall(read);
 }
 
 /// Portals wrap the value once more than their documentation says; some may come to follow it.

@@ -1,6 +1,9 @@
 // SPDX-License-Identifier: MIT
 #include "platform/ApplicationInstance.h"
 
+#include "platform/linux/ForcedEnd.h"
+#include "platform/linux/SessionBus.h"
+
 #include <QDBusArgument>
 #include <QDBusConnection>
 #include <QDBusError>
@@ -23,6 +26,12 @@ constexpr auto applicationPath = "/com/kestrelnetvpn/app";
 constexpr auto applicationInterface = "org.freedesktop.Application";
 constexpr auto tokenKey = "activation-token";
 constexpr auto tokenVariable = "XDG_ACTIVATION_TOKEN";
+/// What they were called before there was Wayland; some launchers know no other name.
+constexpr auto startupKey = "desktop-startup-id";
+constexpr auto startupVariable = "DESKTOP_STARTUP_ID";
+
+/// To the bus: no name is better than one later.
+constexpr uint doNotQueue = 4;
 
 constexpr auto introspection = R"(
 <interface name="org.freedesktop.Application">
@@ -98,12 +107,16 @@ QDBusMessage requestFor(const std::vector<std::string>& urls) {
     if (const QString token = qEnvironmentVariable(tokenVariable); !token.isEmpty()) {
         platformData.insert(QLatin1String(tokenKey), token);
     }
+    if (const QString startup = qEnvironmentVariable(startupVariable); !startup.isEmpty()) {
+        platformData.insert(QLatin1String(startupKey), startup);
+    }
     return request << platformData;
 }
 
 QByteArray activationToken(const QVariant& platformData) {
     const auto map = qdbus_cast<QVariantMap>(platformData);
-    return map.value(QLatin1String(tokenKey)).toString().toUtf8();
+    const QVariant startup = map.value(QLatin1String(startupKey));
+    return map.value(QLatin1String(tokenKey), startup).toString().toUtf8();
 }
 
 /// Whether the owner of the name may have left before it answered.
@@ -153,8 +166,7 @@ class ApplicationInstance::Service : public QDBusVirtualObject {
     }
 
     Acquisition acquire(const std::vector<std::string>& urls, std::chrono::milliseconds patience) {
-        // The object comes before the name: who finds the name can call at once.
-        if (!bus_.registerVirtualObject(QLatin1String(applicationPath), this)) {
+        if (!offerObject()) {
             return openAlone(urls, Acquisition::unavailable);
         }
         const Deadline deadline(patience);
@@ -164,6 +176,7 @@ class ApplicationInstance::Service : public QDBusVirtualObject {
                 return openAlone(urls, Acquisition::unavailable);
             }
             if (*owned) {
+                busReturn_.emplace([this] { offerAgain(); });
                 return openAlone(urls, Acquisition::acquired);
             }
             const QDBusMessage answer = bus_.call(requestFor(urls), QDBus::Block, left);
@@ -175,6 +188,10 @@ class ApplicationInstance::Service : public QDBusVirtualObject {
             }
         }
         return Acquisition::unresponsive;
+    }
+
+    bool endOther(std::chrono::milliseconds patience) {
+        return killOwner(applicationName, patience);
     }
 
     void setHandlers(Handlers handlers) {
@@ -211,9 +228,22 @@ class ApplicationInstance::Service : public QDBusVirtualObject {
     }
 
   private:
+    /// The object comes before the name: who finds the name can call at once.
+    bool offerObject() {
+        const QString path = QLatin1String(applicationPath);
+        return bus_.objectRegisteredAt(path) == this || bus_.registerVirtualObject(path, this);
+    }
+
+    /// Another process may have come first. It does not end this one, which goes on without name.
+    void offerAgain() {
+        bus_ = sessionBus();
+        if (offerObject()) {
+            bus_.send(callToBus("RequestName") << doNotQueue);
+        }
+    }
+
     /// Whether the name is now this process's; nothing when the bus does not say.
     std::optional<bool> requestName(int timeout) {
-        constexpr uint doNotQueue = 4;
         constexpr uint primaryOwner = 1;
         constexpr uint alreadyOwner = 4;
         const QDBusMessage answer =
@@ -250,11 +280,13 @@ class ApplicationInstance::Service : public QDBusVirtualObject {
         }
     }
 
-    QDBusConnection bus_ = QDBusConnection::sessionBus();
+    QDBusConnection bus_ = sessionBus();
     std::optional<Handlers> handlers_;
     std::deque<Request> requests_;
     /// Due in the next turn of the event loop.
     QTimer delivery_;
+    /// Once this process is the instance.
+    std::optional<SessionBusReturn> busReturn_;
 };
 
 ApplicationInstance::ApplicationInstance() : service_(std::make_unique<Service>()) {}
@@ -264,6 +296,10 @@ ApplicationInstance::~ApplicationInstance() = default;
 ApplicationInstance::Acquisition ApplicationInstance::acquire(const std::vector<std::string>& urls,
                                                               std::chrono::milliseconds patience) {
     return service_->acquire(urls, patience);
+}
+
+bool ApplicationInstance::endOther(std::chrono::milliseconds patience) {
+    return service_->endOther(patience);
 }
 
 void ApplicationInstance::setHandlers(Handlers handlers) {

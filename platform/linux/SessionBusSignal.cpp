@@ -5,6 +5,8 @@
 #include <QObject>
 #include <QStringList>
 
+#include <utility>
+
 namespace kestrelnet {
 
 class SignalReceiver : public QObject {
@@ -19,15 +21,24 @@ class SignalReceiver : public QObject {
     std::function<void()> received_;
 };
 
-SessionBusSignal::SessionBusSignal(const Match& match, std::function<void()> received)
-    : receiver_(std::make_unique<SignalReceiver>(std::move(received))) {
+SessionBusSignal::SessionBusSignal(Match match, std::function<void()> received)
+    : match_(std::move(match)), receiver_(std::make_unique<SignalReceiver>(std::move(received))),
+      busReturn_([this] {
+          listen();
+          receiver_->receive();
+      }) {
+    listen();
+}
+
+void SessionBusSignal::listen() const {
     QStringList arguments;
-    for (const std::string& argument : match.arguments) {
+    for (const std::string& argument : match_.arguments) {
         arguments << QString::fromStdString(argument);
     }
-    QDBusConnection::sessionBus().connect(
-        QString(), QString::fromStdString(match.path), QString::fromStdString(match.interface),
-        QString::fromStdString(match.name), arguments, QString(), receiver_.get(), SLOT(receive()));
+    sessionBus().connect(QString(), QString::fromStdString(match_.path),
+                         QString::fromStdString(match_.interface),
+                         QString::fromStdString(match_.name), arguments, QString(), receiver_.get(),
+                         SLOT(receive()));
 }
 
 SessionBusSignal::~SessionBusSignal() = default;

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "platform/TrayHost.h"
 
+#include "platform/linux/SessionBus.h"
 #include "platform/linux/SessionBusSignal.h"
 #include "platform/linux/XEmbedTray.h"
 
@@ -30,7 +31,7 @@ QDBusPendingCall askForHost() {
         QStringLiteral("org.freedesktop.DBus.Properties"), QStringLiteral("Get"));
     question << QLatin1String(watcherName) << QStringLiteral("IsStatusNotifierHostRegistered");
     question.setAutoStartService(false);
-    return QDBusConnection::sessionBus().asyncCall(question, answerTimeout);
+    return sessionBus().asyncCall(question, answerTimeout);
 }
 
 } // namespace
@@ -39,11 +40,18 @@ QDBusPendingCall askForHost() {
 /// makes it ask again.
 class TrayHost::Watch {
   public:
-    explicit Watch(Handlers handlers) : handlers_(std::move(handlers)) {
+    explicit Watch(Handlers handlers)
+        : handlers_(std::move(handlers)), busReturn_([this] { begin(); }) {
         look_.setSingleShot(true);
         QObject::connect(&look_, &QTimer::timeout, &look_, [this] { look(); });
+        begin();
+    }
+
+  private:
+    void begin() {
+        watches_ = true;
         xEmbedTray_ = std::make_unique<XEmbedTray>([this] { look_.start(0); });
-        if (xEmbedTray_->isPresent() || !QDBusConnection::sessionBus().isConnected()) {
+        if (xEmbedTray_->isPresent() || !sessionBus().isConnected()) {
             look_.start(0);
             return;
         }
@@ -57,7 +65,6 @@ class TrayHost::Watch {
         ask();
     }
 
-  private:
     void look() {
         if (xEmbedTray_->isPresent()) {
             reportAppeared();
@@ -82,11 +89,16 @@ class TrayHost::Watch {
     }
 
     void reportAppeared() {
+        // Two questions may have been on their way.
+        if (!std::exchange(watches_, false)) {
+            return;
+        }
         look_.stop();
         hostRegistered_.reset();
         watcherOwner_.reset();
         xEmbedTray_.reset();
-        const auto appeared = std::exchange(handlers_, {}).appeared;
+        handlers_.absent = {};
+        const auto appeared = handlers_.appeared;
         if (appeared) {
             appeared();
         }
@@ -100,12 +112,14 @@ class TrayHost::Watch {
     }
 
     Handlers handlers_;
+    bool watches_ = false;
     /// Looks for the tray of X11 in the next turn of the event loop.
     QTimer look_;
     std::unique_ptr<XEmbedTray> xEmbedTray_;
     std::unique_ptr<SessionBusSignal> watcherOwner_;
     std::unique_ptr<SessionBusSignal> hostRegistered_;
     QObject context_;
+    SessionBusReturn busReturn_;
 };
 
 TrayHost::TrayHost(Handlers handlers) : watch_(std::make_unique<Watch>(std::move(handlers))) {}

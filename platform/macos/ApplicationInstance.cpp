@@ -62,6 +62,10 @@ ApplicationInstance::acquire(const std::vector<std::string>& urls,
     return Acquisition::acquired;
 }
 
+bool ApplicationInstance::endOther(std::chrono::milliseconds /*patience*/) {
+    return false;
+}
+
 void ApplicationInstance::setHandlers(Handlers handlers) {
     service_->setHandlers(std::move(handlers));
 }

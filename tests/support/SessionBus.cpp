@@ -30,14 +30,24 @@ QString nextName() {
 } // namespace
 
 void SessionBus::SetUp() {
+    start();
+}
+
+void SessionBus::start() {
     std::string text = configuration;
     text.replace(text.find("FOLDER"), std::string_view("FOLDER").size(), folder_.path());
     const std::string file = folder_.write("bus.conf", text);
     daemon_.emplace(std::vector<std::string>{"dbus-daemon", "--nofork", "--nopidfile",
                                              "--config-file=" + file, "--print-address=1"});
-    const auto address = daemon_->readLine();
-    ASSERT_TRUE(address);
-    ASSERT_TRUE(qputenv("DBUS_SESSION_BUS_ADDRESS", QByteArray::fromStdString(*address)));
+    ASSERT_TRUE(daemon_->readLine());
+    // Without the bus's own identity, so that another one at this place will do.
+    const std::string address = "unix:path=" + folder_.file("bus");
+    ASSERT_TRUE(qputenv("DBUS_SESSION_BUS_ADDRESS", QByteArray::fromStdString(address)));
+}
+
+void SessionBus::restart() {
+    daemon_.reset();
+    start();
 }
 
 void SessionBus::TearDown() {

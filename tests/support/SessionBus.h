@@ -19,7 +19,12 @@ class SessionBus : public testing::Environment {
     void SetUp() override;
     void TearDown() override;
 
+    /// Under its address; everybody has lost it.
+    void restart();
+
   private:
+    void start();
+
     TemporaryFolder folder_;
     std::optional<ChildProgram> daemon_;
 };

@@ -3,6 +3,7 @@
 
 #include "tests/support/EventLoop.h"
 #include "tests/ui/WidgetTest.h"
+#include "ui/TextRow.h"
 
 #include <QApplication>
 #include <QScreen>
@@ -64,6 +65,77 @@ TEST_F(PanelTest, GrowsAndShrinksWithItsContent) {
     tunnel->lastLog = "";
     time.runPending();
     EXPECT_TRUE(waitUntil([&] { return popup->height() == before; }));
+}
+
+/// The desktop's font, for as long as this.
+class ScopedFontSize {
+  public:
+    explicit ScopedFontSize(double factor) {
+        QFont larger = before_;
+        larger.setPointSizeF(before_.pointSizeF() * factor);
+        QApplication::setFont(larger);
+    }
+    ~ScopedFontSize() { QApplication::setFont(before_); }
+    ScopedFontSize(const ScopedFontSize&) = delete;
+    ScopedFontSize& operator=(const ScopedFontSize&) = delete;
+
+  private:
+    QFont before_ = QApplication::font();
+};
+
+TEST_F(PanelTest, FollowsTheFontSizeWhileItIsOpen) {
+    popup->open();
+    const int before = popup->height();
+    const QStringList content = texts(*popup);
+    {
+        const ScopedFontSize larger(2);
+        EXPECT_TRUE(waitUntil([&] { return popup->height() > before * 5 / 4; }));
+        EXPECT_EQ(popup->width(), 280);
+        EXPECT_EQ(texts(*popup), content);
+    }
+    EXPECT_TRUE(waitUntil([&] { return popup->height() == before; }));
+}
+
+TEST_F(PanelTest, KeepsItsExplanationWhenTheFontChanges) {
+    const auto window = make(Panel::Form::window);
+    window->explainWindow();
+    window->open();
+    const QStringList content = texts(*window);
+    const ScopedFontSize larger(2);
+    EXPECT_EQ(texts(*window), content);
+    window->close();
+    window->open();
+    EXPECT_EQ(texts(*window).last(), QStringLiteral("Quit"));
+}
+
+TEST_F(PanelTest, EverythingIsReadableAtTwiceTheFontSize) {
+    const ScopedFontSize larger(2);
+    for (const bool isConfigured : {true, false}) {
+        tunnel->apiKey = isConfigured ? validKey : "";
+        for (const auto status :
+             {TunnelStatus::disconnected, TunnelStatus::reconnecting, TunnelStatus::connected}) {
+            tunnel->status = status;
+            tunnel->exitIP = "203.0.113.142";
+            tunnel->serverLocation = "Zurich";
+            time.runPending();
+            popup->open();
+            for (const auto* row : popup->findChildren<TextRow*>()) {
+                if (row->isVisible()) {
+                    EXPECT_EQ(row->shownLines().join(QString()).remove(u' '),
+                              row->text().remove(u' '));
+                    EXPECT_GE(row->height(), row->sizeHint().height());
+                }
+            }
+            for (const auto* shown : popup->findChildren<QAbstractButton*>()) {
+                if (shown->isVisible()) {
+                    EXPECT_GE(shown->width(), shown->minimumSizeHint().width());
+                    EXPECT_GE(shown->height(), shown->minimumSizeHint().height());
+                    const QRect place(shown->mapTo(popup.get(), QPoint()), shown->size());
+                    EXPECT_TRUE(popup->rect().contains(place)) << shown->text().toStdString();
+                }
+            }
+        }
+    }
 }
 
 TEST_F(PanelTest, EscapeClosesIt) {

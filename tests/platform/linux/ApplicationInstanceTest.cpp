@@ -103,6 +103,33 @@ TEST(ApplicationProcessesTest, frozenFirstDoesNotHoldUpSecond) {
     EXPECT_EQ(first.readLine(), "activate") << "late, but not lost";
 }
 
+TEST(ApplicationProcessesTest, frozenFirstCanBeEndedAndReplaced) {
+    Probe first;
+    ASSERT_EQ(first.readLine(), "acquired");
+    first.freeze();
+    ApplicationInstance second;
+    ASSERT_EQ(second.acquire({}, std::chrono::milliseconds(300)), Acquisition::unresponsive);
+    EXPECT_TRUE(second.endOther());
+    EXPECT_EQ(first.exitStatus(), std::nullopt) << "not ended by a signal";
+    EXPECT_EQ(second.acquire(), Acquisition::acquired);
+}
+
+TEST(ApplicationProcessesTest, thereMayBeNobodyToEnd) {
+    ApplicationInstance instance;
+    EXPECT_TRUE(instance.endOther());
+    EXPECT_EQ(instance.acquire(), Acquisition::acquired);
+}
+
+TEST(ApplicationProcessesTest, olderNameOfTheTokenServesToo) {
+    Probe first;
+    ASSERT_EQ(first.readLine(), "acquired");
+    Probe second({}, "10000", {{"DESKTOP_STARTUP_ID", "permit-3"}});
+    EXPECT_EQ(first.readLine(), "activate, token permit-3");
+    Probe third({}, "10000",
+                {{"DESKTOP_STARTUP_ID", "permit-4"}, {"XDG_ACTIVATION_TOKEN", "permit-5"}});
+    EXPECT_EQ(first.readLine(), "activate, token permit-5");
+}
+
 TEST(ApplicationProcessesTest, patienceIsBoundedWithoutBeingAsked) {
     Probe first;
     ASSERT_EQ(first.readLine(), "acquired");

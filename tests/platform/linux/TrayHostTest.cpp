@@ -13,7 +13,8 @@
 namespace kestrelnet {
 namespace {
 
-[[maybe_unused]] auto* const bus = testing::AddGlobalTestEnvironment(new SessionBus);
+auto* const bus = new SessionBus;
+[[maybe_unused]] auto* const environment = testing::AddGlobalTestEnvironment(bus);
 
 constexpr auto watcherName = "org.kde.StatusNotifierWatcher";
 constexpr auto watcherPath = "/StatusNotifierWatcher";
@@ -127,6 +128,17 @@ TEST_F(TrayHostTest, watchesNothingOnceAppeared) {
     const TrayHost other({.appeared = [this] { ++appeared_; }, .absent = {}});
     ASSERT_TRUE(waitUntil([this] { return appeared_ == 2; }));
     EXPECT_EQ(watcher.questions(), 2) << "one each";
+}
+
+TEST_F(TrayHostTest, appearsOnceMoreAfterARestartOfTheBus) {
+    auto watcher = std::make_unique<FakeWatcher>(true);
+    watch();
+    ASSERT_TRUE(waitForAppeared());
+    watcher.reset();
+    bus->restart();
+    watcher = std::make_unique<FakeWatcher>(true);
+    EXPECT_TRUE(waitUntil([this] { return appeared_ == 2; }));
+    EXPECT_EQ(absent_, 0);
 }
 
 TEST_F(TrayHostTest, mayBeDestroyedByItsHandlers) {

@@ -2,9 +2,9 @@
 """What programs tell about their windows on the accessibility bus, asked for anew each time: what
 is known from before may be wrong by now."""
 
-from gi.repository import Gio, GLib
+from gi.repository import GLib
 
-from bus import call
+from bus import call, owner_pid, session_bus
 
 ACCESSIBLE = "org.a11y.atspi.Accessible"
 COMPONENT = "org.a11y.atspi.Component"
@@ -74,9 +74,7 @@ class Node:
                 and (name is None or node.name() == name)]
 
     def pid(self):
-        return call(self._bus, "org.freedesktop.DBus", "/org/freedesktop/DBus",
-                    "org.freedesktop.DBus", "GetConnectionUnixProcessID",
-                    GLib.Variant("(s)", (self._name,)))
+        return owner_pid(self._bus, self._name)
 
     def _call(self, interface, method, arguments=None):
         return call(self._bus, self._name, self._path, interface, method, arguments)
@@ -84,11 +82,8 @@ class Node:
 
 class Accessibility:
     def __init__(self):
-        session = Gio.bus_get_sync(Gio.BusType.SESSION)
-        address = call(session, "org.a11y.Bus", "/org/a11y/bus", "org.a11y.Bus", "GetAddress")
-        self._bus = Gio.DBusConnection.new_for_address_sync(
-            address, Gio.DBusConnectionFlags.AUTHENTICATION_CLIENT
-            | Gio.DBusConnectionFlags.MESSAGE_BUS_CONNECTION)
+        self._bus = session_bus(call(session_bus(), "org.a11y.Bus", "/org/a11y/bus",
+                                     "org.a11y.Bus", "GetAddress"))
         self._root = Node(self._bus, "org.a11y.atspi.Registry", "/org/a11y/atspi/accessible/root")
 
     def application(self, pid=None, name=None):

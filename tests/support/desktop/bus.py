@@ -1,6 +1,8 @@
 # SPDX-License-Identifier: MIT
 """Calls on a D-Bus."""
 
+import os
+
 from gi.repository import Gio, GLib
 
 
@@ -12,3 +14,19 @@ def call(bus, name, path, interface, method, arguments=None):
     except GLib.Error:
         return None
     return answer.unpack()[0]
+
+
+def session_bus(address=None):
+    """A connection of its own, whose end does not end this process."""
+    bus = Gio.DBusConnection.new_for_address_sync(
+        address or os.environ["DBUS_SESSION_BUS_ADDRESS"],
+        Gio.DBusConnectionFlags.AUTHENTICATION_CLIENT
+        | Gio.DBusConnectionFlags.MESSAGE_BUS_CONNECTION)
+    bus.set_exit_on_close(False)
+    return bus
+
+
+def owner_pid(bus, name):
+    """The process behind a name, or None."""
+    return call(bus, "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus",
+                "GetConnectionUnixProcessID", GLib.Variant("(s)", (name,)))

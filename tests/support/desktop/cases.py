@@ -3,9 +3,12 @@
 line."""
 
 import argparse
+import contextlib
 import os
+import subprocess
 import sys
 
+from hosts import Host
 from program import Program
 from screen import take
 from waiting import NotSeen
@@ -14,9 +17,15 @@ from waiting import NotSeen
 class Arguments(argparse.Namespace):
     """`application` is the path of the program."""
 
+    has_failed = False
+
     def program(self, *words, **variables):
         """A run of it, with these arguments and environment variables; a context manager."""
         return Program(self.application, *words, on_failure=self._picture_of_failure, **variables)
+
+    def host(self, name):
+        """A tray; a context manager."""
+        return Host(name, on_failure=self._picture_of_failure)
 
     def picture(self, name):
         """Save what is to be seen now."""
@@ -24,10 +33,12 @@ class Arguments(argparse.Namespace):
         take(os.path.join(self.pictures, f"{self.case}-{name}.png"))
 
     def _picture_of_failure(self):
-        try:
-            self.picture("here-it-failed")
-        except (NotSeen, OSError):
-            pass  # There may be no screen any more.
+        """The first is the one that shows all."""
+        if not self.has_failed:
+            self.has_failed = True
+            # There may be no screen any more.
+            with contextlib.suppress(NotSeen, OSError, subprocess.CalledProcessError):
+                self.picture("here-it-failed")
 
 
 def run(cases, description):

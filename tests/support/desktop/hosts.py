@@ -3,9 +3,8 @@
 
 import subprocess
 
-from gi.repository import Gio
-
 import screen
+from bus import session_bus
 from process import end_with_parent, ended
 from tray import has_tray
 from waiting import NotSeen, wait_until
@@ -20,10 +19,12 @@ COMMANDS = {
 
 
 class Host:
-    """A context manager: the host runs, and takes icons, inside it."""
+    """A context manager: the host runs, and takes icons, inside it. `on_failure` is called at its
+    end when something has failed."""
 
-    def __init__(self, name):
+    def __init__(self, name, on_failure=lambda: None):
         self.name = name
+        self._on_failure = on_failure
         self._process = None
 
     def __enter__(self):
@@ -38,11 +39,17 @@ class Host:
     def _takes_icons(self):
         if self.name == "trayer":
             return screen.window_area("panel")
-        return has_tray(Gio.bus_get_sync(Gio.BusType.SESSION))
+        return has_tray(session_bus())
 
-    def __exit__(self, *_):
+    def __exit__(self, failure, *_):
+        if failure:
+            self._on_failure()
         self.end()
 
     def end(self):
         self._process.terminate()
-        wait_until(lambda: ended(self._process), 10, f"{self.name} does not end.")
+        try:
+            wait_until(lambda: ended(self._process), 5, "")
+        except NotSeen:
+            self._process.kill()
+            self._process.wait()

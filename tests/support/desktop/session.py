@@ -13,6 +13,7 @@ import tempfile
 
 from gi.repository import Gio, GLib
 
+from bus import session_bus
 from hosts import COMMANDS
 from process import adopt_orphans, end_with_parent
 from tray import has_tray
@@ -102,16 +103,8 @@ class VirtualDesktop:
             self._spawn(*COMMANDS["xfce4-panel"])
             wait_until(self._shows_tray, 30, "The desktop's panel did not offer a tray.")
 
-    def _connect(self):
-        bus = Gio.DBusConnection.new_for_address_sync(
-            self.environment["DBUS_SESSION_BUS_ADDRESS"],
-            Gio.DBusConnectionFlags.AUTHENTICATION_CLIENT
-            | Gio.DBusConnectionFlags.MESSAGE_BUS_CONNECTION)
-        bus.set_exit_on_close(False)
-        return bus
-
     def _shows_tray(self):
-        bus = self._connect()
+        bus = session_bus(self.environment["DBUS_SESSION_BUS_ADDRESS"])
         try:
             return has_tray(bus)
         finally:
@@ -155,7 +148,7 @@ class VirtualDesktop:
         os.close(writing)
         self.environment["DBUS_SESSION_BUS_ADDRESS"] = read_line(
             reading, 20, "The session bus did not start.")
-        bus = self._connect()
+        bus = session_bus(self.environment["DBUS_SESSION_BUS_ADDRESS"])
         enable_accessibility(bus)
         bus.close_sync()
 

@@ -3,7 +3,7 @@
 
 from gi.repository import Gio, GLib
 
-from bus import call
+from bus import call, owner_pid, session_bus
 
 WATCHER = "org.kde.StatusNotifierWatcher"
 ITEM = "org.kde.StatusNotifierItem"
@@ -17,7 +17,7 @@ def has_tray(bus):
 
 class Tray:
     def __init__(self):
-        self.bus = Gio.bus_get_sync(Gio.BusType.SESSION)
+        self.bus = session_bus()
 
     def item_of(self, pid):
         """The item that the process has registered, or None."""
@@ -25,7 +25,7 @@ class Tray:
                               "RegisteredStatusNotifierItems") or []
         for item in registered:
             name, slash, path = item.partition("/")
-            if self._pid_of(name) == pid:
+            if owner_pid(self.bus, name) == pid:
                 return TrayItem(self, name, slash + path)
         return None
 
@@ -33,11 +33,6 @@ class Tray:
         """A property's value, or None where it cannot be had."""
         return call(self.bus, name, path, "org.freedesktop.DBus.Properties", "Get",
                     GLib.Variant("(ss)", (interface, property_name)))
-
-    def _pid_of(self, name):
-        return call(self.bus, "org.freedesktop.DBus", "/org/freedesktop/DBus",
-                    "org.freedesktop.DBus", "GetConnectionUnixProcessID",
-                    GLib.Variant("(s)", (name,)))
 
 
 class TrayItem:

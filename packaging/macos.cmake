@@ -1,0 +1,23 @@
+# Kestrelnet.app: the target "app" completes what the build has put into it. Not built or tested on
+# macOS yet.
+set(resources ${KESTRELNET_BUNDLE}/Contents/Resources)
+set(iconset ${CMAKE_CURRENT_BINARY_DIR}/Kestrelnet.iconset)
+set(drawing ${CMAKE_SOURCE_DIR}/resources/icons/com.kestrelnetvpn.app.svg)
+
+add_executable(draw-application-icon draw-application-icon.cpp)
+target_link_libraries(draw-application-icon PRIVATE Qt6::Svg)
+add_custom_command(OUTPUT ${resources}/Kestrelnet.icns
+  COMMAND draw-application-icon ${drawing} ${iconset}
+  COMMAND iconutil --convert icns --output ${resources}/Kestrelnet.icns ${iconset}
+  DEPENDS draw-application-icon ${drawing}
+  VERBATIM)
+
+# Qt comes along in the bundle, the demonstration client does not.
+find_program(MACDEPLOYQT macdeployqt HINTS ${QT6_INSTALL_PREFIX}/bin)
+add_custom_target(app
+  COMMAND ${CMAKE_COMMAND} -E rm -f ${resources}/kestrelnet-client
+  COMMAND ${MACDEPLOYQT} ${KESTRELNET_BUNDLE}
+    -executable=$<TARGET_FILE:kestrelnet_network> -always-overwrite
+  DEPENDS ${resources}/Kestrelnet.icns
+  VERBATIM)
+add_dependencies(app kestrelnet kestrelnet_network privileged_helper)

@@ -1,0 +1,96 @@
+// SPDX-License-Identifier: MIT
+#include "platform/linux/SessionBus.h"
+
+#include <QCoreApplication>
+#include <QDBusConnection>
+#include <QObject>
+#include <QPointer>
+#include <QTimer>
+
+#include <algorithm>
+#include <utility>
+
+namespace kestrelnet {
+
+namespace {
+
+using namespace std::chrono_literals;
+
+/// Between attempts to reach the bus again. No signal tells that it is back. A session without its
+/// bus is about to end, more often than not.
+constexpr std::chrono::milliseconds firstPause = 250ms;
+constexpr std::chrono::milliseconds longestPause = 30s;
+
+/// Holds the connection, and makes a new one when it breaks. Lives as long as the application.
+class ConnectionKeeper : public QObject {
+    Q_OBJECT
+
+  public:
+    explicit ConnectionKeeper(QObject* parent) : QObject(parent) {
+        attempt_.setSingleShot(true);
+        connect(&attempt_, &QTimer::timeout, this, [this] { reach(); });
+        watch();
+    }
+
+    QDBusConnection connection() const { return connection_; }
+
+    Q_SIGNAL void returned();
+
+  private:
+    Q_SLOT void startReaching() {
+        pause_ = firstPause;
+        attempt_.start(pause_);
+    }
+
+    void watch() {
+        connection_.connect(QString(), QStringLiteral("/org/freedesktop/DBus/Local"),
+                            QStringLiteral("org.freedesktop.DBus.Local"),
+                            QStringLiteral("Disconnected"), this, SLOT(startReaching()));
+    }
+
+    void reach() {
+        const QString name = QStringLiteral("kestrelnet-session-bus-%1").arg(++count_);
+        QDBusConnection next = QDBusConnection::connectToBus(QDBusConnection::SessionBus, name);
+        if (!next.isConnected()) {
+            QDBusConnection::disconnectFromBus(name);
+            pause_ = std::min(2 * pause_, longestPause);
+            attempt_.start(pause_);
+            return;
+        }
+        QDBusConnection::disconnectFromBus(std::exchange(connection_, next).name());
+        watch();
+        returned();
+    }
+
+    QDBusConnection connection_ = QDBusConnection::sessionBus();
+    QTimer attempt_;
+    std::chrono::milliseconds pause_ = firstPause;
+    int count_ = 0;
+};
+
+ConnectionKeeper& keeper() {
+    static QPointer<ConnectionKeeper> made;
+    if (!made) {
+        made = new ConnectionKeeper(QCoreApplication::instance());
+    }
+    return *made;
+}
+
+} // namespace
+
+QDBusConnection sessionBus() {
+    return keeper().connection();
+}
+
+class SessionBusReturn::Receiver : public QObject {};
+
+SessionBusReturn::SessionBusReturn(std::function<void()> returned)
+    : receiver_(std::make_unique<Receiver>()) {
+    QObject::connect(&keeper(), &ConnectionKeeper::returned, receiver_.get(), std::move(returned));
+}
+
+SessionBusReturn::~SessionBusReturn() = default;
+
+} // namespace kestrelnet
+
+#include "SessionBus.moc"

@@ -1,0 +1,87 @@
+// SPDX-License-Identifier: MIT
+#include "platform/linux/SessionBus.h"
+
+#include "platform/ApplicationInstance.h"
+#include "platform/linux/SessionBusSignal.h"
+#include "tests/support/EventLoop.h"
+#include "tests/support/SessionBus.h"
+
+#include <QDBusConnectionInterface>
+
+#include <gtest/gtest.h>
+
+namespace kestrelnet {
+namespace {
+
+[[maybe_unused]] auto* const bus = new SessionBus;
+[[maybe_unused]] auto* const environment = testing::AddGlobalTestEnvironment(bus);
+
+class SessionBusTest : public testing::Test {
+  protected:
+    /// Until this process has noticed, and has reached the new bus.
+    void restart() {
+        bus->restart();
+        const int before = returns_;
+        ASSERT_TRUE(waitUntil([this, before] { return returns_ > before; }));
+        ASSERT_TRUE(sessionBus().isConnected());
+    }
+
+    int returns_ = 0;
+    const SessionBusReturn busReturn_{[this] { ++returns_; }};
+};
+
+TEST_F(SessionBusTest, isReachedAgainAsOftenAsItRestarts) {
+    ASSERT_TRUE(sessionBus().isConnected());
+    for (int round = 1; round <= 3; ++round) {
+        restart();
+        EXPECT_EQ(returns_, round);
+        roundTrip(sessionBus());
+    }
+}
+
+TEST_F(SessionBusTest, theInstanceHasItsNameAgain) {
+    ApplicationInstance instance;
+    ASSERT_EQ(instance.acquire(), ApplicationInstance::Acquisition::acquired);
+    int activations = 0;
+    instance.setHandlers({.activate = [&activations] { ++activations; }, .open = {}});
+    restart();
+    BusPeer caller;
+    QDBusMessage activate = QDBusMessage::createMethodCall(
+        QStringLiteral("com.kestrelnetvpn.app"), QStringLiteral("/com/kestrelnetvpn/app"),
+        QStringLiteral("org.freedesktop.Application"), QStringLiteral("Activate"));
+    activate << QVariantMap();
+    EXPECT_EQ(answerTo(caller.connection(), activate).type(), QDBusMessage::ReplyMessage);
+    EXPECT_TRUE(waitUntil([&activations] { return activations == 1; }));
+}
+
+TEST_F(SessionBusTest, whoComesFirstMeanwhileKeepsTheName) {
+    ApplicationInstance instance;
+    ASSERT_EQ(instance.acquire(), ApplicationInstance::Acquisition::acquired);
+    bus->restart();
+    BusPeer other;
+    ASSERT_TRUE(other.connection().registerService(QStringLiteral("com.kestrelnetvpn.app")));
+    ASSERT_TRUE(waitUntil([this] { return returns_ > 0; }));
+    roundTrip(sessionBus());
+    EXPECT_EQ(sessionBus()
+                  .interface()
+                  ->serviceOwner(QStringLiteral("com.kestrelnetvpn.app"))
+                  .value()
+                  .toStdString(),
+              other.connection().baseService().toStdString());
+}
+
+TEST_F(SessionBusTest, signalsAreHeardAgainAndTheReturnIsAReasonToAsk) {
+    int received = 0;
+    const SessionBusSignal signal({"/path", "kestrelnet.Test", "Changed", {}},
+                                  [&received] { ++received; });
+    restart();
+    EXPECT_EQ(received, 1);
+    BusPeer sender;
+    roundTrip(sessionBus());
+    EXPECT_TRUE(sender.connection().send(QDBusMessage::createSignal(
+        QStringLiteral("/path"), QStringLiteral("kestrelnet.Test"), QStringLiteral("Changed"))));
+    EXPECT_TRUE(waitUntil([&received] { return received == 2; }));
+}
+
+} // namespace
+} // namespace kestrelnet
