@@ -92,11 +92,13 @@ TEST(PropertyListTest, tellsTheLineOfAnAmpersandThatIsNotEscaped) {
 
 TEST(PropertyListTest, goesDownThirtyTwoLevels) {
     const auto nested = [](int levels) {
-        std::string text = "<true/>";
+        std::string opened;
+        std::string closed;
         for (int i = 0; i < levels; ++i) {
-            text = "<array>" + text + "</array>";
+            opened += "<array>";
+            closed += "</array>";
         }
-        return plist(text);
+        return plist(opened + "<true/>" + closed);
     };
     EXPECT_EQ(refusal(nested(32)), "");
     EXPECT_THAT(refusal(nested(33)), HasSubstr("too many"));

@@ -67,8 +67,8 @@ int main(int count, char** arguments) {
     if (const auto* const error = std::get_if<Error>(&read)) {
         return refuse(path + ": " + error->description);
     }
-    const auto& agent = std::get<LaunchAgent>(read);
+    const auto* const agent = std::get_if<LaunchAgent>(&read);
     const std::string folder = autostartFolder();
-    const std::string entry = folder + "/" + agent.label + ".desktop";
-    return subcommand == "load" ? load(agent, folder, entry) : unload(entry);
+    const std::string entry = folder + "/" + agent->label + ".desktop";
+    return subcommand == "load" ? load(*agent, folder, entry) : unload(entry);
 }

@@ -77,8 +77,8 @@ TEST(LaunchAgentTest, refusesWhatNamesNoProgram) {
           "<key>ProgramArguments</key><array><string>p</string></array>",
           "<key>ProgramArguments</key><array><string/></array>",
           "<key>ProgramArguments</key><array><string>/p\nExec=x</string></array>",
-          "<key>ProgramArguments</key><array><string>/usr/bin/open</string><string>-a</string>"
-          "<string>Kestrelnet</string></array>"}) {
+          R"(<key>ProgramArguments</key>
+             <array><string>/usr/bin/open</string><string>-a</string><string>K</string></array>)"}) {
         EXPECT_NE(refusal(plist(label + std::string(arguments))), "") << arguments;
     }
     EXPECT_NE(refusal("no list"), "");
