@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // The whole application from outside, against a bare Qt program with a tray icon: its start, its
-// memory, its rest, its panel, and how fast its icon follows the client.
+// memory, its rest, its panel, its second start, and how fast its icon follows the client.
 //
 // Runs on the quiet desktop, where the helper is a client that stays silent for a minute.
 
@@ -20,6 +20,8 @@
 #include <string>
 #include <string_view>
 #include <unistd.h>
+#include <utility>
+#include <vector>
 
 namespace {
 
@@ -200,6 +202,41 @@ void measurePanel(Surroundings& around, const std::string& application) {
     report({"Click to painted panel, second time", median(second), Bound::atMost, 16.7, " ms", 1});
 }
 
+/// Starts the application once more while it runs, and returns the milliseconds until there is a
+/// painted window of the first one.
+double startAgain(Surroundings& around, const std::string& application,
+                  std::vector<std::string> arguments) {
+    const ChildProcess second(application, std::move(arguments));
+    around.serveUntil([&] { return around.screen.isWindowPainted(); },
+                      "a second start opened no window", pixelInterval);
+    return millisecondsBetween(second.startTime(), now());
+}
+
+void measureSecondStart(Surroundings& around, const std::string& application) {
+    std::vector<double> panel;
+    std::vector<double> panelAgain;
+    std::vector<double> settings;
+    for (int run = 0; run < panelRuns; ++run) {
+        around.tray.forget();
+        const ChildProcess program(application);
+        awaitIcon(around, program);
+        awaitQuiet(around, program);
+        for (auto* const samples : {&panel, &panelAgain}) {
+            samples->push_back(startAgain(around, application, {}));
+            awaitQuiet(around, program);
+            closePanel(around);
+            awaitQuiet(around, program);
+        }
+        settings.push_back(
+            startAgain(around, application, {"kestrelnet://setup?key=dev_0123456789abcdef"}));
+    }
+    constexpr double target = 100;
+    report({"Second start to painted panel", median(panel), Bound::below, target, " ms", 1,
+            "the panel's second time " + number(median(panelAgain), 1) + " ms"});
+    report({"Link to painted settings, in a running program", median(settings), Bound::below,
+            target, " ms", 1, "by a second start, the settings' first time"});
+}
+
 /// Writes `line` as the client would, into the client's own standard output, and returns the
 /// milliseconds until the icon is said to be new.
 double changeIcon(Surroundings& around, int clientOutput, std::string_view line) {
@@ -262,6 +299,7 @@ int main(int argc, char* argv[]) {
     measureStart(around, application, argv[2]);
     measureRest(around, application);
     measurePanel(around, application);
+    measureSecondStart(around, application);
     writeSettings(true);
     measureRoutes(around, application);
 }
