@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "benchmarks/ChildProcess.h"
 
-#include <array>
 #include <cmath>
 #include <csignal>
 #include <filesystem>
@@ -39,10 +38,15 @@ std::optional<double> valueOf(const std::filesystem::path& path, const std::stri
 
 } // namespace
 
-ChildProcess::ChildProcess(const std::string& path) : start_(now()) {
+ChildProcess::ChildProcess(const std::string& path, std::vector<std::string> arguments)
+    : start_(now()) {
     std::string name = path;
-    const std::array<char*, 2> arguments{name.data(), nullptr};
-    if (::posix_spawn(&pid_, path.c_str(), nullptr, nullptr, arguments.data(), environ) != 0) {
+    std::vector<char*> words{name.data()};
+    for (std::string& argument : arguments) {
+        words.push_back(argument.data());
+    }
+    words.push_back(nullptr);
+    if (::posix_spawn(&pid_, path.c_str(), nullptr, nullptr, words.data(), environ) != 0) {
         giveUp(path + " could not be started");
     }
 }

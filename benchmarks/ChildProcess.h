@@ -6,6 +6,7 @@
 
 #include <string>
 #include <sys/types.h>
+#include <vector>
 
 namespace kestrelnet::benchmarks {
 
@@ -21,7 +22,7 @@ struct Usage {
 /// Runs from construction to destruction.
 class ChildProcess {
   public:
-    explicit ChildProcess(const std::string& path);
+    explicit ChildProcess(const std::string& path, std::vector<std::string> arguments = {});
     ~ChildProcess();
     ChildProcess(const ChildProcess&) = delete;
     ChildProcess& operator=(const ChildProcess&) = delete;

@@ -256,6 +256,41 @@ void measureSettings(Surroundings& around, const std::string& application,
             number(median(memory), 1) + " MiB against " + number(median(bareMemory), 1) + " MiB"});
 }
 
+/// Starts the application once more while it runs, and returns the milliseconds until there is a
+/// painted window of the first one.
+double startAgain(Surroundings& around, const std::string& application,
+                  std::vector<std::string> arguments) {
+    const ChildProcess second(application, std::move(arguments));
+    around.serveUntil([&] { return around.screen.isWindowPainted(); },
+                      "a second start opened no window", pixelInterval);
+    return millisecondsBetween(second.startTime(), now());
+}
+
+void measureSecondStart(Surroundings& around, const std::string& application) {
+    std::vector<double> panel;
+    std::vector<double> panelAgain;
+    std::vector<double> settings;
+    for (int run = 0; run < panelRuns; ++run) {
+        around.tray.forget();
+        const ChildProcess program(application);
+        awaitIcon(around, program);
+        awaitQuiet(around, program);
+        for (auto* const samples : {&panel, &panelAgain}) {
+            samples->push_back(startAgain(around, application, {}));
+            awaitQuiet(around, program);
+            closePanel(around);
+            awaitQuiet(around, program);
+        }
+        settings.push_back(
+            startAgain(around, application, {"kestrelnet://setup?key=dev_0123456789abcdef"}));
+    }
+    constexpr double target = 100;
+    report({"Second start to painted panel", median(panel), Bound::below, target, " ms", 1,
+            "the panel's second time " + number(median(panelAgain), 1) + " ms"});
+    report({"Link to painted settings, in a running program", median(settings), Bound::below,
+            target, " ms", 1, "by a second start, the settings' first time"});
+}
+
 /// Writes `line` as the client would, into the client's own standard output, and returns the
 /// milliseconds until the icon is said to be new.
 double changeIcon(Surroundings& around, int clientOutput, std::string_view line) {
@@ -319,6 +354,7 @@ int main(int argc, char* argv[]) {
     measureRest(around, application);
     measurePanel(around, application);
     measureSettings(around, application, argv[2]);
+    measureSecondStart(around, application);
     writeSettings(true);
     measureRoutes(around, application);
 }
