@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // The whole application from outside, against a bare Qt program with a tray icon: its start, its
-// memory, its rest, its panel, and how fast its icon follows the client.
+// memory, its rest, its windows, its second start, and how fast its icon follows the client.
 //
 // Runs on the quiet desktop, where the helper is a client that stays silent for a minute.
 
@@ -20,6 +20,8 @@
 #include <string>
 #include <string_view>
 #include <unistd.h>
+#include <utility>
+#include <vector>
 
 namespace {
 
