@@ -31,37 +31,26 @@ constexpr Shades greenFill{0xff1b7a38, 0xff217a3c};
 constexpr Shades redFill{0xffc4262e, 0xffc73a3a};
 constexpr Shades secondaryFill{0xff5c6066, 0xff5e6269};
 
-} // namespace
+/// How much darker fills, and colours on white, are where the contrast is high.
+constexpr int highContrastFactor = 160;
 
-QPalette schemePalette(Scheme scheme) {
-    QPalette palette(button.in(scheme), window.in(scheme));
-    palette.setColor(QPalette::WindowText, primary.in(scheme));
-    palette.setColor(QPalette::Text, primary.in(scheme));
-    palette.setColor(QPalette::ButtonText, primary.in(scheme));
-    palette.setColor(QPalette::Base, base.in(scheme));
-    palette.setColor(QPalette::AlternateBase, window.in(scheme));
-    palette.setColor(QPalette::ToolTipBase, button.in(scheme));
-    palette.setColor(QPalette::ToolTipText, primary.in(scheme));
-    palette.setColor(QPalette::PlaceholderText, secondary.in(scheme));
-    palette.setColor(QPalette::Link, accent.in(scheme));
-    palette.setColor(QPalette::LinkVisited, accent.in(scheme));
-    palette.setColor(QPalette::Highlight, accentFill.in(scheme));
-    palette.setColor(QPalette::HighlightedText, Qt::white);
-    for (const auto role : {QPalette::WindowText, QPalette::Text, QPalette::ButtonText}) {
-        palette.setColor(QPalette::Disabled, role, disabled.in(scheme));
+QPalette sharpened(QPalette palette, Scheme scheme) {
+    const QColor ground = scheme == Scheme::dark ? Qt::black : Qt::white;
+    const QColor text = scheme == Scheme::dark ? Qt::white : Qt::black;
+    for (const auto role : {QPalette::Window, QPalette::Base, QPalette::AlternateBase,
+                            QPalette::Button, QPalette::ToolTipBase}) {
+        palette.setColor(role, ground);
     }
+    for (const auto role : {QPalette::WindowText, QPalette::Text, QPalette::ButtonText,
+                            QPalette::ToolTipText, QPalette::PlaceholderText}) {
+        palette.setColor(QPalette::Active, role, text);
+        palette.setColor(QPalette::Inactive, role, text);
+    }
+    palette.setColor(QPalette::Highlight, accentFill.in(scheme).darker(highContrastFactor));
     return palette;
 }
 
-Scheme schemeOf(const QPalette& palette) {
-    return palette.color(QPalette::Window).lightness() <
-                   palette.color(QPalette::WindowText).lightness()
-               ? Scheme::dark
-               : Scheme::light;
-}
-
-QColor textColor(ColorRole role, const QPalette& palette) {
-    const Scheme scheme = schemeOf(palette);
+QColor ordinaryTextColor(ColorRole role, Scheme scheme) {
     switch (role) {
     case ColorRole::secondary:
         return secondary.in(scheme);
@@ -79,8 +68,7 @@ QColor textColor(ColorRole role, const QPalette& palette) {
     return primary.in(scheme);
 }
 
-QColor fillColor(ColorRole role, const QPalette& palette) {
-    const Scheme scheme = schemeOf(palette);
+QColor ordinaryFillColor(ColorRole role, Scheme scheme) {
     switch (role) {
     case ColorRole::orange:
         return orangeFill.in(scheme);
@@ -97,8 +85,62 @@ QColor fillColor(ColorRole role, const QPalette& palette) {
     return accentFill.in(scheme);
 }
 
+} // namespace
+
+QPalette schemePalette(Scheme scheme, Contrast contrast) {
+    QPalette palette(button.in(scheme), window.in(scheme));
+    palette.setColor(QPalette::WindowText, primary.in(scheme));
+    palette.setColor(QPalette::Text, primary.in(scheme));
+    palette.setColor(QPalette::ButtonText, primary.in(scheme));
+    palette.setColor(QPalette::Base, base.in(scheme));
+    palette.setColor(QPalette::AlternateBase, window.in(scheme));
+    palette.setColor(QPalette::ToolTipBase, button.in(scheme));
+    palette.setColor(QPalette::ToolTipText, primary.in(scheme));
+    palette.setColor(QPalette::PlaceholderText, secondary.in(scheme));
+    palette.setColor(QPalette::Link, accent.in(scheme));
+    palette.setColor(QPalette::LinkVisited, accent.in(scheme));
+    palette.setColor(QPalette::Highlight, accentFill.in(scheme));
+    palette.setColor(QPalette::HighlightedText, Qt::white);
+    for (const auto role : {QPalette::WindowText, QPalette::Text, QPalette::ButtonText}) {
+        palette.setColor(QPalette::Disabled, role, disabled.in(scheme));
+    }
+    return contrast == Contrast::high ? sharpened(palette, scheme) : palette;
+}
+
+Scheme schemeOf(const QPalette& palette) {
+    return palette.color(QPalette::Window).lightness() <
+                   palette.color(QPalette::WindowText).lightness()
+               ? Scheme::dark
+               : Scheme::light;
+}
+
+Contrast contrastOf(const QPalette& palette) {
+    const QColor text = palette.color(QPalette::Active, QPalette::WindowText);
+    return text == QColor(Qt::black) || text == QColor(Qt::white) ? Contrast::high
+                                                                  : Contrast::normal;
+}
+
+QColor textColor(ColorRole role, const QPalette& palette) {
+    const Scheme scheme = schemeOf(palette);
+    const QColor color = ordinaryTextColor(role, scheme);
+    if (contrastOf(palette) == Contrast::normal) {
+        return color;
+    }
+    if (role == ColorRole::primary || role == ColorRole::secondary) {
+        return palette.color(QPalette::Active, QPalette::WindowText);
+    }
+    return scheme == Scheme::dark ? color : color.darker(highContrastFactor);
+}
+
+QColor fillColor(ColorRole role, const QPalette& palette) {
+    const QColor color = ordinaryFillColor(role, schemeOf(palette));
+    return contrastOf(palette) == Contrast::high ? color.darker(highContrastFactor) : color;
+}
+
 QColor lineColor(const QPalette& palette) {
-    return line.in(schemeOf(palette));
+    return contrastOf(palette) == Contrast::high
+               ? palette.color(QPalette::Active, QPalette::WindowText)
+               : line.in(schemeOf(palette));
 }
 
 } // namespace kestrelnet

@@ -11,12 +11,16 @@
 namespace kestrelnet {
 
 enum class Scheme { light, dark };
+enum class Contrast { normal, high };
 
 /// The application's palette.
-QPalette schemePalette(Scheme scheme);
+QPalette schemePalette(Scheme scheme, Contrast contrast = Contrast::normal);
 
 /// Dark when the palette writes light on dark.
 Scheme schemeOf(const QPalette& palette);
+
+/// High when the palette has nothing but black and white for its text.
+Contrast contrastOf(const QPalette& palette);
 
 /// For text and symbols on a window: readable at any size.
 QColor textColor(ColorRole role, const QPalette& palette);

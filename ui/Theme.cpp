@@ -5,21 +5,17 @@
 
 namespace kestrelnet {
 
-Theme::Theme()
-    : unasked_(schemeOf(QApplication::palette())),
-      appearance_([this](ColorScheme preference) { apply(preference); }) {
-    apply(appearance_.colorScheme());
+Theme::Theme() : unasked_(schemeOf(QApplication::palette())), appearance_([this] { apply(); }) {
+    apply();
 }
 
-void Theme::apply(ColorScheme preference) const {
-    switch (preference) {
-    case ColorScheme::dark:
-        return QApplication::setPalette(schemePalette(Scheme::dark));
-    case ColorScheme::light:
-        return QApplication::setPalette(schemePalette(Scheme::light));
-    case ColorScheme::noPreference:
-        return QApplication::setPalette(schemePalette(unasked_));
-    }
+void Theme::apply() const {
+    const ColorScheme preference = appearance_.colorScheme();
+    const Scheme scheme = preference == ColorScheme::dark    ? Scheme::dark
+                          : preference == ColorScheme::light ? Scheme::light
+                                                             : unasked_;
+    const Contrast contrast = appearance_.wantsHighContrast() ? Contrast::high : Contrast::normal;
+    QApplication::setPalette(schemePalette(scheme, contrast));
 }
 
 } // namespace kestrelnet

@@ -6,14 +6,15 @@
 
 namespace kestrelnet {
 
-/// Keeps the application's palette light or dark as the desktop wants it, also when that changes.
+/// Keeps the application's palette light or dark, and of high contrast or not, as the desktop wants
+/// it, also when that changes.
 /// To be made with the first window: a program that shows none needs no palette.
 class Theme {
   public:
     Theme();
 
   private:
-    void apply(ColorScheme preference) const;
+    void apply() const;
 
     /// What the toolkit had found out by itself, for desktops that tell no preference.
     Scheme unasked_;

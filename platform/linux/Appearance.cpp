@@ -20,9 +20,10 @@ namespace {
 constexpr auto portalPath = "/org/freedesktop/portal/desktop";
 constexpr auto settingsInterface = "org.freedesktop.portal.Settings";
 constexpr auto group = "org.freedesktop.appearance";
-constexpr auto key = "color-scheme";
+constexpr auto colorSchemeKey = "color-scheme";
+constexpr auto contrastKey = "contrast";
 
-QDBusPendingCall readColorScheme() {
+QDBusPendingCall readSetting(const char* key) {
     QDBusMessage read = QDBusMessage::createMethodCall(
         QStringLiteral("org.freedesktop.portal.Desktop"), QLatin1String(portalPath),
         QLatin1String(settingsInterface), QStringLiteral("Read"));
@@ -31,11 +32,17 @@ QDBusPendingCall readColorScheme() {
 }
 
 /// Portals wrap the value once more than their documentation says; some may come to follow it.
-ColorScheme colorSchemeFrom(QVariant value) {
-    if (value.canConvert<QDBusVariant>()) {
-        value = value.value<QDBusVariant>().variant();
-    }
-    switch (value.toUInt()) {
+/// A value that nobody knows yet is none.
+uint number(const QVariant& value) {
+    constexpr uint largestKnown = 2;
+    const uint number = value.canConvert<QDBusVariant>()
+                            ? value.value<QDBusVariant>().variant().toUInt()
+                            : value.toUInt();
+    return number <= largestKnown ? number : 0;
+}
+
+ColorScheme colorSchemeFrom(uint number) {
+    switch (number) {
     case 1:
         return ColorScheme::dark;
     case 2:
@@ -47,48 +54,56 @@ ColorScheme colorSchemeFrom(QVariant value) {
 
 } // namespace
 
+/// One of the desktop's settings, a number; 0 until it is known.
 class Appearance::Setting {
   public:
-    explicit Setting(Changed changed)
-        : changed_(std::move(changed)),
+    Setting(const char* key, Changed changed)
+        : key_(key), changed_(std::move(changed)),
           settingChanged_({portalPath, settingsInterface, "SettingChanged", {group, key}},
                           [this] { read(); }) {
         read();
     }
 
-    ColorScheme value() const { return value_; }
+    uint value() const { return value_; }
 
   private:
     void read() {
-        auto* answer = new QDBusPendingCallWatcher(readColorScheme(), &context_);
+        auto* answer = new QDBusPendingCallWatcher(readSetting(key_), &context_);
         QObject::connect(answer, &QDBusPendingCallWatcher::finished, &context_,
                          [this](QDBusPendingCallWatcher* finished) {
                              const QDBusPendingReply<QDBusVariant> reply = *finished;
                              finished->deleteLater();
                              if (reply.isValid()) {
-                                 store(colorSchemeFrom(reply.value().variant()));
+                                 store(number(reply.value().variant()));
                              }
                          });
     }
 
-    void store(ColorScheme value) {
+    void store(uint value) {
         if (std::exchange(value_, value) != value && changed_) {
-            changed_(value);
+            changed_();
         }
     }
 
+    const char* key_;
     Changed changed_;
-    ColorScheme value_ = ColorScheme::noPreference;
+    uint value_ = 0;
     SessionBusSignal settingChanged_;
     QObject context_;
 };
 
-Appearance::Appearance(Changed changed) : setting_(std::make_unique<Setting>(std::move(changed))) {}
+Appearance::Appearance(const Changed& changed)
+    : colorScheme_(std::make_unique<Setting>(colorSchemeKey, changed)),
+      contrast_(std::make_unique<Setting>(contrastKey, changed)) {}
 
 Appearance::~Appearance() = default;
 
 ColorScheme Appearance::colorScheme() const {
-    return setting_->value();
+    return colorSchemeFrom(colorScheme_->value());
+}
+
+bool Appearance::wantsHighContrast() const {
+    return contrast_->value() == 1;
 }
 
 } // namespace kestrelnet

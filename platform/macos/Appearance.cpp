@@ -6,12 +6,16 @@ namespace kestrelnet {
 
 class Appearance::Setting {};
 
-Appearance::Appearance(Changed /*changed*/) {}
+Appearance::Appearance(const Changed& /*changed*/) {}
 
 Appearance::~Appearance() = default;
 
 ColorScheme Appearance::colorScheme() const {
     return ColorScheme::noPreference;
+}
+
+bool Appearance::wantsHighContrast() const {
+    return false;
 }
 
 } // namespace kestrelnet

@@ -76,6 +76,23 @@ TEST_P(ColorsTest, ThePaletteTellsItsScheme) {
     EXPECT_EQ(schemeOf(palette), GetParam());
 }
 
+/// What the guidelines ask where contrast is to be enhanced.
+TEST_P(ColorsTest, HighContrastIsHigh) {
+    constexpr double enhanced = 7;
+    const QPalette high = schemePalette(GetParam(), Contrast::high);
+    EXPECT_EQ(schemeOf(high), GetParam());
+    EXPECT_EQ(contrastOf(high), Contrast::high);
+    EXPECT_EQ(contrastOf(palette), Contrast::normal);
+    const QColor window = high.color(QPalette::Window);
+    for (const ColorRole role : roles) {
+        EXPECT_GE(contrast(textColor(role, high), window), enhanced) << static_cast<int>(role);
+        EXPECT_GE(contrast(Qt::white, fillColor(role, high)), enhanced) << static_cast<int>(role);
+    }
+    EXPECT_GE(contrast(lineColor(high), window), enhanced);
+    EXPECT_GE(contrast(high.color(QPalette::HighlightedText), high.color(QPalette::Highlight)),
+              enhanced);
+}
+
 INSTANTIATE_TEST_SUITE_P(Schemes, ColorsTest, testing::Values(Scheme::light, Scheme::dark),
                          [](const auto& each) {
                              return std::string(each.param == Scheme::dark ? "Dark" : "Light");

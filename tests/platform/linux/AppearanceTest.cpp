@@ -23,6 +23,7 @@ constexpr auto portalPath = "/org/freedesktop/portal/desktop";
 constexpr auto settingsInterface = "org.freedesktop.portal.Settings";
 constexpr auto appearanceGroup = "org.freedesktop.appearance";
 constexpr auto colorSchemeKey = "color-scheme";
+constexpr auto contrastKey = "contrast";
 
 QVariant wrapped(const QVariant& value) {
     return QVariant::fromValue(QDBusVariant(value));
@@ -45,6 +46,11 @@ class FakePortal : public QDBusVirtualObject {
         sendChange(appearanceGroup, colorSchemeKey, colorScheme_);
     }
 
+    void changeContrast(uint contrast) {
+        contrast_ = contrast;
+        sendChange(appearanceGroup, contrastKey, contrast);
+    }
+
     void sendChange(const char* group, const char* key, const QVariant& value) {
         QDBusMessage signal =
             QDBusMessage::createSignal(QLatin1String(portalPath), QLatin1String(settingsInterface),
@@ -56,9 +62,16 @@ class FakePortal : public QDBusVirtualObject {
     QString introspect(const QString& /*path*/) const override { return {}; }
 
     bool handleMessage(const QDBusMessage& message, const QDBusConnection& connection) override {
-        const QVariantList expected{QLatin1String(appearanceGroup), QLatin1String(colorSchemeKey)};
+        const QVariantList arguments = message.arguments();
         if (message.interface() != QLatin1String(settingsInterface) ||
-            message.member() != QLatin1String("Read") || message.arguments() != expected) {
+            message.member() != QLatin1String("Read") ||
+            arguments.value(0) != QLatin1String(appearanceGroup)) {
+            return false;
+        }
+        if (arguments.value(1) == QLatin1String(contrastKey)) {
+            return connection.send(message.createReply(wrapped(wrapped(contrast_))));
+        }
+        if (arguments.value(1) != QLatin1String(colorSchemeKey)) {
             return false;
         }
         ++reads_;
@@ -68,6 +81,7 @@ class FakePortal : public QDBusVirtualObject {
   private:
     BusPeer peer_;
     QVariant colorScheme_;
+    uint contrast_ = 0;
     int reads_ = 0;
 };
 
@@ -75,7 +89,7 @@ class AppearanceTest : public testing::Test {
   protected:
     void watch() {
         appearance_ = std::make_unique<Appearance>(
-            [this](ColorScheme colorScheme) { changes_.push_back(colorScheme); });
+            [this] { changes_.push_back(appearance_->colorScheme()); });
         EXPECT_EQ(appearance_->colorScheme(), ColorScheme::noPreference);
     }
 
@@ -119,6 +133,17 @@ TEST_F(AppearanceTest, changesWhileRunning) {
     ASSERT_TRUE(waitFor(ColorScheme::noPreference));
     EXPECT_THAT(changes_,
                 ElementsAre(ColorScheme::dark, ColorScheme::light, ColorScheme::noPreference));
+}
+
+TEST_F(AppearanceTest, contrastChangesWhileRunning) {
+    FakePortal portal(wrapped(0U));
+    watch();
+    EXPECT_FALSE(appearance_->wantsHighContrast());
+    portal.changeContrast(1);
+    EXPECT_TRUE(waitUntil([this] { return appearance_->wantsHighContrast(); }));
+    portal.changeContrast(0);
+    EXPECT_TRUE(waitUntil([this] { return !appearance_->wantsHighContrast(); }));
+    EXPECT_EQ(changes_.size(), 2U);
 }
 
 TEST_F(AppearanceTest, equalValueIsNoChange) {
