@@ -3,12 +3,16 @@
 
 #include "core/TunnelManager.h"
 #include "platform/Bundle.h"
+#include "ui/ApplicationIcon.h"
 #include "ui/HelperAlert.h"
 #include "ui/SettingsWindow.h"
 #include "ui/SetupLink.h"
 #include "ui/Theme.h"
 #include "ui/TrayIcon.h"
 #include "ui/Windows.h"
+
+#include <QApplication>
+#include <QIcon>
 
 #include <utility>
 
@@ -130,6 +134,7 @@ void KestrelnetApp::quit() {
 void KestrelnetApp::prepareWindows() {
     if (!theme_) {
         theme_ = std::make_unique<Theme>();
+        QApplication::setWindowIcon(applicationIcon());
     }
 }
 

@@ -8,6 +8,7 @@
 #include "ui/SettingsWindow.h"
 
 #include <QApplication>
+#include <QImage>
 #include <QLineEdit>
 #include <QPushButton>
 #include <QtTest/QTest>
@@ -389,6 +390,18 @@ TEST_F(KestrelnetAppTest, SettingsStartAnewEachTimeTheyAreOpened) {
         QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
     }
     EXPECT_EQ(*app->tunnel().apiKey, "");
+}
+
+TEST_F(KestrelnetAppTest, WindowsHaveTheApplicationsIcon) {
+    startWithTray();
+    app->showSettingsWindow();
+    const QImage icon = visible<SettingsWindow>()->windowIcon().pixmap(64).toImage();
+    ASSERT_EQ(icon.size(), QSize(64, 64));
+    // Blue ground, white shield, nothing in the corners.
+    EXPECT_EQ(icon.pixelColor(0, 0).alpha(), 0);
+    EXPECT_GT(icon.pixelColor(10, 32).blue(), 150);
+    EXPECT_LT(icon.pixelColor(10, 32).red(), 100);
+    EXPECT_GT(icon.pixelColor(32, 14).red(), 200);
 }
 
 TEST_F(KestrelnetAppTest, OpenSettingsEndWithTheApplication) {
