@@ -14,7 +14,6 @@ namespace {
 namespace fs = std::filesystem;
 using testing::Contains;
 using testing::ElementsAreArray;
-using testing::HasSubstr;
 using testing::IsSupersetOf;
 
 const std::string helperFolder = "/Library/PrivilegedHelperTools";

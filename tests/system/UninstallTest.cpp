@@ -15,7 +15,6 @@ namespace {
 namespace fs = std::filesystem;
 using namespace std::chrono_literals;
 using testing::ElementsAre;
-using testing::IsEmpty;
 
 constexpr const char* ownLine = "export PATH=\"$HOME/.kestrelnet:$PATH\"\n";
 
