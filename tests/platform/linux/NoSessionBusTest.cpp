@@ -39,7 +39,7 @@ TEST(NoSessionBusTest, instanceRunsAllTheSame) {
 
 TEST(NoSessionBusTest, noPreference) {
     bool changed = false;
-    const Appearance appearance([&changed](ColorScheme) { changed = true; });
+    const Appearance appearance([&changed] { changed = true; });
     runPostedEvents();
     EXPECT_EQ(appearance.colorScheme(), ColorScheme::noPreference);
     EXPECT_FALSE(changed);
