@@ -17,7 +17,8 @@ find_program(MACDEPLOYQT macdeployqt HINTS ${QT6_INSTALL_PREFIX}/bin)
 add_custom_target(app
   COMMAND ${CMAKE_COMMAND} -E rm -f ${resources}/kestrelnet-client
   COMMAND ${MACDEPLOYQT} ${KESTRELNET_BUNDLE}
-    -executable=$<TARGET_FILE:kestrelnet_network> -always-overwrite
+    -executable=$<TARGET_FILE:kestrelnet_network> -executable=$<TARGET_FILE:kestrelnet_drawing>
+    -always-overwrite
   DEPENDS ${resources}/Kestrelnet.icns
   VERBATIM)
-add_dependencies(app kestrelnet kestrelnet_network privileged_helper)
+add_dependencies(app kestrelnet kestrelnet_drawing kestrelnet_network privileged_helper)

@@ -1,12 +1,11 @@
 // SPDX-License-Identifier: MIT
 #include "platform/URLSession.h"
 
+#include "platform/Module.h"
 #include "platform/URLConnection.h"
 
 #include <QObject>
 
-#include <cstdio>
-#include <dlfcn.h>
 #include <utility>
 
 namespace kestrelnet {
@@ -15,12 +14,8 @@ namespace {
 
 /// Nothing, with the reason on standard error, when the module is missing.
 std::unique_ptr<URLConnection> loadConnection(const std::string& additionalAuthorities) {
-    // Stays loaded: the network library cannot be unloaded.
-    void* const module = ::dlopen(KESTRELNET_NETWORK_MODULE, RTLD_LAZY | RTLD_LOCAL);
-    void* const maker = module == nullptr ? nullptr : ::dlsym(module, makeURLConnectionName);
+    void* const maker = moduleFunction(KESTRELNET_NETWORK_MODULE, makeURLConnectionName);
     if (maker == nullptr) {
-        static_cast<void>(
-            std::fprintf(stderr, "The network module cannot be used: %s\n", ::dlerror()));
         return nullptr;
     }
     return std::unique_ptr<URLConnection>(

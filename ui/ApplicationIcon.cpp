@@ -1,22 +1,26 @@
 // SPDX-License-Identifier: MIT
 #include "ui/ApplicationIcon.h"
 
+#include "ui/Svg.h"
+
+#include <QByteArray>
 #include <QIcon>
 #include <QPainter>
 #include <QPixmap>
-#include <QSvgRenderer>
+#include <QResource>
 
 namespace kestrelnet {
 
 QIcon applicationIcon() {
-    QSvgRenderer drawing(QStringLiteral(":/icons/com.kestrelnetvpn.app.svg"));
+    const QByteArray drawing =
+        QResource(QStringLiteral(":/icons/com.kestrelnetvpn.app.svg")).uncompressedData();
     QIcon icon;
     // Title bars and lists of windows take the one, switchers the other.
     for (const int side : {32, 64}) {
         QPixmap picture(side, side);
         picture.fill(Qt::transparent);
         QPainter painter(&picture);
-        drawing.render(&painter, QRectF(0, 0, side, side));
+        paintSvg(painter, drawing, QRectF(0, 0, side, side));
         painter.end();
         icon.addPixmap(picture);
     }

@@ -2,13 +2,13 @@
 #include "ui/Symbols.h"
 
 #include "ui/QtText.h"
+#include "ui/Svg.h"
 
 #include <QByteArray>
 #include <QColor>
 #include <QFile>
 #include <QPainter>
 #include <QString>
-#include <QSvgRenderer>
 
 namespace kestrelnet {
 
@@ -31,7 +31,7 @@ void paintSymbol(QPainter& painter, std::string_view name, const QRectF& place,
         return;
     }
     source.replace("currentColor", color.name().toLatin1());
-    QSvgRenderer(source).render(&painter, place);
+    paintSvg(painter, source, place);
 }
 
 } // namespace kestrelnet

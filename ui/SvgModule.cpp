@@ -1,0 +1,16 @@
+// SPDX-License-Identifier: MIT
+// What the module holds that ui/Svg.h tells of.
+#include "ui/Svg.h"
+
+#include <QByteArray>
+#include <QRectF>
+#include <QSvgRenderer>
+
+namespace kestrelnet {
+
+extern "C" Q_DECL_EXPORT void kestrelnetPaintSvg(QPainter& painter, const QByteArray& source,
+                                                 const QRectF& place) {
+    QSvgRenderer(source).render(&painter, place);
+}
+
+} // namespace kestrelnet
