@@ -345,6 +345,7 @@ void SettingsView::applyAbout(const SettingsContent& content) {
 }
 
 void SettingsView::applyAlerts(const SettingsContent& content) {
+    // They go with the view, as what their buttons do; one that takes its place asks again.
     const auto present = [this](QPointer<Alert>& alert, bool isWanted,
                                 bool SettingsViewState::*flag, auto make) {
         if (!isWanted || alert) {
@@ -359,9 +360,9 @@ void SettingsView::applyAlerts(const SettingsContent& content) {
         alert->show();
     };
     present(confirm_, content.showsUninstallConfirm, &SettingsViewState::showUninstallConfirm,
-            [this] { return new UninstallConfirm(window(), [this] { uninstall(); }); });
+            [this] { return new UninstallConfirm(this, [this] { uninstall(); }); });
     present(done_, content.showsUninstallDone, &SettingsViewState::showUninstallDone,
-            [this] { return new UninstallDone(window(), context_.terminate); });
+            [this] { return new UninstallDone(this, context_.terminate); });
 }
 
 void SettingsView::focusKeyField() {

@@ -142,11 +142,11 @@ TEST_F(PromptCommandTest, endsWithItsStarterAlsoWhileNobodyReadsItsWords) {
 
 TEST_F(PromptCommandTest, goesOnWhenNobodyWillReadItsWords) {
     const int reader = readErrorsLate();
-    ChildProgram& program =
-        run("echo runs; until [ -e /tmp/closed ]; do sleep 0.01; done; echo lost >&2; exit 5");
+    ASSERT_EQ(::mkfifo("/tmp/closed", 0600), 0);
+    ChildProgram& program = run("echo runs; read go </tmp/closed; echo lost >&2; exit 5");
     EXPECT_EQ(program.readLine(), "runs");
     ::close(reader);
-    std::ofstream("/tmp/closed") << "";
+    std::ofstream("/tmp/closed") << "go\n";
     EXPECT_EQ(program.exitStatus(), 5);
 }
 

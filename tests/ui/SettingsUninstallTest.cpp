@@ -77,6 +77,28 @@ TEST_F(SettingsUninstallTest, TheEndDismissedInAnotherWayLeavesTheProgramRunning
     EXPECT_TRUE(window->isVisible());
 }
 
+TEST_F(SettingsUninstallTest, AnotherFontMeanwhileLeavesOneQuestionThatWorks) {
+    open();
+    click("Uninstall Kestrelnet...");
+    const QFont before = QApplication::font();
+    QFont larger = before;
+    larger.setPointSizeF(before.pointSizeF() * 2);
+    QApplication::setFont(larger);
+    runPostedEvents();
+    time.runPending();
+    runPostedEvents();
+    int questions = 0;
+    for (QWidget* widget : QApplication::topLevelWidgets()) {
+        questions += dynamic_cast<Alert*>(widget) != nullptr && widget->isVisible() ? 1 : 0;
+    }
+    EXPECT_EQ(questions, 1);
+    ASSERT_NE(alert(), nullptr);
+    button(*alert(), QStringLiteral("Uninstall"))->click();
+    EXPECT_EQ(world.reopenDefaults()->string("kestrelnet_api_key"), std::nullopt);
+    EXPECT_EQ(alert()->windowTitle(), QStringLiteral("Uninstall Complete"));
+    QApplication::setFont(before);
+}
+
 TEST_F(SettingsUninstallTest, TheEndIsToldAlsoWhenTheWindowWasClosedMeanwhile) {
     tunnel->status = TunnelStatus::error;
     open();
