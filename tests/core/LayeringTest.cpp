@@ -128,17 +128,30 @@ TEST(LayeringTest, coreAndSystemSeeTheStandardLibraryAndThePlatformsHeadersOnly)
         IsEmpty());
 }
 
-TEST(LayeringTest, thePlatformSeesNothingAboveIt) {
+TEST(LayeringTest, thePlatformSeesNothingAboveItAndOfTheRootSideOnlyThePromptsHeaders) {
     EXPECT_THAT(offences({"platform"},
                          [](const Source& source, const Include& include) {
+                             // The unprivileged end of the prompt speaks to the root side.
+                             const bool isStandIn =
+                                 source.path.starts_with("platform/linux/standins/");
                              return !include.isQuoted || include.path.starts_with("platform/") ||
-                                    isGenerated(source, include);
+                                    isGenerated(source, include) ||
+                                    (isStandIn && include.path.starts_with("privileged/"));
+                         }),
+                IsEmpty());
+}
+
+TEST(LayeringTest, theRootSideIncludesNoOtherFloorAndNoQt) {
+    EXPECT_THAT(offences({"privileged"},
+                         [](const Source&, const Include& include) {
+                             return include.isQuoted ? include.path.starts_with("privileged/")
+                                                     : !isQt(include);
                          }),
                 IsEmpty());
 }
 
 TEST(LayeringTest, nothingOfTheProductSeesTheTests) {
-    EXPECT_THAT(offences({"platform", "core", "system", "ui"},
+    EXPECT_THAT(offences({"privileged", "platform", "core", "system", "ui"},
                          [](const Source&, const Include& include) {
                              return !startsWithAny(include.path, {"tests/", "benchmarks/"});
                          }),
@@ -162,7 +175,7 @@ TEST(LayeringTest, qtIsSeenInThePlatformAndInTheViewsOnly) {
 }
 
 TEST(LayeringTest, quotedIncludesStartAtTheRoot) {
-    EXPECT_THAT(offences({"platform", "core", "system", "ui", "tests", "benchmarks"},
+    EXPECT_THAT(offences({"privileged", "platform", "core", "system", "ui", "tests", "benchmarks"},
                          [](const Source& source, const Include& include) {
                              return !include.isQuoted || isGenerated(source, include) ||
                                     include.path == "core/OperatorConfiguration.h" ||
@@ -176,7 +189,7 @@ TEST(LayeringTest, onlyThePlatformKnowsTheOperatingSystemAndItUsesFilesNotCondit
     static const std::regex condition(
         R"(^\s*#\s*(if|ifdef|ifndef|elif)\b.*(__linux|__APPLE|__unix|_WIN32|__FreeBSD|Q_OS_|TARGET_OS).*)");
     std::vector<std::string> found;
-    for (const Source& source : sourcesIn({"platform", "core", "system", "ui"})) {
+    for (const Source& source : sourcesIn({"privileged", "platform", "core", "system", "ui"})) {
         for (const std::string& line : source.lines) {
             if (std::regex_match(line, condition)) {
                 found.push_back(source.path + ": " + line);
@@ -189,7 +202,7 @@ TEST(LayeringTest, onlyThePlatformKnowsTheOperatingSystemAndItUsesFilesNotCondit
 TEST(LayeringTest, everySourceOpensWithItsLicence) {
     std::vector<std::string> found;
     for (const Source& source :
-         sourcesIn({"platform", "core", "system", "ui", "tests", "benchmarks"})) {
+         sourcesIn({"privileged", "platform", "core", "system", "ui", "tests", "benchmarks"})) {
         if (source.lines.empty() || source.lines.front() != "// SPDX-License-Identifier: MIT") {
             found.push_back(source.path);
         }

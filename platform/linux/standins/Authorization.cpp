@@ -3,9 +3,9 @@
 
 #include "platform/FileManager.h"
 #include "platform/RunFiles.h"
-#include "platform/linux/privileged/Lifeline.h"
-#include "platform/linux/privileged/Signals.h"
-#include "platform/linux/privileged/Starter.h"
+#include "privileged/Lifeline.h"
+#include "privileged/Signals.h"
+#include "privileged/Starter.h"
 
 #include <array>
 #include <cerrno>

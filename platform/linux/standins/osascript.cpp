@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
 // osascript -e 'do shell script "COMMAND" with administrator privileges': runs COMMAND as root
 // after asking for an administrator's password, see Authorization.h. It understands nothing else.
-#include "platform/linux/privileged/CleanState.h"
 #include "platform/linux/standins/AppleScriptStatement.h"
 #include "platform/linux/standins/Authorization.h"
+#include "privileged/CleanState.h"
 
 #include <array>
 #include <cstdio>

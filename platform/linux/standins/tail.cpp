@@ -2,7 +2,7 @@
 // tail -f PIPE: copies what comes through the named pipe PIPE to standard output, from the first
 // byte and at once, whoever writes it and however often writers come and go. It ends once nobody
 // reads its standard output any more, and only then.
-#include "platform/linux/privileged/CleanState.h"
+#include "privileged/CleanState.h"
 
 #include <array>
 #include <cerrno>

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // The variables that the client finds, whatever the caller has set.
-#include "tests/platform/linux/helper/HelperTest.h"
+#include "tests/privileged/HelperTest.h"
 
 #include <algorithm>
 #include <filesystem>

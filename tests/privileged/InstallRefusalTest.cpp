@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // What is not installed, and that nothing half done stays.
-#include "tests/platform/linux/helper/InstallTest.h"
+#include "tests/privileged/InstallTest.h"
 
 #include <filesystem>
 #include <signal.h>

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "platform/linux/privileged/Client.h"
+#include "privileged/Client.h"
 
 #include <cerrno>
 #include <cstdlib>

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "platform/linux/privileged/TrustedFile.h"
+#include "privileged/TrustedFile.h"
 
 #include <array>
 #include <optional>

@@ -24,12 +24,12 @@
 //
 // The client's exit status, or the signal that ended it, becomes the front's. A refusal is one line
 // on standard error and exit status 1.
-#include "platform/linux/privileged/CleanState.h"
-#include "platform/linux/privileged/Client.h"
-#include "platform/linux/privileged/Lifeline.h"
-#include "platform/linux/privileged/Signals.h"
-#include "platform/linux/privileged/Starter.h"
-#include "platform/linux/privileged/Supervisor.h"
+#include "privileged/CleanState.h"
+#include "privileged/Client.h"
+#include "privileged/Lifeline.h"
+#include "privileged/Signals.h"
+#include "privileged/Starter.h"
+#include "privileged/Supervisor.h"
 
 #include <array>
 #include <cerrno>

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "platform/linux/privileged/TrustedFile.h"
+#include "privileged/TrustedFile.h"
 
 #include <cerrno>
 #include <cstring>

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "platform/linux/privileged/Starter.h"
+#include "privileged/Starter.h"
 
 #include <sys/syscall.h>
 #include <unistd.h>

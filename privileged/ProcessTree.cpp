@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "platform/linux/privileged/ProcessTree.h"
+#include "privileged/ProcessTree.h"
 
 #include <algorithm>
 #include <array>

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-#include "platform/linux/privileged/TrustedFile.h"
-#include "tests/platform/linux/helper/HelperTest.h"
+#include "privileged/TrustedFile.h"
+#include "tests/privileged/HelperTest.h"
 
 #include <fcntl.h>
 #include <filesystem>

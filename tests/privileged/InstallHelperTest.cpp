@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // What the installation leaves behind.
-#include "tests/platform/linux/helper/InstallTest.h"
+#include "tests/privileged/InstallTest.h"
 
 #include <fcntl.h>
 #include <filesystem>

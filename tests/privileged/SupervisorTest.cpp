@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
-#include "platform/linux/privileged/Supervisor.h"
+#include "privileged/Supervisor.h"
 
-#include "platform/linux/privileged/Lifeline.h"
+#include "privileged/Lifeline.h"
 #include "tests/support/FakeClient.h"
 #include "tests/support/TemporaryFolder.h"
 #include "tests/support/Waiting.h"

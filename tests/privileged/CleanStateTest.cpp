@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 // Each step on its own; a whole helper is looked at in HelperSurroundingsTest.cpp.
-#include "platform/linux/privileged/CleanState.h"
-#include "tests/platform/linux/helper/HelperTest.h"
+#include "privileged/CleanState.h"
+#include "tests/privileged/HelperTest.h"
 
 #include <array>
 #include <cstdio>

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
-#include "platform/linux/privileged/CleanState.h"
+#include "privileged/CleanState.h"
 
-#include "platform/linux/privileged/Signals.h"
+#include "privileged/Signals.h"
 
 #include <algorithm>
 #include <array>

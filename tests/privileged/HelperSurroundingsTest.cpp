@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // What else the client finds: rights, descriptors, signals, limits.
-#include "tests/platform/linux/helper/HelperTest.h"
+#include "tests/privileged/HelperTest.h"
 
 #include <array>
 #include <fcntl.h>

@@ -7,9 +7,9 @@
 //
 // The command's environment holds PKEXEC_UID, the user who asked, and what every root shell has.
 // Its standard input is empty; its output is this program's own.
-#include "platform/linux/privileged/CleanState.h"
-#include "platform/linux/privileged/Lifeline.h"
-#include "platform/linux/privileged/Supervisor.h"
+#include "privileged/CleanState.h"
+#include "privileged/Lifeline.h"
+#include "privileged/Supervisor.h"
 
 #include <array>
 #include <cstdio>

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "tests/platform/linux/helper/InstallTest.h"
+#include "tests/privileged/InstallTest.h"
 
 #include <array>
 #include <cstdio>

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
-#include "platform/linux/privileged/Supervisor.h"
+#include "privileged/Supervisor.h"
 
-#include "platform/linux/privileged/Lifeline.h"
-#include "platform/linux/privileged/ProcessTree.h"
-#include "platform/linux/privileged/Signals.h"
+#include "privileged/Lifeline.h"
+#include "privileged/ProcessTree.h"
+#include "privileged/Signals.h"
 
 #include <algorithm>
 #include <array>

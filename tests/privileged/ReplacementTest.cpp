@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 // Somebody replaces the client between the moment when it is checked and the moment when it is run.
-#include "platform/linux/privileged/TrustedFile.h"
-#include "tests/platform/linux/helper/HelperTest.h"
+#include "privileged/TrustedFile.h"
+#include "tests/privileged/HelperTest.h"
 
 #include <fcntl.h>
 #include <filesystem>

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // The controller, run by an ordinary user, with the helper as the installer leaves it.
-#include "tests/platform/linux/helper/HelperTest.h"
+#include "tests/privileged/HelperTest.h"
 #include "tests/support/ChildProgram.h"
 
 #include <filesystem>

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // When the helper runs nothing, and what it says then.
-#include "tests/platform/linux/helper/HelperTest.h"
+#include "tests/privileged/HelperTest.h"
 
 #include <filesystem>
 #include <fstream>

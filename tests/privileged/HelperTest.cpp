@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "tests/platform/linux/helper/HelperTest.h"
+#include "tests/privileged/HelperTest.h"
 
 #include <algorithm>
 #include <filesystem>

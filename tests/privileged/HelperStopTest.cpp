@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // How a run ends: by whom, in which time, and what is left of it.
-#include "tests/platform/linux/helper/HelperTest.h"
+#include "tests/privileged/HelperTest.h"
 
 #include <array>
 #include <cerrno>
