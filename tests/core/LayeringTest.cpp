@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <filesystem>
 #include <functional>
+#include <map>
 #include <regex>
 #include <set>
 #include <sstream>
@@ -164,6 +165,38 @@ TEST(LayeringTest, thePlatformsHeadersAreFreeOfQt) {
                              const bool isPublic =
                                  source.isHeader() && source.path.find('/', 9) == std::string::npos;
                              return !(isPublic && isQt(include));
+                         }),
+                IsEmpty());
+}
+
+/// The room of `ui/` that `path` lies in, for example "panel".
+std::string roomOf(const std::string& path) {
+    const std::size_t start = std::string_view("ui/").size();
+    return path.substr(start, path.find('/', start) - start);
+}
+
+TEST(LayeringTest, inTheInterfaceIncludesGoFromShellToPanelAndSettingsToWidgetsToStyle) {
+    const std::map<std::string, std::set<std::string>> mayInclude{
+        {"shell", {"shell", "panel", "settings", "widgets", "style"}},
+        {"panel", {"panel", "widgets", "style"}},
+        {"settings", {"settings", "widgets", "style"}},
+        {"widgets", {"widgets", "style"}},
+        {"style", {"style"}},
+    };
+    EXPECT_THAT(offences({"ui"},
+                         [&](const Source& source, const Include& include) {
+                             const auto allowed = mayInclude.find(roomOf(source.path));
+                             return allowed != mayInclude.end() &&
+                                    (!include.path.starts_with("ui/") ||
+                                     allowed->second.contains(roomOf(include.path)));
+                         }),
+                IsEmpty());
+}
+
+TEST(LayeringTest, theWidgetsKnowNothingOfTheTunnel) {
+    EXPECT_THAT(offences({"ui/widgets"},
+                         [](const Source&, const Include& include) {
+                             return !startsWithAny(include.path, {"core/", "system/"});
                          }),
                 IsEmpty());
 }

@@ -1,0 +1,283 @@
+// SPDX-License-Identifier: MIT
+#include "ui/panel/Panel.h"
+
+#include "tests/support/EventLoop.h"
+#include "tests/ui/WidgetTest.h"
+#include "ui/widgets/TextRow.h"
+
+#include <QApplication>
+#include <QScreen>
+#include <QtTest/QTest>
+
+namespace kestrelnet {
+
+namespace {
+
+using namespace std::chrono_literals;
+
+class PanelTest : public WidgetTest {
+  protected:
+    PanelTest() { tunnel->apiKey = validKey; }
+
+    std::unique_ptr<Panel> make(Panel::Form form, Panel::Closing closing = Panel::Closing::hides) {
+        return std::make_unique<Panel>(form, Panel::Context{.tunnel = *tunnel,
+                                                            .mainQueue = time.mainQueue(),
+                                                            .clock = time.clock(),
+                                                            .actions = {},
+                                                            .appeared = [this] { ++appearances; },
+                                                            .closing = closing});
+    }
+    static bool becomesActive(QWidget& window) {
+        return waitUntil([&window] { return window.isActiveWindow(); });
+    }
+    /// The user clicks on the tray or on another program's window.
+    static void leave() { QApplication::setActiveWindow(nullptr); }
+    /// The user goes to another window of this program.
+    void takeActivity() {
+        other.show();
+        other.activateWindow();
+        ASSERT_TRUE(becomesActive(other));
+    }
+
+    int appearances = 0;
+    std::unique_ptr<Panel> popup = make(Panel::Form::popup);
+    QWidget other;
+};
+
+TEST_F(PanelTest, PopsUpWithoutFrameInAFixedSizeOnTheScreen) {
+    popup->open();
+    ASSERT_TRUE(becomesActive(*popup));
+    EXPECT_TRUE(popup->windowFlags().testFlag(Qt::FramelessWindowHint));
+    EXPECT_EQ(popup->windowFlags() & Qt::WindowType_Mask, Qt::Tool);
+    EXPECT_EQ(popup->width(), 280);
+    EXPECT_EQ(popup->minimumSize(), popup->maximumSize());
+    EXPECT_TRUE(popup->screen()->availableGeometry().contains(popup->geometry()));
+    EXPECT_EQ(popup->windowTitle(), QStringLiteral("Kestrelnet VPN"));
+}
+
+TEST_F(PanelTest, GrowsAndShrinksWithItsContent) {
+    popup->open();
+    const int before = popup->height();
+    tunnel->lastLog = "a line";
+    time.runPending();
+    EXPECT_TRUE(waitUntil([&] { return popup->height() > before; }));
+    EXPECT_EQ(popup->width(), 280);
+    tunnel->lastLog = "";
+    time.runPending();
+    EXPECT_TRUE(waitUntil([&] { return popup->height() == before; }));
+}
+
+/// The desktop's font, for as long as this.
+class ScopedFontSize {
+  public:
+    explicit ScopedFontSize(double factor) {
+        QFont larger = before_;
+        larger.setPointSizeF(before_.pointSizeF() * factor);
+        QApplication::setFont(larger);
+    }
+    ~ScopedFontSize() { QApplication::setFont(before_); }
+    ScopedFontSize(const ScopedFontSize&) = delete;
+    ScopedFontSize& operator=(const ScopedFontSize&) = delete;
+
+  private:
+    QFont before_ = QApplication::font();
+};
+
+TEST_F(PanelTest, FollowsTheFontSizeWhileItIsOpen) {
+    popup->open();
+    const int before = popup->height();
+    const QStringList content = texts(*popup);
+    {
+        const ScopedFontSize larger(2);
+        EXPECT_TRUE(waitUntil([&] { return popup->height() > before * 5 / 4; }));
+        EXPECT_EQ(popup->width(), 280);
+        EXPECT_EQ(texts(*popup), content);
+    }
+    EXPECT_TRUE(waitUntil([&] { return popup->height() == before; }));
+}
+
+TEST_F(PanelTest, KeepsItsExplanationWhenTheFontChanges) {
+    const auto window = make(Panel::Form::window);
+    window->explainWindow();
+    window->open();
+    const QStringList content = texts(*window);
+    const ScopedFontSize larger(2);
+    EXPECT_EQ(texts(*window), content);
+    window->close();
+    window->open();
+    EXPECT_EQ(texts(*window).last(), QStringLiteral("Quit"));
+}
+
+TEST_F(PanelTest, EverythingIsReadableAtTwiceTheFontSize) {
+    const ScopedFontSize larger(2);
+    for (const bool isConfigured : {true, false}) {
+        tunnel->apiKey = isConfigured ? validKey : "";
+        for (const auto status :
+             {TunnelStatus::disconnected, TunnelStatus::reconnecting, TunnelStatus::connected}) {
+            tunnel->status = status;
+            tunnel->exitIP = "203.0.113.142";
+            tunnel->serverLocation = "Zurich";
+            time.runPending();
+            popup->open();
+            for (const auto* row : popup->findChildren<TextRow*>()) {
+                if (row->isVisible()) {
+                    EXPECT_EQ(row->shownLines().join(QString()).remove(u' '),
+                              row->text().remove(u' '));
+                    EXPECT_GE(row->height(), row->sizeHint().height());
+                }
+            }
+            for (const auto* shown : popup->findChildren<QAbstractButton*>()) {
+                if (shown->isVisible()) {
+                    EXPECT_GE(shown->width(), shown->minimumSizeHint().width());
+                    EXPECT_GE(shown->height(), shown->minimumSizeHint().height());
+                    const QRect place(shown->mapTo(popup.get(), QPoint()), shown->size());
+                    EXPECT_TRUE(popup->rect().contains(place)) << shown->text().toStdString();
+                }
+            }
+        }
+    }
+}
+
+TEST_F(PanelTest, EscapeClosesIt) {
+    popup->open();
+    QTest::keyClick(popup.get(), Qt::Key_Escape);
+    EXPECT_FALSE(popup->isVisible());
+}
+
+TEST_F(PanelTest, EscapeOnAButtonClosesItToo) {
+    popup->open();
+    ASSERT_TRUE(becomesActive(*popup));
+    QTest::keyClick(QApplication::focusWidget(), Qt::Key_Escape);
+    EXPECT_FALSE(popup->isVisible());
+}
+
+TEST_F(PanelTest, OpensWithTheFocusOnTheMainButton) {
+    popup->open();
+    ASSERT_TRUE(becomesActive(*popup));
+    EXPECT_EQ(QApplication::focusWidget(), button(*popup, QStringLiteral("Connect")));
+}
+
+TEST_F(PanelTest, HidesWhenAnotherWindowBecomesActive) {
+    popup->open();
+    ASSERT_TRUE(becomesActive(*popup));
+    takeActivity();
+    EXPECT_FALSE(popup->isVisible());
+}
+
+TEST_F(PanelTest, StaysForADialogOfItsOwn) {
+    popup->open();
+    ASSERT_TRUE(becomesActive(*popup));
+    QWidget dialog(popup.get(), Qt::Dialog);
+    dialog.show();
+    dialog.activateWindow();
+    ASSERT_TRUE(becomesActive(dialog));
+    EXPECT_TRUE(popup->isVisible());
+}
+
+TEST_F(PanelTest, ClicksOnTheIconOpenAndCloseIt) {
+    popup->toggle();
+    EXPECT_TRUE(popup->isVisible());
+    popup->toggle();
+    EXPECT_FALSE(popup->isVisible());
+    popup->toggle();
+    EXPECT_TRUE(popup->isVisible());
+}
+
+TEST_F(PanelTest, AClickThatFirstTakesTheActivityAwayClosesIt) {
+    popup->toggle();
+    ASSERT_TRUE(becomesActive(*popup));
+    leave();
+    time.advance(200ms);
+    popup->toggle();
+    EXPECT_FALSE(popup->isVisible());
+    popup->toggle();
+    EXPECT_TRUE(popup->isVisible());
+}
+
+TEST_F(PanelTest, AClickThatReportsItselfFirstClosesIt) {
+    popup->toggle();
+    ASSERT_TRUE(becomesActive(*popup));
+    popup->toggle();
+    leave();
+    EXPECT_FALSE(popup->isVisible());
+    popup->toggle();
+    EXPECT_TRUE(popup->isVisible());
+}
+
+TEST_F(PanelTest, OpensAgainSomeTimeAfterItLostTheActivity) {
+    popup->toggle();
+    ASSERT_TRUE(becomesActive(*popup));
+    leave();
+    time.advance(300ms);
+    popup->toggle();
+    EXPECT_TRUE(popup->isVisible());
+}
+
+TEST_F(PanelTest, OpensAtOnceAfterAnotherWindowOfThisProgramClosedIt) {
+    popup->toggle();
+    ASSERT_TRUE(becomesActive(*popup));
+    takeActivity();
+    popup->toggle();
+    EXPECT_TRUE(popup->isVisible());
+}
+
+TEST_F(PanelTest, TellsEachAppearance) {
+    popup->open();
+    popup->open();
+    EXPECT_EQ(appearances, 1);
+    popup->hide();
+    popup->open();
+    EXPECT_EQ(appearances, 2);
+}
+
+TEST_F(PanelTest, AsAWindowItStays) {
+    const auto window = make(Panel::Form::window);
+    window->open();
+    ASSERT_TRUE(becomesActive(*window));
+    EXPECT_EQ(window->windowFlags() & Qt::WindowType_Mask, Qt::Window);
+    EXPECT_FALSE(window->windowFlags().testFlag(Qt::FramelessWindowHint));
+    EXPECT_EQ(window->windowTitle(), QStringLiteral("Kestrelnet VPN"));
+    QTest::keyClick(QApplication::focusWidget(), Qt::Key_Escape);
+    EXPECT_TRUE(window->isVisible());
+    takeActivity();
+    EXPECT_TRUE(window->isVisible());
+    window->toggle();
+    EXPECT_TRUE(window->isVisible());
+    EXPECT_TRUE(becomesActive(*window));
+}
+
+TEST_F(PanelTest, AClosedWindowIsHiddenAndCanBeOpened) {
+    const auto window = make(Panel::Form::window);
+    window->open();
+    window->close();
+    EXPECT_FALSE(window->isVisible());
+    window->open();
+    EXPECT_TRUE(window->isVisible());
+}
+
+TEST_F(PanelTest, WhereNothingCouldBringItBackAClosedWindowIsMinimized) {
+    const auto window = make(Panel::Form::window, Panel::Closing::minimizes);
+    window->open();
+    window->close();
+    EXPECT_TRUE(window->isVisible());
+    EXPECT_TRUE(window->isMinimized());
+    window->open();
+    EXPECT_FALSE(window->isMinimized());
+    EXPECT_EQ(appearances, 1);
+}
+
+TEST_F(PanelTest, SaysOnceWhyItIsAWindow) {
+    const auto window = make(Panel::Form::window);
+    window->explainWindow();
+    window->open();
+    EXPECT_TRUE(texts(*window).last().startsWith(QStringLiteral("This desktop has no tray")));
+    const int explained = window->sizeHint().height();
+    window->close();
+    window->open();
+    EXPECT_EQ(texts(*window).last(), QStringLiteral("Quit"));
+    EXPECT_LT(window->sizeHint().height(), explained);
+}
+
+} // namespace
+
+} // namespace kestrelnet

@@ -1,0 +1,71 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "tests/support/EventLoop.h"
+#include "tests/ui/WidgetTest.h"
+#include "ui/settings/SettingsWindow.h"
+#include "ui/widgets/Alert.h"
+
+#include <QApplication>
+#include <QCheckBox>
+#include <QLineEdit>
+#include <QPointer>
+
+#include <string>
+
+namespace kestrelnet {
+
+/// The settings window of a controller of its own, and eyes and hands for it.
+class SettingsViewTest : public WidgetTest {
+  protected:
+    SettingsViewTest() { tunnel->apiKey = validKey; }
+    ~SettingsViewTest() override {
+        delete window;
+        QApplication::setPalette(QPalette());
+        runPostedEvents();
+    }
+
+    void open() {
+        SettingsFacts facts;
+        facts.version = "1.2.3";
+        facts.operatorValues.productDomain = "kestrel.example";
+        window = new SettingsWindow(
+            {.tunnel = *tunnel, .mainQueue = time.mainQueue(), .facts = facts, .terminate = [this] {
+                 ++terminations;
+             }});
+        window->show();
+        window->activateWindow();
+        ASSERT_TRUE(waitUntil([this] { return window->isActiveWindow(); }));
+    }
+    std::string shown() const { return texts(*window).join(u'|').toStdString(); }
+    void click(const char* label) const {
+        auto* const found = button(*window, QLatin1StringView(label));
+        ASSERT_NE(found, nullptr) << label;
+        found->click();
+    }
+    QLineEdit* field() const {
+        return qobject_cast<QLineEdit*>(
+            control(*window, QAccessible::EditableText, QStringLiteral("Device API Key")));
+    }
+    QCheckBox* switchOf(const char* label) const {
+        return qobject_cast<QCheckBox*>(
+            control(*window, QAccessible::CheckBox, QLatin1StringView(label)));
+    }
+    Alert* alert() const {
+        for (auto* const found : window->findChildren<Alert*>()) {
+            if (found->isVisible()) {
+                return found;
+            }
+        }
+        return nullptr;
+    }
+    static void runDeferredDeletes() {
+        QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+    }
+
+    const std::string installCommand = tunnel->installCommand();
+    QPointer<SettingsWindow> window;
+    int terminations = 0;
+};
+
+} // namespace kestrelnet

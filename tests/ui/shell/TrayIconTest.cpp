@@ -1,0 +1,114 @@
+// SPDX-License-Identifier: MIT
+#include "ui/shell/TrayIcon.h"
+
+#include "tests/ui/WidgetTest.h"
+
+#include <QAction>
+
+namespace kestrelnet {
+
+namespace {
+
+class TrayIconTest : public WidgetTest {
+  protected:
+    TrayIconTest() {
+        tunnel->apiKey = validKey;
+        time.runPending();
+    }
+    std::string toolTip() const { return icon.icon().toolTip().toStdString(); }
+
+    void become(TunnelStatus status) {
+        tunnel->status = status;
+        time.runPending();
+    }
+    std::string menuItems() const {
+        QStringList items;
+        for (const QAction* action : icon.menu().actions()) {
+            if (action->isVisible() && !action->isSeparator()) {
+                items.append(action->text());
+            }
+        }
+        return items.join(u'|').toStdString();
+    }
+    void choose(const QString& item) const {
+        for (QAction* action : icon.menu().actions()) {
+            if (action->text() == item) {
+                action->trigger();
+            }
+        }
+    }
+    void activate(QSystemTrayIcon::ActivationReason reason) const {
+        const_cast<QSystemTrayIcon&>(icon.icon()).activated(reason);
+    }
+    TrayIcon::Actions recording() {
+        const auto note = [this](const char* what) { return [this, what] { done += what; }; };
+        return {.togglePanel = note("toggle panel;"),
+                .openPanel = note("open panel;"),
+                .toggleTunnel = note("toggle tunnel;"),
+                .showSettings = note("settings;"),
+                .quit = note("quit;")};
+    }
+
+    std::string done;
+    TrayIcon icon{*tunnel, time.mainQueue(), recording()};
+};
+
+TEST_F(TrayIconTest, IsTheFilledShieldOnlyWhileConnected) {
+    const qint64 plain = icon.icon().icon().cacheKey();
+    become(TunnelStatus::connected);
+    const qint64 filled = icon.icon().icon().cacheKey();
+    EXPECT_NE(filled, plain);
+    for (const auto status : {TunnelStatus::reconnecting, TunnelStatus::connecting,
+                              TunnelStatus::error, TunnelStatus::disconnected}) {
+        become(status);
+        EXPECT_EQ(icon.icon().icon().cacheKey(), plain) << rawValue(status);
+    }
+    become(TunnelStatus::connected);
+    EXPECT_EQ(icon.icon().icon().cacheKey(), filled);
+}
+
+TEST_F(TrayIconTest, ItsToolTipTellsTheStatus) {
+    EXPECT_EQ(toolTip(), "Kestrelnet VPN: Disconnected");
+    become(TunnelStatus::reconnecting);
+    EXPECT_EQ(toolTip(), "Kestrelnet VPN: Reconnecting...");
+}
+
+TEST_F(TrayIconTest, FollowsInTheNextTurnOfTheMainLoop) {
+    tunnel->status = TunnelStatus::connected;
+    tunnel->lastLog = "one";
+    tunnel->lastLog = "two";
+    EXPECT_EQ(toolTip(), "Kestrelnet VPN: Disconnected");
+    EXPECT_EQ(time.pendingCount(), 1U);
+    time.runPending();
+    EXPECT_EQ(toolTip(), "Kestrelnet VPN: Connected");
+}
+
+TEST_F(TrayIconTest, TheMenuOffersAllThatThePanelDoes) {
+    EXPECT_EQ(menuItems(), "Open Kestrelnet|Connect|Settings...|Quit");
+    become(TunnelStatus::connected);
+    EXPECT_EQ(menuItems(), "Open Kestrelnet|Disconnect|Settings...|Quit");
+    tunnel->apiKey = "";
+    time.runPending();
+    EXPECT_EQ(menuItems(), "Open Kestrelnet|Settings...|Quit");
+}
+
+TEST_F(TrayIconTest, TheMenuDoesWhatItSays) {
+    for (const char* item : {"Open Kestrelnet", "Connect", "Settings...", "Quit"}) {
+        choose(QLatin1StringView(item));
+    }
+    EXPECT_EQ(done, "open panel;toggle tunnel;settings;quit;");
+}
+
+TEST_F(TrayIconTest, AClickTogglesThePanelAndADoubleClickLeavesItOpen) {
+    activate(QSystemTrayIcon::Trigger);
+    EXPECT_EQ(done, "toggle panel;");
+    activate(QSystemTrayIcon::DoubleClick);
+    EXPECT_EQ(done, "toggle panel;open panel;");
+    activate(QSystemTrayIcon::MiddleClick);
+    activate(QSystemTrayIcon::Context);
+    EXPECT_EQ(done, "toggle panel;open panel;");
+}
+
+} // namespace
+
+} // namespace kestrelnet

@@ -1,0 +1,206 @@
+// SPDX-License-Identifier: MIT
+#include "ui/panel/Panel.h"
+
+#include "ui/panel/PanelPlacement.h"
+#include "ui/style/Colors.h"
+#include "ui/style/TextStyle.h"
+#include "ui/widgets/AccessibleRole.h"
+#include "ui/widgets/TextRow.h"
+#include "ui/widgets/Windows.h"
+
+#include <QApplication>
+#include <QBitmap>
+#include <QCloseEvent>
+#include <QCursor>
+#include <QHBoxLayout>
+#include <QKeyEvent>
+#include <QPainter>
+#include <QScreen>
+#include <QVBoxLayout>
+
+#include <utility>
+
+namespace kestrelnet {
+
+namespace {
+
+using namespace std::chrono_literals;
+
+constexpr qreal cornerRadius = 10;
+
+/// A click on the tray icon takes the activity away first and reports itself afterwards, this much
+/// later at most.
+constexpr auto clickDuration = 300ms;
+
+/// On Wayland a program neither knows where the pointer is nor chooses where its windows go.
+bool mayPlaceWindows() {
+    return !QGuiApplication::platformName().startsWith(QLatin1StringView("wayland"));
+}
+
+QString explanation(Panel::Closing closing) {
+    return closing == Panel::Closing::hides
+               ? QStringLiteral("This desktop has no tray for icons, so Kestrelnet is a window. "
+                                "Closing it only hides it: start Kestrelnet again to get it back.")
+               : QStringLiteral("This desktop has no tray for icons, so Kestrelnet is a window. "
+                                "Closing it only minimizes it.");
+}
+
+} // namespace
+
+Panel::Panel(Form form, Context context)
+    : form_(form), context_(std::move(context)), column_(new QVBoxLayout(this)) {
+    setAccessibleRole(*this, QAccessible::Window);
+    setWindowTitle(QStringLiteral("Kestrelnet VPN"));
+    if (form_ == Form::popup) {
+        setWindowFlags(Qt::Tool | Qt::FramelessWindowHint);
+        setAttribute(Qt::WA_TranslucentBackground);
+    }
+    column_->setContentsMargins({});
+    column_->setSpacing(0);
+    column_->setSizeConstraint(QLayout::SetFixedSize);
+    fill();
+}
+
+/// Anew with each of the desktop's fonts: the content keeps no state of its own.
+void Panel::fill() {
+    const bool isExplained = explanation_ != nullptr;
+    delete std::exchange(explanation_, nullptr);
+    delete std::exchange(view_,
+                         new MenuBarView(context_.tunnel, context_.mainQueue, context_.actions));
+    column_->addWidget(view_);
+    view_->show();
+    if (isExplained) {
+        explainWindow();
+        explanation_->show();
+    }
+}
+
+void Panel::explainWindow() {
+    auto* row = new TextRow({.font = textFont(TextStyle::caption),
+                             .color = ColorRole::secondary,
+                             .width = MenuBarView::innerWidth,
+                             .maxLines = 4});
+    row->setContent(explanation(context_.closing));
+    explanation_ = new QWidget;
+    auto* margins = new QHBoxLayout(explanation_);
+    margins->setContentsMargins(MenuBarView::padding, 0, MenuBarView::padding,
+                                MenuBarView::padding);
+    margins->addWidget(row);
+    column_->addWidget(explanation_);
+}
+
+void Panel::open() {
+    if (isVisible()) {
+        return bringToFront(*this);
+    }
+    view_->refresh();
+    view_->focusMainButton();
+    openedAt_ = QCursor::pos();
+    adjustSize();
+    place();
+    bringToFront(*this);
+    // Only now: what this opens comes in front of the panel.
+    context_.appeared();
+}
+
+void Panel::toggle() {
+    if (form_ == Form::window) {
+        return open();
+    }
+    if (isVisible()) {
+        hide();
+    } else if (!justClosedByClick()) {
+        open();
+    }
+    deactivatedAt_.reset();
+}
+
+bool Panel::justClosedByClick() const {
+    return deactivatedAt_ && context_.clock->now() - *deactivatedAt_ < clickDuration;
+}
+
+void Panel::hideUnlessOwnDialogIsActive() {
+    const QWidget* const active = QApplication::activeWindow();
+    if (active != nullptr && active->parentWidget() == this) {
+        return;
+    }
+    // Where the activity went to a window of ours, no click on the tray icon took it.
+    if (active == nullptr) {
+        deactivatedAt_ = context_.clock->now();
+    }
+    hide();
+}
+
+void Panel::place() {
+    if (form_ != Form::popup || !mayPlaceWindows()) {
+        return;
+    }
+    const QScreen* screen = QGuiApplication::screenAt(openedAt_);
+    if (screen == nullptr) {
+        screen = QGuiApplication::primaryScreen();
+    }
+    if (screen != nullptr) {
+        move(panelPosition(openedAt_, size(), screen->availableGeometry()));
+    }
+}
+
+bool Panel::event(QEvent* event) {
+    if (event->type() == QEvent::WindowDeactivate && form_ == Form::popup && isVisible()) {
+        hideUnlessOwnDialogIsActive();
+    } else if (event->type() == QEvent::ApplicationFontChange) {
+        fill();
+    }
+    return QWidget::event(event);
+}
+
+void Panel::keyPressEvent(QKeyEvent* event) {
+    if (event->key() == Qt::Key_Escape && form_ == Form::popup) {
+        hide();
+    } else {
+        QWidget::keyPressEvent(event);
+    }
+}
+
+void Panel::closeEvent(QCloseEvent* event) {
+    if (form_ == Form::window && context_.closing == Closing::minimizes) {
+        event->ignore();
+        showMinimized();
+    }
+}
+
+void Panel::hideEvent(QHideEvent* event) {
+    QWidget::hideEvent(event);
+    if (!event->spontaneous()) {
+        delete std::exchange(explanation_, nullptr);
+    }
+}
+
+void Panel::resizeEvent(QResizeEvent* event) {
+    QWidget::resizeEvent(event);
+    if (form_ == Form::popup) {
+        // Where there is no compositor, the corners stay see-through all the same.
+        QBitmap shape(size());
+        shape.clear();
+        QPainter painter(&shape);
+        painter.setBrush(Qt::color1);
+        painter.drawRoundedRect(rect().adjusted(0, 0, -1, -1), cornerRadius, cornerRadius);
+        painter.end();
+        setMask(shape);
+        if (isVisible()) {
+            place();
+        }
+    }
+}
+
+void Panel::paintEvent(QPaintEvent*) {
+    if (form_ == Form::popup) {
+        QPainter painter(this);
+        painter.setRenderHint(QPainter::Antialiasing);
+        painter.setBrush(palette().window());
+        painter.setPen(lineColor(palette()));
+        painter.drawRoundedRect(QRectF(rect()).adjusted(0.5, 0.5, -0.5, -0.5), cornerRadius,
+                                cornerRadius);
+    }
+}
+
+} // namespace kestrelnet

@@ -1,0 +1,77 @@
+// SPDX-License-Identifier: MIT
+#include "ui/settings/SettingsWindow.h"
+
+#include "ui/widgets/AccessibleRole.h"
+#include "ui/widgets/Form.h"
+#include "ui/widgets/ScrollPage.h"
+
+#include <QKeyEvent>
+#include <QPointer>
+#include <QVBoxLayout>
+
+#include <utility>
+
+namespace kestrelnet {
+
+namespace {
+
+constexpr int fullWidth = 480;
+constexpr int fullHeight = 560;
+constexpr int padding = (fullWidth - FormSection::width) / 2;
+
+} // namespace
+
+SettingsWindow::SettingsWindow(SettingsView::Context context)
+    : context_(std::move(context)), page_(new ScrollPage(this)) {
+    setAttribute(Qt::WA_DeleteOnClose);
+    setAccessibleRole(*this, QAccessible::Window);
+    setWindowTitle(QStringLiteral("Kestrelnet Settings"));
+    setFixedSize(fullWidth, fullHeight);
+    auto* const all = new QVBoxLayout(this);
+    all->setContentsMargins({});
+    all->addWidget(page_);
+    build({});
+}
+
+void SettingsWindow::build(const SettingsViewState& state) {
+    auto* const content = new QWidget;
+    auto* const column = new QVBoxLayout(content);
+    column->setContentsMargins(padding, padding, padding - ScrollPage::scrollBarWidth, padding);
+    view_ = new SettingsView(context_, state);
+    view_->refresh();
+    column->addWidget(view_);
+    column->addStretch();
+    page_->setWidget(content);
+    content->show();
+    view_->focusKeyField();
+}
+
+bool SettingsWindow::event(QEvent* event) {
+    if (event->type() == QEvent::WindowActivate) {
+        // Whoever was away may have installed the client meanwhile.
+        view_->noteChange();
+    }
+    return QWidget::event(event);
+}
+
+void SettingsWindow::changeEvent(QEvent* event) {
+    QWidget::changeEvent(event);
+    if (event->type() == QEvent::FontChange) {
+        // Later: the widgets that are to go are still being told of the new font.
+        context_.mainQueue->async([self = QPointer(this)] {
+            if (self) {
+                self->build(SettingsViewState(self->view_->state()));
+            }
+        });
+    }
+}
+
+void SettingsWindow::keyPressEvent(QKeyEvent* event) {
+    if (event->key() == Qt::Key_Escape) {
+        close();
+    } else {
+        QWidget::keyPressEvent(event);
+    }
+}
+
+} // namespace kestrelnet

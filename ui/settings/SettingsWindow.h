@@ -1,0 +1,31 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "ui/settings/SettingsView.h"
+
+#include <QWidget>
+
+namespace kestrelnet {
+
+class ScrollPage;
+
+/// The settings: an ordinary window of fixed size. Escape closes it. Closed, it goes away: the next
+/// one starts anew.
+class SettingsWindow final : public QWidget {
+  public:
+    explicit SettingsWindow(SettingsView::Context context);
+
+  protected:
+    bool event(QEvent* event) override;
+    void changeEvent(QEvent* event) override;
+    void keyPressEvent(QKeyEvent* event) override;
+
+  private:
+    void build(const SettingsViewState& state);
+
+    SettingsView::Context context_;
+    ScrollPage* page_;
+    SettingsView* view_ = nullptr;
+};
+
+} // namespace kestrelnet

@@ -1,0 +1,17 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "ui/widgets/Alert.h"
+
+#include <functional>
+
+namespace kestrelnet {
+
+/// Offers to install the privileged helper. Blocks nothing.
+class HelperAlert final : public Alert {
+  public:
+    /// `install` is called when the offer is taken.
+    HelperAlert(QWidget* parent, std::function<void()> install);
+};
+
+} // namespace kestrelnet

@@ -1,0 +1,149 @@
+// SPDX-License-Identifier: MIT
+#include "ui/shell/KestrelnetApp.h"
+
+#include "core/TunnelManager.h"
+#include "platform/Bundle.h"
+#include "ui/settings/SettingsWindow.h"
+#include "ui/shell/ApplicationIcon.h"
+#include "ui/shell/HelperAlert.h"
+#include "ui/shell/SetupLink.h"
+#include "ui/shell/TrayIcon.h"
+#include "ui/style/Theme.h"
+#include "ui/widgets/Windows.h"
+
+#include <QApplication>
+#include <QIcon>
+
+#include <utility>
+
+namespace kestrelnet {
+
+namespace {
+
+using namespace std::chrono_literals;
+
+/// Before the settings open by themselves.
+constexpr auto firstLaunchDelay = 500ms;
+/// What a disconnect gets to stop the client before the program ends.
+constexpr auto quitDelay = 500ms;
+
+} // namespace
+
+KestrelnetApp::KestrelnetApp(Outside outside)
+    : outside_(std::move(outside)), tunnel_(std::make_shared<TunnelManager>(outside_.platform)) {}
+
+KestrelnetApp::~KestrelnetApp() {
+    delete settings_;
+}
+
+void KestrelnetApp::trayAppeared() {
+    panelForm_ = Panel::Form::popup;
+    trayIcon_.reset();
+    trayIcon_ = std::make_unique<TrayIcon>(
+        *tunnel_, outside_.platform.mainQueue,
+        TrayIcon::Actions{.togglePanel = [this] { togglePanel(); },
+                          .openPanel = [this] { openPanel(); },
+                          .toggleTunnel = [this] { tunnel_->toggle(); },
+                          .showSettings = [this] { showSettingsWindow(); },
+                          .quit = [this] { quit(); }});
+}
+
+void KestrelnetApp::trayAbsent() {
+    openPanel();
+}
+
+void KestrelnetApp::openPanel() {
+    panel().open();
+}
+
+void KestrelnetApp::togglePanel() {
+    panel().toggle();
+}
+
+/// The panel, in the form that the desktop asks for; a visible one keeps its form until it closes.
+Panel& KestrelnetApp::panel() {
+    if (panel_ && (panel_->form() == panelForm_ || panel_->isVisible())) {
+        return *panel_;
+    }
+    prepareWindows();
+    panel_ = std::make_unique<Panel>(
+        panelForm_, Panel::Context{.tunnel = *tunnel_,
+                                   .mainQueue = outside_.platform.mainQueue,
+                                   .clock = outside_.platform.clock,
+                                   .actions = {.toggle = [this] { tunnel_->toggle(); },
+                                               .showSettings = [this] { showSettingsWindow(); },
+                                               .quit = [this] { quit(); }},
+                                   .appeared = [this] { panelAppeared(); },
+                                   .closing = outside_.closing});
+    if (panelForm_ == Panel::Form::window && !std::exchange(hasExplainedWindow_, true)) {
+        panel_->explainWindow();
+    }
+    return *panel_;
+}
+
+void KestrelnetApp::panelAppeared() {
+    if (std::exchange(hasCheckedFirstLaunch_, true)) {
+        return;
+    }
+    if (!tunnel_->isConfigured()) {
+        after(firstLaunchDelay, &KestrelnetApp::showSettingsWindow);
+    } else if (tunnel_->autoConnect() && tunnel_->helperInstalled) {
+        tunnel_->connect();
+    } else if (!tunnel_->helperInstalled) {
+        bringToFront(*new HelperAlert(panel_.get(), [this] { installHelper(); }));
+    }
+}
+
+void KestrelnetApp::installHelper() {
+    tunnel_->installHelper([self = QPointer(this)](bool isInstalled) {
+        // Asked anew: the prompt may have been open for long.
+        if (self && isInstalled && self->tunnel_->autoConnect()) {
+            self->tunnel_->connect();
+        }
+    });
+}
+
+void KestrelnetApp::showSettingsWindow() {
+    if (!settings_) {
+        prepareWindows();
+        settings_ = new SettingsWindow(
+            {.tunnel = *tunnel_,
+             .mainQueue = outside_.platform.mainQueue,
+             .facts = {.version = bundle::shortVersionString(outside_.platform.paths.bundle),
+                       .operatorValues = {}},
+             .terminate = [this] { terminate(); }});
+    }
+    bringToFront(*settings_);
+}
+
+void KestrelnetApp::handleURL(std::string_view url) {
+    if (auto key = setupKey(url)) {
+        tunnel_->apiKey = std::move(*key);
+        showSettingsWindow();
+    }
+}
+
+void KestrelnetApp::quit() {
+    if (std::exchange(isLeaving_, true)) {
+        return;
+    }
+    tunnel_->disconnect();
+    after(quitDelay, &KestrelnetApp::terminate);
+}
+
+void KestrelnetApp::prepareWindows() {
+    if (!theme_) {
+        theme_ = std::make_unique<Theme>();
+        QApplication::setWindowIcon(applicationIcon());
+    }
+}
+
+void KestrelnetApp::after(Seconds delay, void (KestrelnetApp::*action)()) {
+    outside_.platform.mainQueue->asyncAfter(delay, [self = QPointer(this), action] {
+        if (self) {
+            (self->*action)();
+        }
+    });
+}
+
+} // namespace kestrelnet

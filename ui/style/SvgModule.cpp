@@ -1,0 +1,16 @@
+// SPDX-License-Identifier: MIT
+// What the module holds that ui/style/Svg.h tells of.
+#include "ui/style/Svg.h"
+
+#include <QByteArray>
+#include <QRectF>
+#include <QSvgRenderer>
+
+namespace kestrelnet {
+
+extern "C" Q_DECL_EXPORT void kestrelnetPaintSvg(QPainter& painter, const QByteArray& source,
+                                                 const QRectF& place) {
+    QSvgRenderer(source).render(&painter, place);
+}
+
+} // namespace kestrelnet

@@ -1,0 +1,21 @@
+// SPDX-License-Identifier: MIT
+#include "ui/style/Theme.h"
+
+#include <QApplication>
+
+namespace kestrelnet {
+
+Theme::Theme() : unasked_(schemeOf(QApplication::palette())), appearance_([this] { apply(); }) {
+    apply();
+}
+
+void Theme::apply() const {
+    const ColorScheme preference = appearance_.colorScheme();
+    const Scheme scheme = preference == ColorScheme::dark    ? Scheme::dark
+                          : preference == ColorScheme::light ? Scheme::light
+                                                             : unasked_;
+    const Contrast contrast = appearance_.wantsHighContrast() ? Contrast::high : Contrast::normal;
+    QApplication::setPalette(schemePalette(scheme, contrast));
+}
+
+} // namespace kestrelnet
