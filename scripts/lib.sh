@@ -13,10 +13,20 @@ fail() {
     exit 1
 }
 
-# The compiler's cache stays in the build folder too, unless somebody has chosen another place.
-export CCACHE_DIR=${CCACHE_DIR:-$root/build/ccache}
+# The caches of the compiler and of the linter lie in the build folder, so that a checkout leaves
+# nothing behind. Where CI is set they lie in the user's cache folder and outlive the checkout.
+if [[ ${CI-} ]]; then
+    export KESTRELNET_LINT_CACHE=${KESTRELNET_LINT_CACHE:-${XDG_CACHE_HOME:-$HOME/.cache}/kestrelnet-lint}
+else
+    export CCACHE_DIR=${CCACHE_DIR:-$root/build/ccache}
+fi
+# Checkouts in different folders share the cache, also for sources with precompiled headers.
+export CCACHE_BASEDIR=$root CCACHE_NOHASHDIR=1 CCACHE_SLOPPINESS=pch_defines,time_macros
 
 cores() { nproc 2>/dev/null || echo 1; }
+
+# Tests mostly wait. Those that need the machine for themselves are marked RUN_SERIAL.
+test_jobs() { echo $(($(cores) * 3)); }
 
 # build PRESET [TARGET...]
 build() {

@@ -1,0 +1,2 @@
+// SPDX-License-Identifier: MIT
+// Empty: its target compiles the headers that all tests share.
