@@ -25,7 +25,7 @@ std::filesystem::path folder(pid_t pid) {
     return "/proc/" + std::to_string(pid);
 }
 
-/// The number behind `label`, which begins a line of the file; none when there is no such file.
+/// The number after `label` in the first line that begins with it; none without such a line.
 std::optional<double> valueOf(const std::filesystem::path& path, const std::string& label) {
     std::ifstream file(path);
     for (std::string line; std::getline(file, line);) {
@@ -66,7 +66,7 @@ Usage ChildProcess::usage() const {
     Usage result;
     std::error_code error;
     for (const auto& task : std::filesystem::directory_iterator(folder(pid_) / "task", error)) {
-        // A thread may end while it is looked at.
+        // A thread may end before its files are read.
         const auto status = task.path() / "status";
         result.contextSwitches +=
             std::lround(valueOf(status, "voluntary_ctxt_switches:").value_or(0) +
@@ -81,7 +81,7 @@ double ChildProcess::memory() const {
     constexpr double kibibytesInAMebibyte = 1024;
     const auto kibibytes = valueOf(folder(pid_) / "smaps_rollup", "Pss:");
     if (!kibibytes) {
-        giveUp("the memory of a program cannot be read: has it ended?");
+        giveUp("the memory use of a program cannot be read; it may have ended");
     }
     return *kibibytes / kibibytesInAMebibyte;
 }

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// A program under measurement, and what the kernel's accounts say about it.
+// A program under measurement, and its resource use by the kernel's accounting.
 #pragma once
 
 #include "benchmarks/Figures.h"
@@ -10,10 +10,10 @@
 
 namespace kestrelnet::benchmarks {
 
-/// What a process has used so far, over all its threads.
+/// The use of a process so far, over all its threads.
 struct Usage {
     long contextSwitches = 0;
-    /// On a processor.
+    /// Processor time.
     double milliseconds = 0;
 
     bool operator==(const Usage&) const = default;
@@ -33,7 +33,7 @@ class ChildProcess {
     Usage usage() const;
     /// The proportional set size, in MiB.
     double memory() const;
-    /// A process that its main thread has started, or 0.
+    /// The first child process of its main thread, or 0.
     pid_t childIdentifier() const;
 
   private:

@@ -17,7 +17,7 @@ std::string besideThisProgram(const char* name) {
 
 Controller::Controller(const std::string& helper) {
     if (!root_.isValid()) {
-        giveUp("there is no temporary folder to be had");
+        giveUp("no temporary folder could be created");
     }
     const std::string root = root_.path().toStdString();
     Platform platform = Platform::system();

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// A controller on the real system but with files of its own, for measuring inside one process.
+// A controller on the real system with temporary files, for measurements inside one process.
 #pragma once
 
 #include "core/TunnelManager.h"
@@ -12,23 +12,23 @@
 
 namespace kestrelnet::benchmarks {
 
-/// The full path of the program or file `name` beside the running program.
+/// The full path of the file `name` in the folder of the running program.
 std::string besideThisProgram(const char* name);
 
-/// Needs the Qt application made; main thread only.
+/// Needs a Qt application. Main thread only.
 class Controller {
   public:
-    /// `helper` is both the helper and the client that must be there.
+    /// `helper` is used as the helper and as the client; it must exist.
     explicit Controller(const std::string& helper);
 
     TunnelManager& tunnel() { return *tunnel_; }
 
-    /// Serves events until `condition` is true, which is asked once in a turn of the main loop
-    /// after changes, as a view is redrawn. Gives up after `bound`.
+    /// Runs the event loop until `condition` is true. After changes, it is evaluated once in the
+    /// next turn of the main loop, as a view is redrawn. Gives up after `bound`.
     void serveUntil(const std::function<bool()>& condition, std::chrono::seconds bound,
                     const std::string& failure);
 
-    /// Changes announced since the start.
+    /// The number of change notices since the start.
     std::size_t noticeCount() const { return noticeCount_; }
 
   private:

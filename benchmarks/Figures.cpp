@@ -74,4 +74,10 @@ void giveUp(const std::string& reason) {
     std::exit(1);
 }
 
+void need(bool condition, const std::string& reason) {
+    if (!condition) {
+        giveUp(reason);
+    }
+}
+
 } // namespace kestrelnet::benchmarks

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// What every measuring program shares: samples and the line in which a figure is told.
+// Shared by all measuring programs: statistics of samples, and the output of a figure.
 #pragma once
 
 #include <chrono>
@@ -8,7 +8,7 @@
 
 namespace kestrelnet::benchmarks {
 
-/// The clock that the programs on both sides of a measurement read.
+/// The clock that all programs of a measurement read.
 using Time = std::chrono::steady_clock::time_point;
 using Milliseconds = std::chrono::duration<double, std::milli>;
 
@@ -20,15 +20,15 @@ inline double millisecondsBetween(Time start, Time end) {
     return Milliseconds(end - start).count();
 }
 
-/// The smallest sample that is not below `share` of all samples; 0.5 is the median. NaN when there
-/// are none.
+/// The smallest sample such that at least `share` of all samples are not larger; 0.5 gives the
+/// median. NaN without samples.
 double quantile(std::vector<double> samples, double share);
 
 inline double median(std::vector<double> samples) {
     return quantile(std::move(samples), 0.5);
 }
 
-/// A number with `decimals` digits behind the point.
+/// A number with `decimals` digits after the decimal point.
 std::string number(double value, int decimals);
 
 enum class Bound { atMost, atLeast, below };
@@ -44,13 +44,16 @@ struct Figure {
     std::string detail = {};
 };
 
-/// Prints one line: name, value, target, and whether it holds.
+/// Prints one line: name, value, target, and whether the value meets it.
 void report(const Figure& figure);
 
-/// The line of a figure that was not measured, and why.
+/// Prints the line of a figure that was not measured, with the reason.
 void reportSkipped(const std::string& name, const std::string& reason);
 
-/// Says on standard error why something could not be measured, and ends the program with status 1.
+/// Prints on standard error why the measurement failed, and ends the program with status 1.
 [[noreturn]] void giveUp(const std::string& reason);
+
+/// Gives up for this reason unless `condition` is true.
+void need(bool condition, const std::string& reason);
 
 } // namespace kestrelnet::benchmarks

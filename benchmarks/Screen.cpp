@@ -15,10 +15,10 @@ namespace {
 
 constexpr std::uint32_t backdrop = 0x00ff00ff;
 constexpr std::uint32_t colourBits = 0x00ffffff;
-/// Window managers keep tiny windows of their own.
+/// Window managers have tiny windows for internal use.
 constexpr int smallestSide = 64;
 constexpr int frameHeight = 24;
-/// Text, symbols, lines and ground; a window that was only cleared has one.
+/// Text, symbols, lines and background; a window that is only cleared has one colour.
 constexpr std::size_t fewestColours = 3;
 
 template <typename Reply>
@@ -30,7 +30,7 @@ std::unique_ptr<Reply, decltype(&std::free)> owned(Reply* reply) {
 
 Screen::Screen() : connection_(xcb_connect(nullptr, nullptr)) {
     if (xcb_connection_has_error(connection_) != 0) {
-        giveUp("there is no screen");
+        giveUp("there is no X server");
     }
     root_ = xcb_setup_roots_iterator(xcb_get_setup(connection_)).data->root;
     const std::uint32_t values[] = {backdrop, XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY};
@@ -48,7 +48,7 @@ void Screen::process() {
         handle(*event);
     }
     if (xcb_connection_has_error(connection_) != 0) {
-        giveUp("the screen has gone");
+        giveUp("the X server has closed the connection");
     }
 }
 
@@ -124,8 +124,7 @@ void Screen::movePointer(int x, int y) {
     xcb_flush(connection_);
 }
 
-/// Looks at one column of pixels through the middle, between what window managers put above and
-/// below.
+/// Reads one column of pixels through the middle, between the decorations above and below.
 bool Screen::isWindowPainted() const {
     if (windows_.empty()) {
         return false;

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The screen as a person sees it: which windows are there, and whether they are painted.
+// The visible content of the screen: the windows, and whether they are painted.
 #pragma once
 
 #include <cstdint>
@@ -11,24 +11,24 @@ namespace kestrelnet::benchmarks {
 
 class Screen {
   public:
-    /// Gives the whole screen one colour; gives up when there is no X server.
+    /// Fills the screen with one colour. Gives up if there is no X server.
     Screen();
     ~Screen();
     Screen(const Screen&) = delete;
     Screen& operator=(const Screen&) = delete;
 
-    /// Handles what has come in.
+    /// Handles the events that have arrived.
     void process();
     int descriptor() const { return xcb_get_file_descriptor(connection_); }
 
     bool hasWindowManager() const;
     void movePointer(int x, int y);
 
-    /// The windows on the screen that are large enough to be looked at.
+    /// The number of windows on the screen, without tiny ones.
     int windowCount() const { return static_cast<int>(windows_.size()); }
-    /// Whether there is a window, and its content, not just one colour, is what the screen shows.
+    /// Whether there is a window and the screen shows more than one colour in its place.
     bool isWindowPainted() const;
-    /// Closes the window that has the focus, as its title bar would.
+    /// Closes the focused window as the button in its title bar does.
     void closeActiveWindow() const;
 
   private:
@@ -40,7 +40,7 @@ class Screen {
     };
 
     xcb_atom_t atom(std::string_view name) const;
-    /// A property of the root that holds a window; none when there is no such property.
+    /// The window in a property of the root window; none without such a property.
     xcb_window_t rootWindowProperty(std::string_view name) const;
     void add(xcb_window_t window);
     void handle(const xcb_generic_event_t& event);

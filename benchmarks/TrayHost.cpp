@@ -41,7 +41,7 @@ struct TrayHost::Callbacks {
         auto& self = *static_cast<TrayHost*>(host);
         self.registered_ = now();
         self.item_ = sd_bus_message_get_sender(call);
-        self.look();
+        self.requestProperties();
         return sd_bus_reply_method_return(call, "");
     }
 
@@ -52,7 +52,7 @@ struct TrayHost::Callbacks {
     static int newIcon(sd_bus_message*, void* host, sd_bus_error*) {
         auto& self = *static_cast<TrayHost*>(host);
         self.iconChanged_ = now();
-        self.look();
+        self.requestProperties();
         return 0;
     }
 };
@@ -70,11 +70,11 @@ TrayHost::TrayHost() {
         SD_BUS_VTABLE_END};
     check(sd_bus_open_user(&bus_), "there is no session bus");
     check(sd_bus_add_object_vtable(bus_, nullptr, watcherPath, watcher, table, this),
-          "the tray cannot be offered");
+          "the tray object could not be registered");
     check(sd_bus_match_signal(bus_, nullptr, nullptr, itemPath, itemInterface, "NewIcon",
                               Callbacks::newIcon, this),
-          "the tray cannot listen");
-    check(sd_bus_request_name(bus_, watcher, 0), "there is another tray on the bus");
+          "the subscription to icon changes failed");
+    check(sd_bus_request_name(bus_, watcher, 0), "the name of the tray could not be acquired");
 }
 
 TrayHost::~TrayHost() {
@@ -85,7 +85,7 @@ void TrayHost::process() {
     int result = 0;
     do {
         result = sd_bus_process(bus_, nullptr);
-        check(result, "the session bus has gone");
+        check(result, "the session bus has closed the connection");
     } while (result > 0);
 }
 
@@ -93,12 +93,12 @@ int TrayHost::descriptor() const {
     return sd_bus_get_fd(bus_);
 }
 
-/// Asks for all that a tray shows of an item, as they do; this one has no use for the answer.
-void TrayHost::look() {
+/// Requests all properties of the item, as real tray hosts do. The answer is not used.
+void TrayHost::requestProperties() {
     check(sd_bus_call_method_async(bus_, nullptr, item_.c_str(), itemPath,
                                    "org.freedesktop.DBus.Properties", "GetAll", nullptr, nullptr,
                                    "s", itemInterface),
-          "the item cannot be looked at");
+          "the properties of the tray item could not be requested");
 }
 
 void TrayHost::forget() {
@@ -109,16 +109,16 @@ void TrayHost::forget() {
 void TrayHost::activate(int x, int y) {
     check(sd_bus_call_method_async(bus_, nullptr, item_.c_str(), itemPath, itemInterface,
                                    "Activate", nullptr, nullptr, "ii", x, y),
-          "the icon cannot be clicked");
-    check(sd_bus_flush(bus_), "the session bus has gone");
+          "the icon could not be clicked");
+    check(sd_bus_flush(bus_), "the session bus has closed the connection");
 }
 
 void TrayHost::openLink(const std::string& link) {
     check(sd_bus_call_method_async(bus_, nullptr, "com.kestrelnetvpn.app", "/com/kestrelnetvpn/app",
                                    "org.freedesktop.Application", "Open", nullptr, nullptr,
                                    "asa{sv}", 1, link.c_str(), 0),
-          "the link cannot be opened");
-    check(sd_bus_flush(bus_), "the session bus has gone");
+          "the link could not be opened");
+    check(sd_bus_flush(bus_), "the session bus has closed the connection");
 }
 
 } // namespace kestrelnet::benchmarks

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
-// A tray as the session bus sees it, without a picture: it takes registrations, tells when they and
-// the icons' changes came, and clicks. It is no Qt program, so that it shares no pages with those
-// that are measured beside it.
+// A tray host on the session bus that shows nothing. It records the times of registrations and of
+// icon changes, and clicks. It does not use Qt, so that it shares no pages with the measured
+// programs.
 #pragma once
 
 #include "benchmarks/Figures.h"
@@ -16,32 +16,32 @@ namespace kestrelnet::benchmarks {
 
 class TrayHost {
   public:
-    /// Owns the watcher's name on the session bus; gives up when it cannot.
+    /// Takes the watcher's name on the session bus. Gives up if it cannot.
     TrayHost();
     ~TrayHost();
     TrayHost(const TrayHost&) = delete;
     TrayHost& operator=(const TrayHost&) = delete;
 
-    /// Handles what has come in.
+    /// Handles the messages that have arrived.
     void process();
     int descriptor() const;
 
-    /// When the item that registered last did so; none after forget().
+    /// The time of the last registration; none after forget().
     std::optional<Time> registered() const { return registered_; }
-    /// When an item last said that its icon is new; none after forget().
+    /// The time of the last change of an icon; none after forget().
     std::optional<Time> iconChanged() const { return iconChanged_; }
     void forget();
     void forgetIcon() { iconChanged_.reset(); }
 
-    /// Clicks the item that registered last, as at this place of the screen.
+    /// Clicks the item that registered last, with this position on the screen.
     void activate(int x, int y);
-    /// Opens a link as the desktop does that has found the program running.
+    /// Opens a link as a desktop does while the program runs.
     void openLink(const std::string& link);
 
   private:
     struct Callbacks;
 
-    void look();
+    void requestProperties();
 
     sd_bus* bus_ = nullptr;
     std::string item_;

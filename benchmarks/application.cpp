@@ -1,8 +1,9 @@
 // SPDX-License-Identifier: MIT
-// The whole application from outside, against a bare Qt program with a tray icon: its start, its
-// memory, its rest, its windows, its second start, and how fast its icon follows the client.
+// Measures the whole application from outside, compared with a Qt program that only shows a tray
+// icon: start, memory, idle use, windows, second start, and the delay of its icon behind the
+// client's output.
 //
-// Runs on the quiet desktop, where the helper is a client that stays silent for a minute.
+// Runs on the quiet desktop, where the helper is a client that writes nothing for a minute.
 
 #include "benchmarks/ChildProcess.h"
 #include "benchmarks/Figures.h"
@@ -38,18 +39,18 @@ constexpr auto idleWindow = 10s;
 constexpr auto bound = 20s;
 constexpr auto pixelInterval = 200us;
 
-/// Where the tray icon would be, and the panel opens.
+/// The position of the tray icon, at which the panel opens.
 constexpr int pointerX = 1200;
 constexpr int pointerY = 10;
 
-/// Everything around the program under measurement.
+/// The desktop around the measured program.
 class Surroundings {
   public:
     TrayHost tray;
     Screen screen;
 
-    /// Serves what comes in until `condition` is true, and says whether it became true in time. It
-    /// is asked after each event, and each `interval` in between.
+    /// Handles events until `condition` is true; returns whether it became true within `span`. It
+    /// is evaluated after each event, and at least every `interval`.
     bool serve(const std::function<bool()>& condition, std::chrono::nanoseconds span,
                std::chrono::nanoseconds interval) {
         const Time deadline = now() + span;
@@ -74,7 +75,7 @@ class Surroundings {
         }
     }
 
-    /// Serves what comes in for this long.
+    /// Handles events for this long.
     void serveFor(std::chrono::nanoseconds span) {
         serve([] { return false; }, span, span);
     }
@@ -89,18 +90,18 @@ class Surroundings {
     }
 };
 
-/// The application's settings: a key, and whether the panel's first appearance connects.
+/// Stores a key, and whether the first appearance of the panel connects.
 void writeSettings(bool autoConnect) {
     const char* const folder = std::getenv("XDG_CONFIG_HOME");
     if (folder == nullptr) {
-        giveUp("this is to be run on the quiet desktop");
+        giveUp("this must run on the quiet desktop");
     }
     std::ofstream file(std::string(folder) + "/com.kestrelnetvpn.app.conf");
     file << "[General]\nkestrelnet_api_key=dev_0123456789abcdef\nkestrelnet_auto_connect="
          << (autoConnect ? "true" : "false") << '\n';
 }
 
-/// Starts a program with a tray icon, waits for the icon, and returns the milliseconds it took.
+/// Waits for the tray icon, and returns the milliseconds since the start of the program.
 double awaitIcon(Surroundings& around, const ChildProcess& program) {
     around.serveUntil([&] { return around.tray.registered().has_value(); },
                       "no tray icon was registered");
@@ -217,7 +218,7 @@ void closeSettings(Surroundings& around) {
                       "the settings window did not close");
 }
 
-/// The idle memory of `path`, which does nothing but show an icon.
+/// The idle memory of the program `path`, which only shows an icon.
 double idleMemory(Surroundings& around, const std::string& path) {
     StartSamples samples;
     sampleStart(around, path, samples);
@@ -258,8 +259,8 @@ void measureSettings(Surroundings& around, const std::string& application,
             number(median(memory), 1) + " MiB against " + number(median(bareMemory), 1) + " MiB"});
 }
 
-/// Starts the application once more while it runs, and returns the milliseconds until there is a
-/// painted window of the first one.
+/// Starts the application again while it runs, and returns the milliseconds until a window of the
+/// first instance is painted.
 double startAgain(Surroundings& around, const std::string& application,
                   std::vector<std::string> arguments) {
     const ChildProcess second(application, std::move(arguments));
@@ -293,20 +294,20 @@ void measureSecondStart(Surroundings& around, const std::string& application) {
             target, " ms", 1, "by a second start, the settings' first time"});
 }
 
-/// Writes `line` as the client would, into the client's own standard output, and returns the
-/// milliseconds until the icon is said to be new.
+/// Writes `line` to the client's standard output, and returns the milliseconds until the change of
+/// the icon is announced.
 double changeIcon(Surroundings& around, int clientOutput, std::string_view line) {
     around.tray.forgetIcon();
     const Time start = now();
     if (::write(clientOutput, line.data(), line.size()) != static_cast<ssize_t>(line.size())) {
-        giveUp("the client's output cannot be written");
+        giveUp("the client's output could not be written");
     }
     around.serveUntil([&] { return around.tray.iconChanged().has_value(); },
                       "the icon did not change");
     return millisecondsBetween(start, *around.tray.iconChanged());
 }
 
-/// Waits for the client of an application that connects, and returns its standard output.
+/// Waits for the client of a connecting application, and opens its standard output.
 int openClientOutput(Surroundings& around, const ChildProcess& program) {
     around.serveUntil([&] { return program.childIdentifier() != 0; }, "no client was started", 1ms);
     awaitQuiet(around, program);

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The measure for start and memory: a Qt program that only shows a tray icon.
+// The reference for start time and memory: a Qt program that only shows a tray icon.
 
 #include <QApplication>
 #include <QIcon>

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// How fast the client's output is handled, against cat on the same pipe, and what memory and the
-// main loop make of it meanwhile.
+// Throughput of the handling of the client's output, relative to cat on the same kind of pipe; and
+// the growth of memory and the delay of the main loop meanwhile.
 
 #include "benchmarks/Controller.h"
 #include "benchmarks/Figures.h"
@@ -39,8 +39,8 @@ double residentMebibytes() {
     return resident * static_cast<double>(::sysconf(_SC_PAGESIZE)) / mebibyte;
 }
 
-/// Posts an event to the main loop again and again, and notes how late it is served and how much
-/// memory the process has.
+/// Posts an event to the main loop at fixed intervals. Records its delay and the largest memory use
+/// of the process.
 class Probe {
   public:
     Probe()
@@ -51,7 +51,7 @@ class Probe {
               }
           }) {}
 
-    /// To be called on the main thread.
+    /// Main thread only.
     void stop() {
         thread_.request_stop();
         thread_.join();
@@ -89,12 +89,12 @@ pid_t spawn(const std::string& path, int input, int output) {
     return pid;
 }
 
-/// Milliseconds that cat takes for the flood.
+/// The milliseconds that cat needs for the flood.
 double floodThroughCat(const std::string& client) {
     int ends[2];
     const int nowhere = ::open("/dev/null", O_RDWR | O_CLOEXEC);
     if (nowhere < 0 || ::pipe2(ends, O_CLOEXEC) != 0) {
-        giveUp("there is no pipe to be had");
+        giveUp("no pipe could be created");
     }
     const Time start = now();
     const pid_t writer = spawn(client, nowhere, ends[1]);
@@ -109,14 +109,14 @@ double floodThroughCat(const std::string& client) {
     return taken;
 }
 
-/// Milliseconds from connect() until the flood's last line is handled.
+/// The milliseconds from connect() until the flood's last line is handled.
 double floodThroughController(Controller& controller) {
     TunnelManager& tunnel = controller.tunnel();
     const std::size_t noticesBefore = controller.noticeCount();
     const Time start = now();
     tunnel.connect();
     controller.serveUntil([&] { return *tunnel.serverLocation == flood::lastServer; }, 300s,
-                          "the flood did not come to its end");
+                          "the flood did not end");
     const double taken = millisecondsBetween(start, now());
     if (controller.noticeCount() - noticesBefore < flood::lineCount) {
         giveUp("fewer lines were handled than written");

@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: MIT
-// How long it takes from connect() to the client's first instruction, against a bare posix_spawn.
+// The time from connect() to the client's first instruction, relative to posix_spawn alone.
 
 #include "benchmarks/Controller.h"
 #include "benchmarks/Figures.h"
+#include "benchmarks/FirstInstruction.h"
 
 #include <QCoreApplication>
 
-#include <ctime>
 #include <fcntl.h>
 #include <spawn.h>
 #include <string>
@@ -24,25 +24,15 @@ using namespace std::chrono_literals;
 constexpr int rounds = 500;
 constexpr int warmUpRounds = 20;
 
-/// Puts the writing end of a new pipe where every child inherits it, as standard input, and returns
-/// the reading end.
+/// Makes the writing end of a new pipe the standard input, which every child inherits. Returns the
+/// reading end.
 int makeTimePipe() {
     int ends[2];
     if (::pipe2(ends, O_CLOEXEC) != 0 || ::dup2(ends[1], STDIN_FILENO) < 0) {
-        giveUp("there is no pipe to be had");
+        giveUp("no pipe could be created");
     }
     ::close(ends[1]);
     return ends[0];
-}
-
-/// Waits for the client's first instruction and returns the milliseconds since `start`.
-double sinceStart(Time start, int timePipe) {
-    timespec time{};
-    if (::read(timePipe, &time, sizeof time) != sizeof time) {
-        giveUp("the client did not tell the time");
-    }
-    const auto first = std::chrono::seconds(time.tv_sec) + std::chrono::nanoseconds(time.tv_nsec);
-    return millisecondsBetween(start, Time(first));
 }
 
 double bareStart(const std::string& client, int timePipe) {
@@ -52,7 +42,7 @@ double bareStart(const std::string& client, int timePipe) {
     if (::posix_spawn(&pid, client.c_str(), nullptr, nullptr, arguments, environ) != 0) {
         giveUp(client + " could not be started");
     }
-    const double taken = sinceStart(start, timePipe);
+    const double taken = millisecondsBetween(start, readFirstInstruction(timePipe));
     ::waitpid(pid, nullptr, 0);
     return taken;
 }
@@ -64,9 +54,9 @@ double controllerStart(Controller& controller, int timePipe) {
     if (tunnel.status != TunnelStatus::connecting) {
         giveUp(tunnel.lastLog);
     }
-    const double taken = sinceStart(start, timePipe);
+    const double taken = millisecondsBetween(start, readFirstInstruction(timePipe));
     controller.serveUntil([&] { return tunnel.status == TunnelStatus::error; }, 20s,
-                          "the client's end was not told");
+                          "the client's end was not reported");
     return taken;
 }
 

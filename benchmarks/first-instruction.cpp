@@ -1,13 +1,14 @@
 // SPDX-License-Identifier: MIT
-// A client whose first instruction writes the time, as a timespec, to one of its standard streams,
-// where the measuring program has put a pipe. Linked without the C library's start-up, so that
-// nothing of its own comes before.
+// A client that begins with writing the time, as a timespec, to one of its standard streams, which
+// is a pipe of the measuring program. It is linked without the C library's start-up code, so that
+// nothing runs before.
 
 #include <ctime>
 #include <sys/syscall.h>
 #include <unistd.h>
 
-// NOLINTNEXTLINE(bugprone-reserved-identifier,readability-identifier-naming): the linker's name.
+// NOLINTNEXTLINE(bugprone-reserved-identifier,readability-identifier-naming): the name is the
+// linker's.
 extern "C" [[noreturn]] void _start() {
     timespec time;
     ::syscall(SYS_clock_gettime, CLOCK_MONOTONIC, &time);

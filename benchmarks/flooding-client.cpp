@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// A client that writes lines without markers as fast as they are taken, one last line that names a
-// server, and then stays until it is ended.
+// A client that writes lines without markers as fast as they are read, and one last line that names
+// a server. Then it waits for a signal.
 
 #include "benchmarks/Flood.h"
 
@@ -40,7 +40,7 @@ int main() {
         writeAll(block);
     }
     writeAll(std::string("server: ") + flood::lastServer + '\n');
-    // Lets a reader that waits for the end of the stream go.
+    // So that cat ends.
     ::close(STDOUT_FILENO);
     ::pause();
 }

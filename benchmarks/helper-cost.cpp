@@ -1,8 +1,9 @@
 // SPDX-License-Identifier: MIT
-// What the privileged helper costs: the time that it puts before the client's first instruction,
-// and what its two processes take of the machine while the client is quiet. In a world of its own,
-// since it must be root's there.
+// The cost of the privileged helper: the time that it adds before the client's first instruction,
+// and the memory and wake-ups of its two processes while the client is idle. Runs in namespaces of
+// its own, because it needs root.
 #include "benchmarks/Figures.h"
+#include "benchmarks/FirstInstruction.h"
 #include "tests/support/RootWorld.h"
 #include "tests/support/TemporaryFolder.h"
 #include "tests/support/Waiting.h"
@@ -10,7 +11,6 @@
 #include <algorithm>
 #include <array>
 #include <cstdlib>
-#include <ctime>
 #include <fcntl.h>
 #include <filesystem>
 #include <fstream>
@@ -38,13 +38,7 @@ constexpr auto startName = "Helper: its start to the client's first instruction,
 constexpr auto memoryName = "Helper: resident memory of front and guard together";
 constexpr auto wakeUpsName = "Helper: wake-ups in 5 s while the client is quiet";
 
-void need(bool condition, const std::string& what) {
-    if (!condition) {
-        giveUp(what);
-    }
-}
-
-/// Starts `program` as `user`, with standard output into `output`.
+/// Starts `program` as `user`, with `output` as its standard output.
 pid_t start(const char* program, uid_t user, int output) {
     const pid_t pid = ::fork();
     if (pid == 0) {
@@ -59,16 +53,14 @@ pid_t start(const char* program, uid_t user, int output) {
 
 double millisecondsToFirstInstruction(const char* program, uid_t user) {
     std::array<int, 2> pipe{};
-    need(::pipe2(pipe.data(), O_CLOEXEC) == 0, "there is no pipe to be had");
+    need(::pipe2(pipe.data(), O_CLOEXEC) == 0, "no pipe could be created");
     const Time before = now();
     const pid_t pid = start(program, user, pipe[1]);
-    timespec told{};
-    need(::read(pipe[0], &told, sizeof told) == sizeof told, "the client did not tell the time");
+    const Time first = readFirstInstruction(pipe[0]);
     ::waitpid(pid, nullptr, 0);
     ::close(pipe[0]);
     ::close(pipe[1]);
-    const auto first = std::chrono::seconds(told.tv_sec) + std::chrono::nanoseconds(told.tv_nsec);
-    return millisecondsBetween(before, Time(first));
+    return millisecondsBetween(before, first);
 }
 
 void measureStart() {
@@ -101,7 +93,7 @@ double sum(const std::vector<pid_t>& processes, const std::string& file, const s
     return total;
 }
 
-std::vector<pid_t> partsOfTheHelper() {
+std::vector<pid_t> helperProcesses() {
     std::vector<pid_t> found;
     for (const auto& process : rootWorld::processes()) {
         if (process.command.starts_with(helper)) {
@@ -116,26 +108,29 @@ void measureQuiet() {
     std::ofstream(client) << "#!/bin/sh\necho ready\nexec tail -f /dev/null\n";
     fs::permissions(client, static_cast<fs::perms>(0755));
     std::array<int, 2> pipe{};
-    need(::pipe2(pipe.data(), O_CLOEXEC) == 0, "there is no pipe to be had");
+    need(::pipe2(pipe.data(), O_CLOEXEC) == 0, "no pipe could be created");
     const pid_t front = start(helper, rootWorld::user.uid, pipe[1]);
     char byte = 0;
     need(::read(pipe[0], &byte, 1) == 1, "the client did not start");
-    need(waitFor([] { return partsOfTheHelper().size() == 2; }), "the helper is not two processes");
+    need(waitFor([] { return helperProcesses().size() == 2; }),
+         "the helper does not have two processes");
 
-    const std::vector<pid_t> parts = partsOfTheHelper();
+    const std::vector<pid_t> processes = helperProcesses();
     constexpr double kibiToMega = 1024.0 / 1e6;
-    report({memoryName, sum(parts, "status", "VmRSS") * kibiToMega, Bound::below, 2, " MB", 2,
-            number(sum(parts, "smaps_rollup", "Pss:") * kibiToMega, 2) + " MB of their own"});
-    const double before = sum(parts, "status", "ctxt_switches");
+    report({memoryName, sum(processes, "status", "VmRSS") * kibiToMega, Bound::below, 2, " MB", 2,
+            number(sum(processes, "smaps_rollup", "Pss:") * kibiToMega, 2) +
+                " MB proportional set size"});
+    const double before = sum(processes, "status", "ctxt_switches");
     std::this_thread::sleep_for(quietTime);
-    report({wakeUpsName, sum(parts, "status", "ctxt_switches") - before, Bound::atMost, 0, "", 0});
+    report(
+        {wakeUpsName, sum(processes, "status", "ctxt_switches") - before, Bound::atMost, 0, "", 0});
     ::kill(front, SIGTERM);
     ::waitpid(front, nullptr, 0);
 }
 
 int measure() {
     rootWorld::install(KESTRELNET_HELPER, fs::path(helper).parent_path());
-    need(::chmod(helper, 04755) == 0, "the helper cannot be installed");
+    need(::chmod(helper, 04755) == 0, "the helper could not be installed");
     measureStart();
     measureQuiet();
     return EXIT_SUCCESS;

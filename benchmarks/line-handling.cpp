@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// What each step of handling the client's output costs for one chunk of ordinary lines.
+// The cost of each step in handling the client's output, for one chunk of ordinary lines.
 
 #include "core/ClientOutput.h"
 #include "platform/Text.h"

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
-// How long it takes from the right password to the client's first line in the application, against
-// the same launcher run by a shell that is root already. With the real polkit, in a world of its
-// own.
+// The time from the correct password to the client's first line in the application, compared with
+// the same launcher run by a root shell. Uses the real polkit, in namespaces of its own.
 #include "benchmarks/Figures.h"
 #include "tests/support/RootWorld.h"
 #include "tests/support/TemporaryFolder.h"
@@ -25,12 +24,6 @@ constexpr int rounds = 20;
 constexpr auto firstLine = "the first line";
 const std::string launcher = "/usr/lib/kestrelnet-test/launcher.sh";
 
-void need(bool condition, const std::string& what) {
-    if (!condition) {
-        giveUp(what);
-    }
-}
-
 void installClient() {
     const std::string path = "/usr/local/bin/kestrelnet-client";
     std::ofstream(path) << "#!/bin/sh\necho '" << firstLine << "'\nexec sleep 600\n";
@@ -44,11 +37,11 @@ bool isRunning(std::string_view part) {
     });
 }
 
-/// Milliseconds from the password to the line. It is typed only once the reader of the output runs,
-/// which starts one second after the question whatever a person does.
+/// The milliseconds from the password to the line. The password is entered only after the reader of
+/// the output has started, which happens one second after the prompt in any case.
 double promptedStart(ChildProgram& controller, ChildProgram& agent) {
     controller.tell("connect");
-    need(agent.readLine().value_or("").starts_with("request"), "polkit did not ask");
+    need(agent.readLine().value_or("").starts_with("request"), "polkit did not ask for a password");
     need(waitFor([] { return isRunning("/Contents/Helpers/tail"); }), "the reader did not start");
     const Time start = now();
     agent.tell("right");

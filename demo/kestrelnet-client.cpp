@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
-// A stand-in for the tunnel client, for trying the application out: it says what a client says, at
-// the pace of one, and tunnels nothing. It needs no rights and ends at once on SIGTERM.
+// The demonstration client. It writes the lines of a tunnel client, at a realistic pace, and
+// creates no tunnel. It needs no privileges, and ends at once on SIGTERM.
 //
-// KESTRELNET_DEMO_PACE is the time between its lines in percent of the usual; 0 means at once.
+// KESTRELNET_DEMO_PACE is the time between its lines, in percent of the default. 0 means no delay.
 
 #include <algorithm>
 #include <csignal>
@@ -28,13 +28,13 @@ constexpr Line connectAndMove[] = {
     {6000, "Network changed, looking for a new path"},
     {2500, "Split-tunnel routes: 203.0.113.0/24, 2001:db8::/32"},
 };
-// Also how it learns that nobody reads any more.
+// Writing it also detects that the output has no reader.
 constexpr Line keepAlive = {10000, "Keepalive answered in 21 ms"};
 
-volatile std::sig_atomic_t endWanted = 0;
+volatile std::sig_atomic_t endRequested = 0;
 
-void wantEnd(int /*signal*/) {
-    endWanted = 1;
+void requestEnd(int /*signal*/) {
+    endRequested = 1;
 }
 
 std::int64_t paceInPercent() {
@@ -45,22 +45,22 @@ std::int64_t paceInPercent() {
     return std::clamp<std::int64_t>(std::strtoll(text, nullptr, 10), 0, 10000);
 }
 
-/// Whether the time has passed and no end is wanted. SIGTERM is let in only here.
-bool pause(std::int64_t milliseconds, const sigset_t& letIn) {
+/// Waits; returns false if an end was requested. SIGTERM is delivered only here.
+bool pause(std::int64_t milliseconds, const sigset_t& waitMask) {
     const timespec time = {.tv_sec = static_cast<std::time_t>(milliseconds / 1000),
                            .tv_nsec = static_cast<long>(milliseconds % 1000) * 1'000'000};
-    const int result = ::pselect(0, nullptr, nullptr, nullptr, &time, &letIn);
-    return result == 0 && endWanted == 0;
+    const int result = ::pselect(0, nullptr, nullptr, nullptr, &time, &waitMask);
+    return result == 0 && endRequested == 0;
 }
 
-bool say(const char* text) {
+bool writeLine(const char* text) {
     return std::puts(text) >= 0 && std::fflush(stdout) == 0;
 }
 
-/// The signals to let in while it waits.
-sigset_t holdBackTerminate() {
+/// Returns the signal mask to wait with.
+sigset_t blockTerminate() {
     struct sigaction action {};
-    action.sa_handler = wantEnd;
+    action.sa_handler = requestEnd;
     ::sigaction(SIGTERM, &action, nullptr);
     sigset_t terminate;
     sigset_t before;
@@ -71,8 +71,8 @@ sigset_t holdBackTerminate() {
     return before;
 }
 
-bool tell(const Line& line, std::int64_t pace, const sigset_t& letIn) {
-    return pause(line.milliseconds * pace / 100, letIn) && say(line.text);
+bool waitAndWrite(const Line& line, std::int64_t pace, const sigset_t& waitMask) {
+    return pause(line.milliseconds * pace / 100, waitMask) && writeLine(line.text);
 }
 
 } // namespace
@@ -84,15 +84,15 @@ int main() {
             return 2;
         }
     }
-    const sigset_t letIn = holdBackTerminate();
+    const sigset_t waitMask = blockTerminate();
     const std::int64_t pace = paceInPercent();
     const bool moved = std::ranges::all_of(
-        connectAndMove, [&](const Line& line) { return tell(line, pace, letIn); });
-    // The pace is for the scenes; what keeps on coming must not become a flood.
-    while (moved && tell(keepAlive, 100, letIn)) {
+        connectAndMove, [&](const Line& line) { return waitAndWrite(line, pace, waitMask); });
+    // At the default pace, so that pace 0 does not cause a flood.
+    while (moved && waitAndWrite(keepAlive, 100, waitMask)) {
     }
-    if (endWanted == 0) {
+    if (endRequested == 0) {
         return 1;
     }
-    return say("Told to stop; goodbye") ? 0 : 1;
+    return writeLine("Told to stop; goodbye") ? 0 : 1;
 }

@@ -14,31 +14,30 @@ class Pictures:
     def __init__(self, folder):
         self.folder = folder
         self.number = 0
-        for old in glob.glob(os.path.join(folder, "[0-9][0-9]-*.png")) + glob.glob(
-                os.path.join(folder, "panel*.png")) + glob.glob(
-                os.path.join(folder, "settings*.png")):
-            os.remove(old)
+        for pattern in ("[0-9][0-9]-*.png", "panel*.png", "settings*.png"):
+            for old in glob.glob(os.path.join(folder, pattern)):
+                os.remove(old)
 
     def take(self, name):
         self.number += 1
         screen.settled_picture().save(os.path.join(self.folder, f"{self.number:02}-{name}.png"))
 
     def take_failure(self):
-        """What there is to see, where that is still possible."""
+        """Save the screen at a failure, if it can still be captured."""
         try:
             screen.Picture().save(os.path.join(self.folder, "99-here-it-stopped.png"))
         except NotSeen:
             pass
 
     def take_window(self, title, name):
-        place = screen.window_area(title)
-        if not place:
-            raise NotSeen(f"\"{title}\" has gone before its picture was taken.")
-        screen.settled_picture().save(os.path.join(self.folder, f"{name}.png"), place)
+        area = screen.window_area(title)
+        if not area:
+            raise NotSeen(f"\"{title}\" was closed before its picture was taken.")
+        screen.settled_picture().save(os.path.join(self.folder, f"{name}.png"), area)
 
 
 class Portraits:
-    """Pictures of a window in dark and in light. `suffix` tells the size."""
+    """Pictures of a window in dark and in light. `suffix` is part of their file names."""
 
     def __init__(self, app, pictures, appearance, suffix=""):
         self._app, self._pictures, self._appearance = app, pictures, appearance
@@ -54,6 +53,6 @@ class Portraits:
 
     def _await(self, title, is_dark):
         def followed():
-            place = screen.window_area(title)
-            return place and (screen.Picture().brightness(place) < 128) == is_dark
-        self._app.wait(followed, 10, f"\"{title}\" did not follow the desktop.")
+            area = screen.window_area(title)
+            return area and screen.Picture().is_dark(area) == is_dark
+        self._app.wait(followed, f"\"{title}\" did not follow the desktop's colour scheme.")

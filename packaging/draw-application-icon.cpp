@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// draw-application-icon DRAWING FOLDER: the drawing in the sizes, and under the names, that macOS
-// wants of an icon.
+// draw-application-icon DRAWING FOLDER: writes the drawing in the sizes, and with the file names,
+// of an icon of macOS.
 #include <QDir>
 #include <QFile>
 #include <QGuiApplication>

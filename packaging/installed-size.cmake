@@ -1,5 +1,5 @@
-# Run by cpack over the packages. In the .deb it has counted the launcher, a link, as another copy of
-# the program.
+# Run by cpack for each package. Corrects the installed size in the .deb, in which cpack counts the
+# symbolic link to the program as a copy of it.
 list(FILTER CPACK_PACKAGE_FILES INCLUDE REGEX "\\.deb$")
 foreach(package ${CPACK_PACKAGE_FILES})
   set(content ${CPACK_TOPLEVEL_DIRECTORY}/content)

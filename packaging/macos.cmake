@@ -1,5 +1,4 @@
-# Kestrelnet.app: the target "app" completes what the build has put into it. Not built or tested on
-# macOS yet.
+# The target "app" completes the Kestrelnet.app of the build. Not built or tested on a Mac.
 set(resources ${KESTRELNET_BUNDLE}/Contents/Resources)
 set(iconset ${CMAKE_CURRENT_BINARY_DIR}/Kestrelnet.iconset)
 set(drawing ${CMAKE_SOURCE_DIR}/resources/icons/com.kestrelnetvpn.app.svg)
@@ -12,7 +11,7 @@ add_custom_command(OUTPUT ${resources}/Kestrelnet.icns
   DEPENDS draw-application-icon ${drawing}
   VERBATIM)
 
-# Qt comes along in the bundle, the demonstration client does not.
+# The bundle contains Qt, but not the demonstration client.
 find_program(MACDEPLOYQT macdeployqt HINTS ${QT6_INSTALL_PREFIX}/bin)
 add_custom_target(app
   COMMAND ${CMAKE_COMMAND} -E rm -f ${resources}/kestrelnet-client

@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: MIT
-// draw-status-bar-icons SYMBOLS FILE...: draws the status bar's icons when the application is
-// built, from the drawings in the folder SYMBOLS. A FILE is named after its symbol and side, for
+// draw-status-bar-icons SYMBOLS FILE...: a build tool that draws the status bar's icons from the
+// drawings in the folder SYMBOLS. The name of a FILE consists of the symbol and the size, for
 // example lock.shield-22.argb.
 //
-// A status bar's colour is known to nobody, so the symbol is light, on a dark shield that is a
-// little larger: it looks the same on every ground.
+// The colour of the status bar is unknown. So the symbol is light, on a slightly larger dark
+// shield, and is visible on every background.
 
 #include <QByteArray>
 #include <QColor>
@@ -21,7 +21,7 @@
 namespace {
 
 constexpr QRgb light = 0xffffffff;
-/// Tells the filled shield from an empty one where the status bar is as light as it is.
+/// So that the filled shield differs from the outlined one on a light status bar too.
 constexpr QRgb lightFilling = 0xff6fdc92;
 constexpr QRgb dark = 0xff3a3d42;
 constexpr std::array<QPointF, 8> compass{

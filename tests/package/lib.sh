@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: MIT
-# What the steps inside the bare Debian share.
+# Shared by the steps inside the minimal Debian.
 set -euo pipefail
 
 user=person
@@ -10,15 +10,15 @@ fail() {
     exit 1
 }
 
-# expect WHAT COMMAND...: WHAT is true, or this ends.
+# expect WHAT COMMAND...: ends the test if COMMAND fails, so that WHAT does not hold.
 expect() {
     local what=$1
     shift
-    "$@" || fail "it does not hold that $what."
+    "$@" || fail "this does not hold: $what."
     printf '  [%3d s] %s\n' "$SECONDS" "$what"
 }
 
-# await SECONDS COMMAND...: asks again until it is so.
+# await SECONDS COMMAND...: repeats COMMAND until it succeeds, at most for SECONDS.
 await() {
     local end=$((SECONDS + $1)) never
     shift
@@ -30,7 +30,7 @@ await() {
     exec {never}<&-
 }
 
-# Without a question.
+# apt-get without questions.
 apt() {
     DEBIAN_FRONTEND=noninteractive apt-get --quiet=2 --assume-yes -o Dpkg::Use-Pty=0 \
         -o APT::Sandbox::User=root -o APT::Keep-Downloaded-Packages=true \
@@ -40,8 +40,8 @@ apt() {
     }
 }
 
-# Neither in a file nor in a name, where programs and packages keep theirs.
-no_word_left() {
+# Whether no file of the system mentions the program, by its content or its name.
+is_forgotten() {
     ! grep -rsil kestrelnet /etc /usr /var/lib --exclude-dir=apt --exclude-dir=dpkg &&
         ! find /etc /usr /Library /var/lib -iname '*kestrelnet*' 2>/dev/null | grep . &&
         ! dpkg-query --status kestrelnet 2>/dev/null

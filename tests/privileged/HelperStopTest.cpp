@@ -1,11 +1,12 @@
 // SPDX-License-Identifier: MIT
 // How a run ends: by whom, in which time, and what is left of it.
 #include "tests/privileged/HelperTest.h"
+#include "tests/support/Random.h"
 
 #include <array>
 #include <cerrno>
 #include <fstream>
-#include <iostream>
+#include <ostream>
 #include <random>
 #include <signal.h>
 #include <sys/ptrace.h>
@@ -269,9 +270,7 @@ INSTANTIATE_TEST_SUITE_P(Victims, HelperKillTest,
                          [](const auto& instance) { return std::string(name(instance.param)); });
 
 TEST_P(HelperKillTest, nothingSurvives) {
-    const unsigned seed = std::random_device{}();
-    std::cout << "seed " << seed << '\n';
-    std::mt19937 random(seed);
+    std::mt19937 random = seededGenerator();
     // From before its start to well after it.
     std::uniform_int_distribution<int> moment(0, 12'000);
     constexpr std::array modes{"script", "exits-on-terminate", "family", "stubborn", "daemonises"};

@@ -3,6 +3,7 @@
 
 #include "privileged/Lifeline.h"
 #include "tests/support/FakeClient.h"
+#include "tests/support/Random.h"
 #include "tests/support/TemporaryFolder.h"
 #include "tests/support/Waiting.h"
 
@@ -265,8 +266,7 @@ TEST_F(SupervisorTest, endsAllOfAFamilyThatGrowsMeanwhile) {
 }
 
 TEST_F(SupervisorTest, endsEverythingAtWhateverMomentTheOwnerGoes) {
-    const unsigned seed = std::random_device{}();
-    std::mt19937 random(seed);
+    std::mt19937 random = seededGenerator();
     std::uniform_int_distribution<int> moment(0, 15000);
     for (int round = 0; round < 100; ++round) {
         const FakeClient& client = supervise("keeps-grandchild");
@@ -274,8 +274,8 @@ TEST_F(SupervisorTest, endsEverythingAtWhateverMomentTheOwnerGoes) {
         startClock();
         leave();
         result();
-        ASSERT_LT(sinceStart(), 4s) << "round " << round << ", seed " << seed;
-        ASSERT_FALSE(isAnybodyLeft(client)) << "round " << round << ", seed " << seed;
+        ASSERT_LT(sinceStart(), 4s) << "round " << round;
+        ASSERT_FALSE(isAnybodyLeft(client)) << "round " << round;
     }
 }
 

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "tests/support/ChildProgram.h"
 
+#include "tests/support/ExecStrings.h"
+
 #include <gtest/gtest.h>
 
 #include <array>
@@ -17,16 +19,6 @@ namespace kestrelnet {
 
 namespace {
 
-std::vector<char*> pointers(std::vector<std::string>& texts) {
-    std::vector<char*> result;
-    result.reserve(texts.size() + 1);
-    for (std::string& text : texts) {
-        result.push_back(text.data());
-    }
-    result.push_back(nullptr);
-    return result;
-}
-
 [[noreturn]] void become(char* const* command, char* const* environment, int input, int output) {
     ::prctl(PR_SET_PDEATHSIG, SIGKILL);
     ::dup2(input, STDIN_FILENO);
@@ -37,17 +29,13 @@ std::vector<char*> pointers(std::vector<std::string>& texts) {
 
 } // namespace
 
-ChildProgram::ChildProgram(std::vector<std::string> command, const Environment& variables) {
+ChildProgram::ChildProgram(const std::vector<std::string>& command, const Environment& variables) {
     Environment environment = currentEnvironment();
     for (const auto& [name, value] : variables) {
         environment[name] = value;
     }
-    std::vector<std::string> entries;
-    for (const auto& [name, value] : environment) {
-        entries.emplace_back(name).append("=").append(value);
-    }
-    const std::vector<char*> arguments = pointers(command);
-    const std::vector<char*> entryPointers = pointers(entries);
+    const ExecStrings arguments(command);
+    const ExecStrings entries(environment);
     std::array<int, 2> input{-1, -1};
     std::array<int, 2> output{-1, -1};
     if (::pipe2(input.data(), O_CLOEXEC) != 0 || ::pipe2(output.data(), O_CLOEXEC) != 0) {
@@ -57,7 +45,7 @@ ChildProgram::ChildProgram(std::vector<std::string> command, const Environment& 
     output_ = output[0];
     pid_ = ::fork();
     if (pid_ == 0) {
-        become(arguments.data(), entryPointers.data(), input[0], output[1]);
+        become(arguments.data(), entries.data(), input[0], output[1]);
     }
     ::close(input[0]);
     ::close(output[1]);

@@ -11,37 +11,38 @@
 
 namespace kestrelnet {
 
-/// A program that a test starts, tells lines to and reads lines from. It ends with the test,
-/// however that ends.
+/// A child process with its standard input and output on pipes. It is killed when the test process
+/// ends, even by a crash. Not thread-safe.
 class ChildProgram {
   public:
-    /// `command` is a program, looked up in PATH, and its arguments; `variables` come on top of
-    /// this process's environment.
-    explicit ChildProgram(std::vector<std::string> command, const Environment& variables = {});
-    /// Kills it.
+    /// Starts `command`, a program that is searched in PATH, and its arguments. `variables` are
+    /// added to the environment of this process.
+    explicit ChildProgram(const std::vector<std::string>& command,
+                          const Environment& variables = {});
+    /// Kills the program if it still runs.
     ~ChildProgram();
     ChildProgram(const ChildProgram&) = delete;
     ChildProgram& operator=(const ChildProgram&) = delete;
 
     int pid() const { return pid_; }
 
-    /// Writes `line` and a line feed to its standard input.
+    /// Writes `line` and a line feed to the program's standard input.
     void tell(std::string line) const;
 
-    /// The next line of its standard output, without its end; nothing when none comes within ten
-    /// seconds or the output has ended.
+    /// Returns the next line of the program's standard output, without the line feed; nothing after
+    /// ten seconds without one, or at the end of the output.
     std::optional<std::string> readLine();
 
-    /// Reads lines up to one that equals `line`; whether it came.
+    /// Reads lines until one equals `line`; returns whether it came.
     [[nodiscard]] bool reads(std::string_view line);
 
     void terminate() const;
     void kill() const;
-    /// Returns when the program stands still.
+    /// Returns when the program is stopped.
     void freeze() const;
     void thaw() const;
-    /// Its exit status once it has closed its output and ended by itself; nothing when it does not
-    /// close its output within ten seconds or was ended by a signal.
+    /// Waits for the end of the program and returns its exit status; nothing if it keeps its output
+    /// open for more than ten seconds, or a signal ended it.
     std::optional<int> exitStatus();
 
   private:

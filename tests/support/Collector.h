@@ -11,7 +11,7 @@
 
 namespace kestrelnet {
 
-/// Takes all that a handle reads. Any thread.
+/// Collects everything that a file handle reads. Any thread.
 class Collector : public std::enable_shared_from_this<Collector> {
   public:
     static std::shared_ptr<Collector> attachTo(FileHandle& handle) {
@@ -36,7 +36,7 @@ class Collector : public std::enable_shared_from_this<Collector> {
         const std::lock_guard lock(mutex_);
         return chunks_;
     }
-    /// How many times the end was told.
+    /// The number of end-of-file notices.
     std::size_t ends() const {
         const std::lock_guard lock(mutex_);
         return ends_;

@@ -6,11 +6,12 @@
 
 namespace kestrelnet {
 
-/// Runs the Qt event loop until `condition` holds, or `bound` has passed; returns whether it holds.
+/// Runs the Qt event loop until `condition` is true or `bound` has passed; returns whether it is
+/// true.
 [[nodiscard]] bool waitUntil(const std::function<bool()>& condition,
                              std::chrono::milliseconds bound = std::chrono::seconds(10));
 
-/// Runs the events that have been posted, without waiting for more.
+/// Handles the events that are posted already, without waiting for more.
 void runPostedEvents();
 
 } // namespace kestrelnet

@@ -20,10 +20,10 @@ namespace kestrelnet {
 FakeClient::FakeClient(std::string_view mode, std::string_view argument)
     : mode_(mode), argument_(argument) {
     const std::string control = folder_.file("control");
-    // For reading as well, so that neither end waits for the other.
+    // Open for reading too, so that neither end blocks in open().
     if (::mkfifo(control.c_str(), 0600) != 0 ||
         (control_ = ::open(control.c_str(), O_RDWR | O_CLOEXEC)) < 0) {
-        ADD_FAILURE() << "no control pipe";
+        ADD_FAILURE() << "the control pipe could not be created";
     }
     executable_ = folder_.write("client", "#!/bin/sh\nexec '" KESTRELNET_FAKE_CLIENT "' '" +
                                               std::string(mode) + "' '" + folder_.path() + "' '" +
@@ -33,7 +33,7 @@ FakeClient::FakeClient(std::string_view mode, std::string_view argument)
 
 FakeClient::~FakeClient() {
     ::close(control_);
-    // Its identifier may be somebody else's by now, so that it is known by its folder.
+    // The process id may have been reused, so recognise the process by the folder in its arguments.
     const auto ended = [this](std::optional<int> process) {
         return !process ||
                readFile("/proc/" + std::to_string(*process) + "/cmdline").find(folder_.path()) ==
@@ -113,10 +113,10 @@ std::vector<std::string> FakeClient::found(std::string_view name) const {
 
 std::vector<std::string> FakeClient::arguments() const {
     std::vector<std::string> all = found("argument");
-    // The script puts its own in front: the program, the mode, the folder, the mode's argument.
+    // The script passes four arguments first: program, mode, folder, argument of the mode.
     constexpr std::ptrdiff_t own = 4;
     if (std::ssize(all) < own) {
-        ADD_FAILURE() << "the program has not described itself";
+        ADD_FAILURE() << "the program has written no description";
         return {};
     }
     all.erase(all.begin(), all.begin() + own);
@@ -154,7 +154,7 @@ void FakeClient::command(std::string_view bytes) const {
 }
 
 bool isAlive(int pid) {
-    // "PID (NAME) STATE ..."; the name may hold anything.
+    // "PID (NAME) STATE ..."; the name may contain any character.
     const std::string status = readFile("/proc/" + std::to_string(pid) + "/stat");
     const std::size_t name = status.rfind(") ");
     return name != std::string::npos && status[name + 2] != 'Z' && status[name + 2] != 'X';

@@ -10,10 +10,11 @@
 
 namespace kestrelnet {
 
-/// A test's hold on one run of the program fake-client; its source lists the modes.
+/// Controls one run of the program fake-client from a test. The program's source lists the modes.
 ///
-/// The program, and what it has left behind, ends at the latest when this goes away. The controller
-/// gives its client no arguments: a small script that names them stands at `executable()`.
+/// The destructor ends the program and the process that it may have left behind. The controller
+/// gives its client no arguments, so `executable()` is a small script that passes them to the
+/// program.
 class FakeClient {
   public:
     explicit FakeClient(std::string_view mode, std::string_view argument = "");
@@ -21,41 +22,41 @@ class FakeClient {
     FakeClient(const FakeClient&) = delete;
     FakeClient& operator=(const FakeClient&) = delete;
 
-    /// A program without arguments, to be run once.
+    /// The path of an executable without arguments, to be run once.
     const std::string& executable() const { return executable_; }
-    /// Puts the program at `path`, in the place of what is there.
+    /// Installs the program at `path` as a symbolic link, and replaces a file there.
     void installAt(const std::string& path) const;
-    /// The same, as a file of its own: a script, or the program itself, with what it needs beside
-    /// it.
+    /// The same as a regular file: the script, or the program itself, with its arguments in a file
+    /// beside it.
     void installScriptAt(const std::string& path) const;
     void installProgramAt(const std::string& path) const;
 
-    /// The identifier of the running program, once it has told it.
+    /// The process id of the program; nothing before its start.
     std::optional<int> pid() const { return number("pid"); }
-    /// The identifier of what the program has left behind, once it has told it.
+    /// The process id of the process that the program has left behind; nothing without one.
     std::optional<int> grandchild() const { return number("grandchild"); }
-    /// Whether the mode's own part is done, and commands are obeyed.
+    /// Whether the program has done the mode's own part, and handles commands.
     bool isReady() const;
     /// Whether the program was started and has not ended.
     bool isAlive() const;
     /// Whether the program was started, has ended and was reaped.
     bool isGone() const;
-    /// Whether all that the running program has written to its standard output was read, the
-    /// commands given so far included.
+    /// Whether the program has handled all commands so far, and its standard output has been read
+    /// completely.
     bool isHeard() const;
-    /// How many bytes of its standard output wait in the pipe.
+    /// The number of unread bytes in the pipe of its standard output.
     int unreadOutput() const;
-    /// How many requests to terminate have reached the mode that survives them.
+    /// The number of SIGTERM signals received, in a mode that survives them.
     std::size_t terminations() const;
 
-    /// What the program found at its start: the values of the entries called `name`.
+    /// The values of the entries `name` in the program's description of itself.
     std::vector<std::string> found(std::string_view name) const;
-    /// The arguments it was given in the place it was installed at, by a link or as a script.
+    /// The arguments of the installed link or script.
     std::vector<std::string> arguments() const;
     /// The value of one variable of its environment.
     std::optional<std::string> environment(std::string_view name) const;
 
-    // Commands; none waits for the program.
+    // Commands. They return without waiting for the program.
     void say(std::string_view bytes) const;
     void sayOnError(std::string_view bytes) const;
     void closeOutput() const { command("close-out\n"); }
@@ -76,9 +77,9 @@ class FakeClient {
     std::string executable_;
 };
 
-/// Whether `pid` is a process that has not ended.
+/// Whether there is a process `pid` that has not ended.
 bool isAlive(int pid);
-/// Whether there is no process `pid`, not even one that waits to be reaped.
+/// Whether there is no process `pid`, not even a zombie.
 bool isGone(int pid);
 
 } // namespace kestrelnet

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The entry of test programs whose code needs a Qt application.
+// The main function of test programs that need a Qt application.
 #include <QCoreApplication>
 
 #include <gtest/gtest.h>

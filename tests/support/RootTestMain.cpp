@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The entry of test programs whose tests are root in a world of their own, see RootWorld.h.
+// The main function of test programs whose tests run in a root world, see RootWorld.h.
 #include "tests/support/RootWorld.h"
 
 #include <QCoreApplication>
@@ -20,12 +20,12 @@ int main(int count, char** arguments) {
         return run();
     }
     if (::geteuid() != 0) {
-        // In the words by which ctest knows a test that was skipped.
+        // ctest recognises a skipped test by this text.
         std::puts("[  SKIPPED ] skipped: needs root");
         return EXIT_SUCCESS;
     }
     const int status = kestrelnet::rootWorld::enter(run);
-    // This process can start no other any more, as a search for leaks at its end would: those are
-    // in a world that has ended.
+    // Skip the exit handlers: the leak checker would start a process, which is impossible after the
+    // end of the PID namespace of this process's children.
     std::_Exit(status);
 }

@@ -35,13 +35,16 @@ std::string install(const std::string& path, const std::string& folder) {
     return target;
 }
 
+bool become(const User& who) {
+    return ::initgroups(who.name.c_str(), who.gid) == 0 &&
+           ::setresgid(who.gid, who.gid, who.gid) == 0 &&
+           ::setresuid(who.uid, who.uid, who.uid) == 0;
+}
+
 int as(const User& who, const std::function<int()>& body) {
     const pid_t child = ::fork();
     if (child == 0) {
-        const bool changed = ::initgroups(who.name.c_str(), who.gid) == 0 &&
-                             ::setresgid(who.gid, who.gid, who.gid) == 0 &&
-                             ::setresuid(who.uid, who.uid, who.uid) == 0;
-        ::_exit(changed ? body() : 127);
+        ::_exit(become(who) ? body() : 127);
     }
     int status = 0;
     ::waitpid(child, &status, 0);

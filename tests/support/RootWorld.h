@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
-// A small world of a test's own, in which it is root and may change anything: the machine's files
-// below an overlay that is thrown away, its own processes and mounts, and ordinary users.
+// A root world: namespaces in which a test is root and may change anything. The machine's files are
+// under a temporary overlay; processes, mounts, network and ordinary users are separate.
 //
-// The tests of a program linked with kestrelnet_root_test_main run there. Without root they are
-// skipped. Process 1 only reaps orphans.
+// The tests of a program that links kestrelnet_root_test_main run in a root world. Without root
+// they are skipped. Process 1 of the world only reaps orphans.
 #pragma once
 
 #include <functional>
@@ -14,9 +14,9 @@
 
 namespace kestrelnet::rootWorld {
 
-/// Makes a world, runs `body` in it as root, in a process of its own, and takes it away with all
-/// that still runs there. Returns what `body` does, or 128 and the number of the signal that ended
-/// it. By a root process of one thread.
+/// Creates a root world, runs `body` in a child process there, and removes the world with all its
+/// processes. Returns the result of `body`, or 128 plus the signal that ended it. The calling
+/// process must be root and have one thread.
 int enter(const std::function<int()>& body);
 
 struct User {
@@ -26,25 +26,28 @@ struct User {
     std::string home;
 };
 
-/// The ordinary user, who is an administrator with the password "right".
+/// An ordinary user. polkit accepts the user as an administrator; the password is "right".
 extern const User user;
-/// Another one, who is not.
+/// An ordinary user who is not an administrator.
 extern const User stranger;
 
-/// The product's place in this world, as a package would choose it.
+/// The path of the product's bundle, the same as in a package.
 extern const std::string bundle;
 
-/// Copies the build tree's bundle there, without the demonstration client.
+/// Copies the bundle of the build tree to `bundle`, without the demonstration client.
 void installBundle();
-/// Copies the program or script at `path` into `folder`, made where needed, for everyone to run;
-/// its path there.
+/// Copies the program or script at `path` into `folder`, which is created if needed, executable for
+/// everyone. Returns the path of the copy.
 std::string install(const std::string& path, const std::string& folder);
 
-/// Runs `body` in a child process that is `who` and nothing more; its exit status, or 128 and the
-/// signal that ended it. What is written there to standard error is seen; test assertions are not.
+/// Gives this process the groups and ids of `who`; returns whether that succeeded.
+bool become(const User& who);
+
+/// Runs `body` in a child process with the groups and ids of `who`. Returns its exit status, or 128
+/// plus the signal that ended it. Test assertions inside `body` have no effect.
 int as(const User& who, const std::function<int()>& body);
 
-/// Takes `who` out of the group of administrators.
+/// Removes `who` from the group of administrators.
 void removeAdministrator(const User& who);
 
 struct Survivor {
@@ -54,7 +57,7 @@ struct Survivor {
     std::string command;
 };
 
-/// Every process of this world but process 1 and the test itself.
+/// Every process of this world except process 1 and the calling process.
 std::vector<Survivor> processes();
 void PrintTo(const Survivor& survivor, std::ostream* out);
 

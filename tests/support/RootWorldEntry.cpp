@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// How a root world is put together, and taken apart again.
+// Creates and removes a root world.
 #include "tests/support/RootWorld.h"
 
 #include <cerrno>
@@ -26,14 +26,15 @@ namespace {
 
 namespace fs = std::filesystem;
 
-/// Where the world is put together. Only this process and what it starts sees what is mounted
-/// there.
+/// The folder in which the world is mounted. The mounts are visible only to this process and its
+/// children.
 const std::string site = "/mnt";
 const std::string newRoot = site + "/root";
 const std::string groups = site + "/groups";
 
 [[noreturn]] void giveUp(const std::string& what) {
-    std::fprintf(stderr, "no world to test in: %s: %s\n", what.c_str(), std::strerror(errno));
+    std::fprintf(stderr, "the root world could not be created: %s: %s\n", what.c_str(),
+                 std::strerror(errno));
     std::_Exit(1);
 }
 
@@ -63,7 +64,7 @@ void bindReadOnly(const std::string& folder) {
           "seal " + folder);
 }
 
-/// The root file system below a layer that takes the changes and goes with this world.
+/// The root file system under a writable layer that is removed with this world.
 void layOutFiles() {
     mountAt(site + "/changes", "tmpfs", 0, "mode=0755");
     fs::create_directory(site + "/changes/upper");
@@ -108,7 +109,7 @@ void addUser(const rootWorld::User& user) {
     check(::chown(user.home.c_str(), user.uid, user.gid) == 0, user.home);
 }
 
-/// Puts `user` into the group whose members polkit takes for administrators.
+/// Adds `user` to the group whose members are administrators for polkit.
 void makeAdministrator(const rootWorld::User& user) {
     std::ifstream old("/etc/group");
     std::string changed;
@@ -144,11 +145,12 @@ int exitStatus(int status) {
     }
 }
 
-/// The group becomes the root of the groups that are seen in the world.
+/// Makes `group` the root of the control groups that are visible in the world.
 void enterGroup(const std::string& group) {
     std::ofstream file(group + "/cgroup.procs");
     check(file && (file << "0" << std::flush), group);
-    // Mounts of its own again: another root would be the waiting process's as well.
+    // A new mount namespace again, because pivot_root would also change the root of the waiting
+    // process.
     check(::unshare(CLONE_NEWCGROUP | CLONE_NEWNS) == 0, "unshare");
 }
 
@@ -163,14 +165,14 @@ void enterGroup(const std::string& group) {
     const pid_t tests = ::fork();
     check(tests >= 0, "fork");
     if (tests == 0) {
-        // As on a real system, orphans go to a process of another session.
+        // As on a real system, process 1, which adopts orphans, is in another session.
         ::setsid();
         std::exit(body());
     }
     reapUntilEnd(tests);
 }
 
-/// A control group for everything in the world.
+/// Creates a control group for all processes of the world.
 std::string makeGroup() {
     mountAt(groups, "cgroup2");
     std::string group = groups + "/kestrelnet-test-" + std::to_string(::getpid());
@@ -186,7 +188,7 @@ void removeGroup(const std::string& group) {
             folders.push_back(entry.path());
         }
     }
-    // The innermost first.
+    // Innermost folders first.
     for (auto folder = folders.rbegin(); folder != folders.rend(); ++folder) {
         ::rmdir(folder->c_str());
     }

@@ -5,7 +5,7 @@
 
 namespace kestrelnet {
 
-/// A variable of this process for the time of a test.
+/// Sets an environment variable, and removes it in the destructor.
 class ScopedVariable {
   public:
     ScopedVariable(const char* name, const char* value) : name_(name) { ::setenv(name, value, 1); }

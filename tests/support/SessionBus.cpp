@@ -40,7 +40,7 @@ void SessionBus::start() {
     daemon_.emplace(std::vector<std::string>{"dbus-daemon", "--nofork", "--nopidfile",
                                              "--config-file=" + file, "--print-address=1"});
     ASSERT_TRUE(daemon_->readLine());
-    // Without the bus's own identity, so that another one at this place will do.
+    // Without the bus's GUID, so that a restarted bus at this address is accepted.
     const std::string address = "unix:path=" + folder_.file("bus");
     ASSERT_TRUE(qputenv("DBUS_SESSION_BUS_ADDRESS", QByteArray::fromStdString(address)));
 }

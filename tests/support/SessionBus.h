@@ -13,13 +13,14 @@
 
 namespace kestrelnet {
 
-/// A session bus of the test program's own, on which nobody is and no service can be started.
+/// A private session bus, without other clients and without services that can be started. Its
+/// address is in this process's environment.
 class SessionBus : public testing::Environment {
   public:
     void SetUp() override;
     void TearDown() override;
 
-    /// Under its address; everybody has lost it.
+    /// Restarts the bus at the same address; all connections are lost.
     void restart();
 
   private:
@@ -29,7 +30,7 @@ class SessionBus : public testing::Environment {
     std::optional<ChildProgram> daemon_;
 };
 
-/// One more party on the session bus: a service of the desktop, or somebody who calls.
+/// A second connection to the session bus: a service of the desktop, or a caller.
 class BusPeer {
   public:
     BusPeer();
@@ -43,12 +44,12 @@ class BusPeer {
     QDBusConnection connection_;
 };
 
-/// What `message` is answered with. Events are handled meanwhile, so that this process can be the
-/// one that answers.
+/// Sends `message` and returns the reply. Events are handled meanwhile, so that an object of this
+/// process can send the reply.
 QDBusMessage answerTo(const QDBusConnection& connection, const QDBusMessage& message);
 
-/// Returns when all that `connection` has sent has been forwarded by the bus, and all that the bus
-/// forwarded to it before has been handled.
+/// Returns when the bus has forwarded all messages that `connection` has sent, and all messages
+/// that the bus forwarded to it before are handled.
 void roundTrip(const QDBusConnection& connection);
 
 } // namespace kestrelnet

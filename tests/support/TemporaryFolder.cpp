@@ -14,7 +14,7 @@ namespace kestrelnet {
 TemporaryFolder::TemporaryFolder()
     : path_((std::filesystem::temp_directory_path() / "kestrelnet-test-XXXXXX").string()) {
     if (::mkdtemp(path_.data()) == nullptr) {
-        ADD_FAILURE() << "no temporary folder";
+        ADD_FAILURE() << "no temporary folder could be created";
     }
 }
 
@@ -31,7 +31,7 @@ std::string TemporaryFolder::write(std::string_view name, std::string_view text)
 }
 
 std::string readFile(const std::string& path) {
-    // A file of /proc may fail in the middle, when its process ends.
+    // Reading a file of /proc may fail in the middle when its process ends.
     std::ostringstream text;
     text << std::ifstream(path, std::ios::binary).rdbuf();
     return text.str();

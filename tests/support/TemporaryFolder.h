@@ -6,7 +6,7 @@
 
 namespace kestrelnet {
 
-/// A new folder for the time of a test; goes away with all it holds.
+/// A new folder, removed with its content by the destructor.
 class TemporaryFolder {
   public:
     TemporaryFolder();
@@ -14,18 +14,18 @@ class TemporaryFolder {
     TemporaryFolder(const TemporaryFolder&) = delete;
     TemporaryFolder& operator=(const TemporaryFolder&) = delete;
 
-    /// Without a separator at the end.
+    /// Without a trailing separator.
     const std::string& path() const { return path_; }
     std::string file(std::string_view name) const { return path_ + "/" + std::string(name); }
 
-    /// Writes a file with all the folders above it; returns its path.
+    /// Writes a file, and creates its parent folders; returns its path.
     std::string write(std::string_view name, std::string_view text) const;
 
   private:
     std::string path_;
 };
 
-/// The whole of the file at `path`; empty when it cannot be read.
+/// Returns the content of the file at `path`; empty if it cannot be read.
 std::string readFile(const std::string& path);
 
 } // namespace kestrelnet

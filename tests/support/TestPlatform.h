@@ -9,13 +9,13 @@
 
 namespace kestrelnet {
 
-/// A platform of a test's own: all paths under a temporary root, nothing there but the temporary
-/// folder, settings in a file, virtual time; processes, pipes and requests are real. The program
-/// needs a Qt application.
+/// A platform for one test: all paths are under a temporary root, in which only the temporary
+/// folder exists; the settings are a file; time is virtual. Processes, pipes and requests are real.
+/// Needs a Qt application.
 struct TestPlatform {
     TestPlatform();
 
-    /// Opens the settings anew, as a later start of the application does.
+    /// Opens the settings again, as a later start of the application does.
     std::shared_ptr<UserDefaults> reopenDefaults() const;
 
     TemporaryFolder root;

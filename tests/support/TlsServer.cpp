@@ -22,8 +22,8 @@
 #include <set>
 #include <utility>
 
-// OpenSSL frees what it keeps for a thread when the thread ends. One that is ending together with
-// the program looks like a leak.
+// OpenSSL frees the data of a thread when the thread ends. A thread that ends together with the
+// program looks like a leak.
 // NOLINTNEXTLINE(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp,readability-identifier-naming)
 extern "C" const char* __lsan_default_suppressions();
 // NOLINTNEXTLINE(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp,readability-identifier-naming)
@@ -37,7 +37,7 @@ namespace {
 
 constexpr qint64 largestHead = 64L * 1024;
 
-/// Makes the files NAME.key and NAME.pem, a key and the certificate for it.
+/// Creates the files NAME.key and NAME.pem, a key and its certificate.
 void makeCertificate(const TemporaryFolder& folder, const char* name, const char* options) {
     const auto openssl = Process::create();
     openssl->executablePath = "/bin/sh";
@@ -48,11 +48,11 @@ void makeCertificate(const TemporaryFolder& folder, const char* name, const char
                               "-subj /CN=" +
                               name + " -keyout " + name + ".key -out " + name + ".pem " + options};
     openssl->standardError = std::make_shared<Pipe>();
-    const auto said = Collector::attachTo(openssl->standardError->fileHandleForReading());
+    const auto messages = Collector::attachTo(openssl->standardError->fileHandleForReading());
     const auto error = openssl->run();
     openssl->waitUntilExit();
     if (error || openssl->terminationStatus() != 0) {
-        ADD_FAILURE() << "openssl: " << said->text();
+        ADD_FAILURE() << "openssl: " << messages->text();
     }
 }
 
@@ -72,7 +72,7 @@ QSslConfiguration certified(const TemporaryFolder& folder) {
 }
 
 std::string compressed(const std::string& body) {
-    // Qt puts the length in front.
+    // qCompress() puts the length in front.
     constexpr qsizetype lengthSize = 4;
     return qCompress(QByteArray::fromStdString(body)).mid(lengthSize).toStdString();
 }
@@ -115,11 +115,11 @@ struct TlsServer::Server {
     std::size_t connectionCount = 0;
     std::size_t openConnectionCount = 0;
 
-    // For the server's own thread alone.
+    // Only for the server's thread.
     std::map<std::size_t, std::pair<QPointer<QSslSocket>, TlsAnswer>> held;
 
     QThread thread;
-    // Lives on the thread, and ends with it.
+    // Lives on the thread; deleted when the thread ends.
     QSslServer* listener = new QSslServer;
 };
 
@@ -215,7 +215,7 @@ void TlsServer::release(std::size_t request) {
         const std::lock_guard lock(server_->mutex);
         server_->released.insert(request);
     }
-    // NOLINTNEXTLINE(clang-analyzer-cplusplus.NewDeleteLeaks): the event that is posted owns it.
+    // NOLINTNEXTLINE(clang-analyzer-cplusplus.NewDeleteLeaks): the posted event owns it.
     QMetaObject::invokeMethod(server_->listener, [server = server_.get(), request] {
         const auto waiting = server->held.extract(request);
         if (waiting && waiting.mapped().first) {

@@ -9,29 +9,29 @@
 
 namespace kestrelnet {
 
-/// What the server says to one request.
+/// The server's answer to one request.
 struct TlsAnswer {
     enum class Ending {
         complete,
-        /// Announces the whole body, sends half of it and closes the connection.
+        /// Announces the whole body, sends half of it, and closes the connection.
         drops,
-        /// Announces the whole body, sends half of it and says no more.
+        /// Announces the whole body, sends half of it, and then sends nothing.
         stalls,
     };
 
     int status = 200;
     std::string body = {};
-    /// Where a redirect leads.
+    /// The value of the Location header; empty for none.
     std::string location = {};
     Ending ending = Ending::complete;
-    /// Compresses the body for a client that accepts that.
+    /// Compresses the body if the client accepts that.
     bool compresses = false;
     /// Sent only after release().
     bool held = false;
 };
 
-/// An HTTPS server on a free port of the loopback, in a thread of its own, with a certificate from
-/// an authority of its own. Connections stay open after an answer, for more requests. Any thread.
+/// An HTTPS server on a free port of the loopback interface, on its own thread, with a certificate
+/// from its own authority. Connections stay open after an answer. Any thread.
 class TlsServer {
   public:
     TlsServer();
@@ -40,20 +40,21 @@ class TlsServer {
     TlsServer& operator=(const TlsServer&) = delete;
 
     std::string url(std::string_view path = "/") const;
-    /// The PEM file of the authority that clients have to trust.
+    /// The PEM file of the authority, which clients must trust.
     const std::string& authorityFile() const;
 
-    /// The n-th request to come gets the n-th answer given here, or else status 404.
+    /// The n-th request gets the n-th answer that was given here; without one, status 404.
     void enqueue(TlsAnswer answer);
     /// Every request for `path` gets this answer instead.
     void serve(std::string path, TlsAnswer answer);
-    /// Lets the answer to the request of this number go, counted from 0; before or after it came.
+    /// Sends the held answer to the request of this number, counted from 0. May be called before
+    /// the request arrives.
     void release(std::size_t request);
 
-    /// The paths of the requests so far, in the order they came.
+    /// The paths of all requests so far, in their order.
     std::vector<std::string> requests() const;
     std::size_t requestCount() const { return requests().size(); }
-    /// How many connections have been made so far, and how many of them are open.
+    /// The number of connections so far, and of those that are open.
     std::size_t connectionCount() const;
     std::size_t openConnectionCount() const;
 

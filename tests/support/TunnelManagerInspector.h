@@ -10,7 +10,7 @@
 
 namespace kestrelnet {
 
-/// Reaches the private members of the controller that no effect shows.
+/// Gives tests access to private members of the controller that have no observable effect.
 struct TunnelManagerInspector {
     static std::vector<std::string> logLines(const TunnelManager& manager) {
         return manager.logLines_.lines();

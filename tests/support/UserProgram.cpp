@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "tests/support/UserProgram.h"
 
+#include "tests/support/ExecStrings.h"
 #include "tests/support/Waiting.h"
 
 #include <gtest/gtest.h>
@@ -8,7 +9,6 @@
 #include <array>
 #include <cerrno>
 #include <fcntl.h>
-#include <grp.h>
 #include <poll.h>
 #include <signal.h>
 #include <sys/wait.h>
@@ -18,37 +18,20 @@ namespace kestrelnet {
 
 namespace {
 
-std::vector<char*> pointers(std::vector<std::string>& texts) {
-    std::vector<char*> result;
-    result.reserve(texts.size() + 1);
-    for (std::string& text : texts) {
-        result.push_back(text.data());
-    }
-    result.push_back(nullptr);
-    return result;
-}
-
-void becomeUser(const rootWorld::User& who) {
-    if (::initgroups(who.name.c_str(), who.gid) != 0 ||
-        ::setresgid(who.gid, who.gid, who.gid) != 0 ||
-        ::setresuid(who.uid, who.uid, who.uid) != 0) {
+void becomeUserOrExit(const rootWorld::User& who) {
+    if (!rootWorld::become(who)) {
         ::_exit(126);
     }
 }
 
 [[noreturn]] void becomeProgram(const std::string& path, const UserProgram::Options& options,
                                 int output) {
-    std::vector<std::string> arguments = options.arguments;
-    std::vector<std::string> entries;
-    for (const auto& [name, value] : options.environment) {
-        entries.emplace_back(name).append("=").append(value);
-    }
-    const std::vector<char*> argumentPointers = pointers(arguments);
-    const std::vector<char*> entryPointers = pointers(entries);
+    const ExecStrings arguments(options.arguments);
+    const ExecStrings environment(options.environment);
     ::dup2(output, STDOUT_FILENO);
     ::dup2(output, STDERR_FILENO);
     options.prepare();
-    ::execve(path.c_str(), argumentPointers.data(), entryPointers.data());
+    ::execve(path.c_str(), arguments.data(), environment.data());
     ::_exit(127);
 }
 
@@ -57,7 +40,7 @@ void becomeUser(const rootWorld::User& who) {
 UserProgram::UserProgram(const std::string& path, const Options& options) : who_(options.who) {
     std::array<int, 2> ends{-1, -1};
     if (::pipe2(ends.data(), O_CLOEXEC) != 0) {
-        ADD_FAILURE() << "no pipe";
+        ADD_FAILURE() << "no pipe could be created";
         return;
     }
     output_ = ends[0];
@@ -83,32 +66,32 @@ UserProgram::~UserProgram() {
 void UserProgram::start(const std::string& path, const Options& options, int output) {
     pid_ = ::fork();
     if (pid_ == 0) {
-        becomeUser(who_);
+        becomeUserOrExit(who_);
         becomeProgram(path, options, output);
     }
 }
 
 void UserProgram::startBehindStarter(const std::string& path, const Options& options, int output) {
-    std::array<int, 2> told{-1, -1};
-    if (::pipe2(told.data(), O_CLOEXEC) != 0) {
+    std::array<int, 2> pidPipe{-1, -1};
+    if (::pipe2(pidPipe.data(), O_CLOEXEC) != 0) {
         return;
     }
     starter_ = ::fork();
     if (starter_ == 0) {
-        becomeUser(who_);
+        becomeUserOrExit(who_);
         const pid_t program = ::fork();
         if (program == 0) {
             becomeProgram(path, options, output);
         }
-        const bool done = ::write(told[1], &program, sizeof program) == sizeof program;
+        const bool done = ::write(pidPipe[1], &program, sizeof program) == sizeof program;
         ::close_range(STDERR_FILENO + 1, ~0U, 0);
         while (done && ::waitpid(program, nullptr, 0) < 0) {
         }
         ::_exit(0);
     }
-    ::close(told[1]);
-    EXPECT_EQ(::read(told[0], &pid_, sizeof pid_), static_cast<ssize_t>(sizeof pid_));
-    ::close(told[0]);
+    ::close(pidPipe[1]);
+    EXPECT_EQ(::read(pidPipe[0], &pid_, sizeof pid_), static_cast<ssize_t>(sizeof pid_));
+    ::close(pidPipe[0]);
 }
 
 int UserProgram::send(const rootWorld::User& who, pid_t pid, int signal) {
@@ -145,7 +128,7 @@ std::string UserProgram::output() const {
         }
         return false;
     });
-    EXPECT_TRUE(ended) << "somebody still holds the output";
+    EXPECT_TRUE(ended) << "a process still has the output open";
     return text;
 }
 

@@ -12,24 +12,24 @@
 
 namespace kestrelnet {
 
-/// A program that an ordinary user of the world starts, and what he can do with it.
+/// A program that an ordinary user of the root world starts, and the signals that users send.
 class UserProgram {
   public:
     struct Options {
-        /// With the program's own name first.
+        /// Including the name of the program.
         std::vector<std::string> arguments = {"program"};
-        /// The whole of it.
+        /// The complete environment.
         Environment environment = {};
-        /// Called in the child, as the user, just before it becomes the program.
+        /// Called in the child process, as the user, directly before exec.
         std::function<void()> prepare = [] {};
-        /// Another process of the user's starts the program, and may be killed; otherwise the test.
+        /// Whether a process of the user starts the program, which can be killed, and not the test.
         bool hasOwnStarter = false;
         rootWorld::User who = rootWorld::user;
     };
 
     UserProgram(const std::string& path, const Options& options);
     explicit UserProgram(const std::string& path) : UserProgram(path, Options{}) {}
-    /// Kills it, and its own starter.
+    /// Kills the program, or its starter if it has one.
     ~UserProgram();
     UserProgram(const UserProgram&) = delete;
     UserProgram& operator=(const UserProgram&) = delete;
@@ -37,15 +37,15 @@ class UserProgram {
     pid_t pid() const { return pid_; }
     pid_t starter() const { return starter_; }
 
-    /// Sends `signal` to `pid` as `who`; 0, or the number of the error.
+    /// Sends `signal` to `pid` as `who`. Returns 0, or errno.
     static int send(const rootWorld::User& who, pid_t pid, int signal);
-    /// The same to the program, as its user.
+    /// Sends `signal` to the program, as its user.
     int send(int signal) const { return send(who_, pid_, signal); }
 
-    /// Its wait status, once it has ended; nothing when it has not within ten seconds, or has a
-    /// starter of its own.
+    /// Waits for the end of the program and returns its wait status; nothing after ten seconds, or
+    /// if the program has its own starter.
     std::optional<int> waitStatus();
-    /// What it has written on both streams, up to their end, which must come within ten seconds.
+    /// Reads both output streams to their end, which must come within ten seconds.
     std::string output() const;
 
   private:

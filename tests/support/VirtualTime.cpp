@@ -18,9 +18,9 @@ namespace kestrelnet {
 
 namespace {
 
-constexpr std::chrono::seconds patience{10};
-// How long the real world is left alone between two looks at a condition.
-constexpr std::chrono::milliseconds glance{1};
+constexpr std::chrono::seconds waitLimit{10};
+// Real time between two checks of a condition.
+constexpr std::chrono::milliseconds checkInterval{1};
 
 Clock::Time after(Clock::Time time, Seconds duration) {
     return time + std::chrono::round<Clock::Time::duration>(duration);
@@ -45,8 +45,7 @@ struct VirtualTime::State : std::enable_shared_from_this<State> {
     std::vector<std::thread> threads;
     std::size_t awake = 0;
 
-    // A job that is dropped is destroyed after the lock has been given back: its destructor may
-    // post.
+    // A dropped job is destroyed after the lock is released, because its destructor may post.
     void add(Jobs& jobs, Seconds delay, Queue::Job job) {
         const std::lock_guard lock(mutex);
         if (!closed) {
@@ -142,7 +141,7 @@ class VirtualTime::VirtualClock : public Clock {
             state_->changed.wait(lock, [&sleeper] { return sleeper.woken; });
         }
         if (state_->closed) {
-            // A loop that sleeps until some time ends all the same.
+            // So that a loop that sleeps until a certain time ends.
             state_->now = std::max(state_->now, until);
         }
     }
@@ -157,19 +156,19 @@ VirtualTime::VirtualTime()
       clock_(std::make_shared<VirtualClock>(state_)) {}
 
 VirtualTime::~VirtualTime() {
-    State::Jobs dropped;
-    State::Jobs droppedToo;
+    State::Jobs droppedMain;
+    State::Jobs droppedBackground;
     std::vector<std::thread> threads;
     {
         const std::unique_lock lock(state_->mutex);
         state_->closed = true;
-        dropped.swap(state_->mainJobs);
-        droppedToo.swap(state_->backgroundJobs);
+        droppedMain.swap(state_->mainJobs);
+        droppedBackground.swap(state_->backgroundJobs);
         threads.swap(state_->threads);
         state_->wakeDueSleepers(lock);
     }
-    dropped.clear();
-    droppedToo.clear();
+    droppedMain.clear();
+    droppedBackground.clear();
     for (std::thread& thread : threads) {
         thread.join();
     }
@@ -227,7 +226,7 @@ void VirtualTime::advance(Seconds duration) {
 }
 
 bool VirtualTime::waitUntil(const Condition& condition) {
-    const auto deadline = std::chrono::steady_clock::now() + patience;
+    const auto deadline = std::chrono::steady_clock::now() + waitLimit;
     while (!condition()) {
         if (std::chrono::steady_clock::now() > deadline) {
             return false;
@@ -237,27 +236,27 @@ bool VirtualTime::waitUntil(const Condition& condition) {
         }
         if (!runOne()) {
             std::unique_lock lock(state_->mutex);
-            state_->changed.wait_for(lock, glance);
+            state_->changed.wait_for(lock, checkInterval);
         }
     }
     return true;
 }
 
 bool VirtualTime::waitHoldingMain(const Condition& condition) const {
-    const auto deadline = std::chrono::steady_clock::now() + patience;
+    const auto deadline = std::chrono::steady_clock::now() + waitLimit;
     while (!condition()) {
         if (std::chrono::steady_clock::now() > deadline) {
             return false;
         }
         std::unique_lock lock(state_->mutex);
-        state_->changed.wait_for(lock, glance);
+        state_->changed.wait_for(lock, checkInterval);
     }
     return true;
 }
 
 void VirtualTime::settle() const {
     std::unique_lock lock(state_->mutex);
-    if (!state_->changed.wait_for(lock, patience, [this] { return state_->awake == 0; })) {
+    if (!state_->changed.wait_for(lock, waitLimit, [this] { return state_->awake == 0; })) {
         ADD_FAILURE() << "a background job neither sleeps nor ends";
     }
 }

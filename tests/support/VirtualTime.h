@@ -8,20 +8,21 @@
 
 namespace kestrelnet {
 
-/// A main queue, a background queue and a clock under the control of a test.
+/// A main queue, a background queue and a clock that a test controls.
 ///
-/// The test's thread is the main thread: jobs of the main queue run there, only inside the
-/// functions below that say so. Background jobs run at once on threads of their own; asleep on the
-/// clock, they stay so until the test lets time pass. Time starts at the clock's epoch.
+/// The test's thread is the main thread: jobs of the main queue run there, and only inside the
+/// functions below that say so. Each background job runs at once on its own thread. A background
+/// job that sleeps on the clock continues when the test advances time. Time starts at the clock's
+/// epoch.
 ///
-/// What waits for the real world waits ten seconds at most, and then fails the test.
+/// Functions that wait for other threads wait at most ten seconds, and then fail the test.
 class VirtualTime {
   public:
     using Condition = std::function<bool()>;
 
     VirtualTime();
-    /// Drops the jobs that wait and every later one, wakes who sleeps, lets each later sleep return
-    /// at once with its time passed, and waits for the background threads.
+    /// Drops all pending and later jobs, wakes all sleeping threads, makes each later sleep advance
+    /// the time and return at once, and joins the background threads.
     ~VirtualTime();
     VirtualTime(const VirtualTime&) = delete;
     VirtualTime& operator=(const VirtualTime&) = delete;
@@ -31,25 +32,27 @@ class VirtualTime {
     /// Only background jobs may sleep on it.
     std::shared_ptr<Clock> clock() const;
 
-    /// Runs the main jobs that are due, and those that become due meanwhile.
+    /// Runs the main jobs that are due, including those that they post.
     void runPending();
 
-    /// Lets `duration` pass, from event to event in the order of time: wakes who has slept enough,
-    /// waits until each background thread sleeps again or has ended, runs the main jobs due.
+    /// Advances the time by `duration`, from event to event: wakes the threads whose sleep has
+    /// ended, waits until each background thread sleeps again or has ended, and runs the main jobs
+    /// that are due.
     void advance(Seconds duration);
 
-    /// Runs main jobs, one at a time, until `condition` holds. No virtual time passes.
+    /// Runs main jobs, one at a time, until `condition` is true; returns whether it is. No virtual
+    /// time passes.
     [[nodiscard]] bool waitUntil(const Condition& condition);
 
-    /// Waits until `condition` holds, without running any main job.
+    /// Waits until `condition` is true, without running a main job; returns whether it is.
     [[nodiscard]] bool waitHoldingMain(const Condition& condition) const;
 
     /// Waits until every background thread sleeps or has ended.
     void settle() const;
 
-    /// How many main jobs wait that are due.
+    /// The number of pending main jobs that are due.
     std::size_t pendingCount() const;
-    /// How many background threads are asleep.
+    /// The number of sleeping background threads.
     std::size_t sleeperCount() const;
 
   private:

@@ -14,7 +14,7 @@ namespace {
 
 using testing::ElementsAre;
 
-TEST(VirtualTimeTest, mainJobsRunOnlyWhenToldTo) {
+TEST(VirtualTimeTest, runsMainJobsOnlyOnRequest) {
     VirtualTime time;
     int runs = 0;
     time.mainQueue()->async([&runs] { ++runs; });
@@ -25,7 +25,7 @@ TEST(VirtualTimeTest, mainJobsRunOnlyWhenToldTo) {
     EXPECT_EQ(time.pendingCount(), 0U);
 }
 
-TEST(VirtualTimeTest, delayedMainJobsRunInTheOrderOfTimeAndThenAsGiven) {
+TEST(VirtualTimeTest, runsDelayedMainJobsInTheOrderOfTimeAndThenOfPosting) {
     VirtualTime time;
     std::vector<std::string> order;
     const auto job = [&order](const std::string& name) {
@@ -41,7 +41,7 @@ TEST(VirtualTimeTest, delayedMainJobsRunInTheOrderOfTimeAndThenAsGiven) {
     EXPECT_EQ(order.back(), "late");
 }
 
-TEST(VirtualTimeTest, aSleeperWakesAtItsTimeAndNotBefore) {
+TEST(VirtualTimeTest, aSleepEndsAtItsTimeAndNotBefore) {
     VirtualTime time;
     std::atomic<int> naps = 0;
     time.backgroundQueue()->async([&naps, clock = time.clock()] {
@@ -92,7 +92,7 @@ TEST(VirtualTimeTest, waitHoldingMainRunsNoJob) {
     EXPECT_FALSE(ran);
 }
 
-TEST(VirtualTimeTest, destructionReleasesWaitersAndEndsSleepersAndRunsNothing) {
+TEST(VirtualTimeTest, destructionEndsWaitsAndSleepsAndRunsNoJob) {
     bool ran = false;
     std::atomic<bool> released = false;
     std::atomic<bool> slept = false;
@@ -117,7 +117,7 @@ TEST(VirtualTimeTest, destructionReleasesWaitersAndEndsSleepersAndRunsNothing) {
     EXPECT_TRUE(slept);
 }
 
-TEST(VirtualTimeTest, whatIsPostedAfterDestructionIsDropped) {
+TEST(VirtualTimeTest, dropsJobsThatArePostedAfterDestruction) {
     std::shared_ptr<Queue> queue = VirtualTime().mainQueue();
     const auto held = std::make_shared<int>(0);
     queue->async([held] {});

@@ -24,7 +24,7 @@ bool waitFor(const std::function<bool()>& condition) {
         if (std::chrono::steady_clock::now() > deadline) {
             return false;
         }
-        // Leaves the processor to the others until the next look.
+        // Give the processor to other threads until the next check.
         ::poll(nullptr, 0, 1);
     }
     return true;
@@ -35,7 +35,8 @@ std::size_t openDescriptors() {
 }
 
 std::size_t runningThreads() {
-    // The thread sanitizer starts one of its own behind the first; it is to count from the start.
+    // The thread sanitizer starts a thread together with the first one. Count it from the
+    // beginning.
     [[maybe_unused]] static const bool first = (std::thread([] {}).join(), true);
     return entries("/proc/self/task");
 }

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Waiting for what happens outside the test's thread.
+// Waiting for conditions that change outside the test's thread.
 #pragma once
 
 #include <cstddef>
@@ -7,10 +7,10 @@
 
 namespace kestrelnet {
 
-/// Returns as soon as `condition` holds, or after ten seconds; tells whether it holds.
+/// Returns when `condition` is true, or after ten seconds; returns whether it is true.
 [[nodiscard]] bool waitFor(const std::function<bool()>& condition);
 
-/// What this process holds at the moment.
+/// The number of open descriptors and of threads of this process.
 std::size_t openDescriptors();
 std::size_t runningThreads();
 

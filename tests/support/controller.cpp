@@ -1,20 +1,20 @@
 // SPDX-License-Identifier: MIT
-// The controller on the real system, without windows: a test drives it from outside.
+// The controller on the real system, without windows. A test drives it from outside.
 //
-// Commands, one a line on standard input:
+// Commands, one per line on standard input:
 //   key TEXT      assigns the key
 //   connect, disconnect
 //   install       installs the helper
-//   login on|off  switches starting at login
-//   uninstall     removes all
-//   quit          what the panel's "Quit" does: disconnects, and leaves half a second later
-// What it tells, one a line on standard output:
+//   login on|off  switches start at login
+//   uninstall     removes everything
+//   quit          does what the panel's "Quit" does: disconnects, and exits half a second later
+// Output, one per line on standard output:
 //   status TEXT   the status, at start and after each change
 //   log TEXT      the last line of the log, after each change
-//   installed true|false   what an installation has come to
-//   switched               starting at login was switched
-//   uninstalled            all was removed that could be
-// It leaves at once, without a disconnect, when its standard input ends.
+//   installed true|false   the result of an installation
+//   switched               start at login was switched
+//   uninstalled            uninstalling has ended
+// The program exits at once, without a disconnect, at the end of its standard input.
 #include "core/TunnelManager.h"
 
 #include <QCoreApplication>
@@ -25,8 +25,8 @@
 #include <string>
 #include <thread>
 
-// What runs here is tested for races where the tests can name the libraries that look like ones;
-// and the sanitizer would start a process of its own among those that a test counts.
+// Turns reports of the thread sanitizer off. The suppressions for libraries are not available here,
+// and the sanitizer would start a process, although tests count the processes.
 // NOLINTNEXTLINE(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp,readability-identifier-naming)
 extern "C" const char* __tsan_default_options();
 // NOLINTNEXTLINE(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp,readability-identifier-naming)
@@ -42,7 +42,7 @@ class Reporter {
     explicit Reporter(std::shared_ptr<TunnelManager> tunnel) : tunnel_(std::move(tunnel)) {
         report();
         subscription_ = tunnel_->objectWillChange.subscribe([this] {
-            // The notice comes before the value; what an earlier one announced is there by now.
+            // A notice comes before its value is stored, so report now and in the next turn.
             report();
             queue_->async([this] { report(); });
         });
@@ -50,14 +50,14 @@ class Reporter {
 
   private:
     void report() {
-        tell("status", std::string(rawValue(tunnel_->status)), status_);
-        tell("log", *tunnel_->lastLog, log_);
+        print("status", std::string(rawValue(tunnel_->status)), status_);
+        print("log", *tunnel_->lastLog, log_);
     }
 
-    static void tell(const char* name, std::string value, std::string& told) {
-        if (value != told) {
+    static void print(const char* name, std::string value, std::string& last) {
+        if (value != last) {
             std::cout << name << ' ' << value << std::endl;
-            told = std::move(value);
+            last = std::move(value);
         }
     }
 
@@ -74,7 +74,7 @@ void quit(TunnelManager& tunnel) {
     dispatch::mainQueue()->asyncAfter(500ms, [] { QCoreApplication::quit(); });
 }
 
-void obey(TunnelManager& tunnel, const std::string& line) {
+void execute(TunnelManager& tunnel, const std::string& line) {
     const std::string key = "key ";
     if (line.starts_with(key)) {
         tunnel.apiKey = line.substr(key.size());
@@ -94,7 +94,7 @@ void obey(TunnelManager& tunnel, const std::string& line) {
     } else if (line == "quit") {
         quit(tunnel);
     } else {
-        std::cerr << "controller: no such command: " << line << '\n';
+        std::cerr << "controller: unknown command: " << line << '\n';
         std::_Exit(64);
     }
 }
@@ -102,7 +102,7 @@ void obey(TunnelManager& tunnel, const std::string& line) {
 void readCommands(const std::shared_ptr<Queue>& queue,
                   const std::shared_ptr<TunnelManager>& tunnel) {
     for (std::string line; std::getline(std::cin, line);) {
-        queue->async([tunnel, line] { obey(*tunnel, line); });
+        queue->async([tunnel, line] { execute(*tunnel, line); });
     }
     std::_Exit(0);
 }

@@ -1,15 +1,14 @@
 // SPDX-License-Identifier: MIT
-// fake-client MODE FOLDER [ARGUMENT...]: stands in for the tunnel client in tests. Without
-// arguments it takes them, a line each, from the file beside it that is called as it is with
-// ".arguments".
+// fake-client MODE FOLDER [ARGUMENT...]: the tunnel client of the tests. Without arguments, it
+// reads them from the file with its own name plus ".arguments", one per line.
 //
-// It describes itself in FOLDER/description, see `description`, writes its process identifier to
-// FOLDER/pid, and behaves as MODE says, see the table `modes`; a mode that stays writes
-// FOLDER/ready once it has done its part, and the number of commands obeyed to FOLDER/obeyed.
-// FOLDER/control is a named pipe that the test holds open for writing; once the test lets go of it,
-// the client and whatever it has left behind end.
+// It writes a description of itself to FOLDER/description (see `description`) and its process id to
+// FOLDER/pid, and then does what the table `modes` says for MODE. A mode that does not exit then
+// writes FOLDER/ready, handles commands, and writes the number of handled commands to
+// FOLDER/obeyed. FOLDER/control is a named pipe that the test keeps open for writing. When the test
+// closes it, the client and the processes that it has left behind exit.
 //
-// Commands on the control pipe, each a line, obeyed by every mode that stays:
+// Commands on the control pipe, one per line:
 //   out N, err N          write the N bytes that follow the line, in one write()
 //   close-out, close-err  close that stream
 //   exit N                end with status N
@@ -41,7 +40,7 @@ std::string inFolder(std::string_view name) {
     return folder + "/" + std::string(name);
 }
 
-// What stands in the file at `name` is whole as soon as the file is there.
+// Creates the file `name` atomically with its content.
 void publish(std::string_view name, std::string_view text) {
     const std::string draft = inFolder(std::string(name) + "." + std::to_string(getpid()));
     std::ofstream(draft) << text;
@@ -67,14 +66,14 @@ void sayAll(int stream, std::string_view bytes) {
 }
 
 void openControl() {
-    // Without blocking, so that a test that is already gone is seen as an end at the first read.
+    // Non-blocking, so that the first read returns end-of-file if the test has ended already.
     control = open(inFolder("control").c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
     if (control < 0) {
         std::_Exit(66);
     }
 }
 
-// One byte of the control pipe; ends the program when the test has let go of it.
+// Reads one byte of the control pipe; exits when the test has closed it.
 char readControl() {
     for (;;) {
         char byte = 0;
@@ -137,7 +136,7 @@ void noteTermination(int /*signal*/) {
     [[maybe_unused]] const ssize_t count = write(terminations, &mark, 1);
 }
 
-void leaveAtTermination(int /*signal*/) {
+void exitAtTermination(int /*signal*/) {
     std::_Exit(0);
 }
 
@@ -262,7 +261,7 @@ void stubbornPair(std::string_view argument) {
     }
 }
 
-/// A new child every millisecond, each deaf to requests to end, until there are many.
+/// Starts a child that survives SIGTERM every millisecond, up to a limit.
 void breed(std::string_view argument) {
     constexpr int most = 2000;
     stubborn(argument);
@@ -279,7 +278,7 @@ void breed(std::string_view argument) {
     }
 }
 
-/// A child, which has a child, and so on, as fast as they come, until there are many.
+/// Starts a child, which starts a child, and so on without a pause, up to a limit.
 void spread(std::string_view /*argument*/) {
     constexpr int most = 100;
     if (fork() == 0) {
@@ -290,15 +289,15 @@ void spread(std::string_view /*argument*/) {
     }
 }
 
-void quick(std::string_view /*argument*/) {
+void exitOnTerminate(std::string_view /*argument*/) {
     struct sigaction action = {};
-    action.sa_handler = leaveAtTermination;
+    action.sa_handler = exitAtTermination;
     sigaction(SIGTERM, &action, nullptr);
 }
 
-/// A child of every awkward kind: deaf to SIGTERM, a daemon that is deaf too, and one that is
-/// stopped.
-void raiseFamily(std::string_view /*argument*/) {
+/// Starts children that are hard to end: one that ignores SIGTERM, a daemon that ignores it too,
+/// and one that is stopped.
+void startFamily(std::string_view /*argument*/) {
     const auto stay = [] {
         openControl();
         obey();
@@ -330,31 +329,31 @@ struct Mode {
     void (*run)(std::string_view argument);
 };
 
-// What a mode does first; one that returns then obeys commands.
+// A mode whose function returns handles commands afterwards.
 constexpr std::array modes{
-    Mode{"script", script},                     // nothing of its own
-    Mode{"routes", routes},                     // says that the routes are in place
+    Mode{"script", script},                     // does nothing
+    Mode{"routes", routes},                     // writes the route line
     Mode{"relay-then-routes", relayThenRoutes}, // a whole start: server, relay, routes
-    Mode{"stubborn", stubborn},             // survives SIGTERM; marks each in FOLDER/terminations
-    Mode{"stderr-only", standardErrorOnly}, // closes its standard output, talks on the other
+    Mode{"stubborn", stubborn},             // survives SIGTERM; records each in FOLDER/terminations
+    Mode{"stderr-only", standardErrorOnly}, // closes standard output, writes to standard error
     Mode{"half-utf8", halfCharacter},       // a chunk that ends inside a character
-    Mode{"not-utf8", notUtf8},              // bytes that are no text
-    Mode{"nul-bytes", nulBytes},            // a line with NUL bytes in it
+    Mode{"not-utf8", notUtf8},              // invalid UTF-8
+    Mode{"nul-bytes", nulBytes},            // a line that contains NUL bytes
     Mode{"endless-line", endlessLine},      // ARGUMENT MiB without a line feed
     Mode{"flood", flood},                   // ARGUMENT MiB of short lines
-    Mode{"exits-at-once", exitAtOnce},      // with status 3
-    Mode{"says-and-exits", sayAndExit},     // one line just before its end
-    Mode{"closes-streams", closeStreams},   // lives on without output
+    Mode{"exits-at-once", exitAtOnce},      // exits with status 3
+    Mode{"says-and-exits", sayAndExit},     // writes a line directly before its exit
+    Mode{"closes-streams", closeStreams},   // stays without output
     Mode{"leaves-grandchild", leaveGrandchild}, // exits; a child keeps both streams open
-    Mode{"daemonises", daemonise},              // exits; a grandchild in a session of its own stays
-    Mode{"family", raiseFamily},                // stays, with children that are hard to end
-    Mode{"crashes", crash},                     // with SIGABRT
-    Mode{"keeps-grandchild", keepGrandchild},   // with a child that stays as long
-    Mode{"keeps-daemon", keepDaemon}, // the same, in a session of its own, and it survives SIGTERM
-    Mode{"stubborn-pair", stubbornPair}, // a stubborn one with a child of its kind
-    Mode{"breeds", breed},               // stubborn, and has ever more children
-    Mode{"spreads", spread},             // has ever more descendants, each the child of the last
-    Mode{"exits-on-terminate", quick},   // catches SIGTERM, leaves in order, with status 0
+    Mode{"daemonises", daemonise},              // exits; a grandchild in another session stays
+    Mode{"family", startFamily},                // stays, with children that are hard to end
+    Mode{"crashes", crash},                     // ends by SIGABRT
+    Mode{"keeps-grandchild", keepGrandchild},   // stays, with a child
+    Mode{"keeps-daemon", keepDaemon},           // stays, with a daemon that survives SIGTERM
+    Mode{"stubborn-pair", stubbornPair},        // survives SIGTERM, as does its child
+    Mode{"breeds", breed},                      // survives SIGTERM, and starts many children
+    Mode{"spreads", spread}, // starts many descendants, each the child of the last
+    Mode{"exits-on-terminate", exitOnTerminate}, // handles SIGTERM by exit with status 0
 };
 
 std::set<int> descriptors() {
@@ -362,12 +361,12 @@ std::set<int> descriptors() {
     for (const auto& entry : std::filesystem::directory_iterator("/dev/fd")) {
         listed.insert(std::stoi(entry.path().filename().string()));
     }
-    // Without the one that the listing itself had.
+    // Without the descriptor of the listing itself.
     std::erase_if(listed, [](int descriptor) { return fcntl(descriptor, F_GETFD) == -1; });
     return listed;
 }
 
-// "name value" entries, each ended by a NUL: all that a child gets from its parent.
+// Everything that the program has inherited, as "name value" entries, each ended by a NUL.
 std::string description(char** arguments, char** environment) {
     std::ostringstream text;
     const auto add = [&text](std::string_view name, const auto& value) {
@@ -405,7 +404,7 @@ std::string description(char** arguments, char** environment) {
     return text.str();
 }
 
-std::vector<std::string> wanted(int count, char** arguments) {
+std::vector<std::string> commandLine(int count, char** arguments) {
     std::vector<std::string> found(arguments + std::min(count, 1), arguments + count);
     if (found.empty()) {
         std::ifstream lines(std::filesystem::read_symlink("/proc/self/exe").string() +
@@ -420,22 +419,22 @@ std::vector<std::string> wanted(int count, char** arguments) {
 } // namespace
 
 int main(int count, char** arguments, char** environment) {
-    const std::vector<std::string> wishes = wanted(count, arguments);
-    if (wishes.size() < 2) {
+    const std::vector<std::string> words = commandLine(count, arguments);
+    if (words.size() < 2) {
         std::cerr << "usage: fake-client MODE FOLDER [ARGUMENT...]\n";
         return 64;
     }
     for (const Mode& mode : modes) {
-        if (mode.name == wishes[0]) {
-            folder = wishes[1];
+        if (mode.name == words[0]) {
+            folder = words[1];
             publish("description", description(arguments, environment));
             publish("pid", std::to_string(getpid()));
-            mode.run(wishes.size() > 2 ? wishes[2] : "");
+            mode.run(words.size() > 2 ? words[2] : "");
             publish("ready", "");
             openControl();
             obey();
         }
     }
-    std::cerr << "fake-client: no such mode\n";
+    std::cerr << "fake-client: unknown mode\n";
     return 64;
 }

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 // However a run behind the administrator prompt ends, nothing of it stays.
+#include "tests/support/Random.h"
 #include "tests/support/polkit/PromptTest.h"
 
 #include <chrono>
@@ -126,15 +127,14 @@ class PromptKillTest : public PromptEndTest {
                             int rounds) {
         world.startAgent("right");
         install("stubborn");
-        const unsigned seed = std::random_device{}();
-        std::mt19937 random(seed);
+        std::mt19937 random = seededGenerator();
         std::uniform_int_distribution<std::int64_t> moment(earliest.count(), latest.count());
         for (int round = 0; round < rounds; ++round) {
             startController();
             controller->tell("connect");
             std::this_thread::sleep_for(std::chrono::microseconds(moment(random)));
             controller->kill();
-            ASSERT_TRUE(endsInTime()) << "round " << round << ", seed " << seed;
+            ASSERT_TRUE(endsInTime()) << "round " << round;
         }
     }
 };

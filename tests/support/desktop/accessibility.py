@@ -1,6 +1,6 @@
 # SPDX-License-Identifier: MIT
-"""What programs tell about their windows on the accessibility bus, asked for anew each time: what
-is known from before may be wrong by now."""
+"""The windows of programs on the accessibility bus. Every property is requested anew, because
+windows change at any time."""
 
 from gi.repository import GLib
 
@@ -17,8 +17,8 @@ SCREEN_COORDINATES = 0
 
 
 class Node:
-    """A window, a control, a text: one accessible object. Whatever is gone has no name, no state
-    and no children."""
+    """One accessible object: a window, a control, a text. An object that no longer exists has no
+    name, no state and no children."""
 
     def __init__(self, bus, name, path):
         self._bus, self._name, self._path = bus, name, path
@@ -34,7 +34,7 @@ class Node:
         return bool(found and found[0] & state)
 
     def act(self):
-        """What a press of it does, without the pointer."""
+        """Do its first action, without the pointer."""
         return self._call("org.a11y.atspi.Action", "DoAction", GLib.Variant("(i)", (0,)))
 
     def name(self):
@@ -49,12 +49,12 @@ class Node:
                 for name, path in self._call(ACCESSIBLE, "GetChildren") or []]
 
     def area(self):
-        """(x, y, width, height) in the toolkit's own units, or None."""
+        """(x, y, width, height) in the toolkit's units, or None."""
         place = self._call(COMPONENT, "GetExtents", GLib.Variant("(u)", (SCREEN_COORDINATES,)))
         return place if place and place[2] > 0 and place[3] > 0 else None
 
     def showing(self):
-        """All that is on the screen below it, and itself when it is."""
+        """Itself and all its descendants that are on the screen."""
         found = [self] if self.is_showing() else []
         for child in self.children():
             if child.is_showing():
@@ -62,7 +62,7 @@ class Node:
         return found
 
     def window(self, title):
-        """An application's window of that title when it is on the screen, or None."""
+        """The window of that title, or None if it is not on the screen."""
         return next((child for child in self.children()
                      if child.name() == title and child.is_showing()), None)
 
@@ -87,6 +87,6 @@ class Accessibility:
         self._root = Node(self._bus, "org.a11y.atspi.Registry", "/org/a11y/atspi/accessible/root")
 
     def application(self, pid=None, name=None):
-        """The one of that process, or of that name; or None."""
+        """The application of that process or of that name, or None."""
         return next((node for node in self._root.children()
                      if (node.pid() == pid if pid else node.name() == name)), None)

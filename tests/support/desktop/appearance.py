@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: MIT
-"""The desktop's word on dark or light, as the settings portal gives it."""
+"""A settings portal that provides the desktop's colour scheme."""
 
 from gi.repository import Gio, GLib
 
@@ -65,5 +65,5 @@ class AppearanceSetting:
                                          "Requested setting not found")
         elif method == "ReadOne":
             invocation.return_value(GLib.Variant("(v)", (self._value(),)))
-        else:  # "Read" wraps the value twice, by tradition.
+        else:  # The deprecated "Read" wraps the value twice.
             invocation.return_value(GLib.Variant("(v)", (GLib.Variant("v", self._value()),)))

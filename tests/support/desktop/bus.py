@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: MIT
-"""Calls on a D-Bus."""
+"""D-Bus calls."""
 
 import os
 
@@ -7,7 +7,7 @@ from gi.repository import Gio, GLib
 
 
 def call(bus, name, path, interface, method, arguments=None):
-    """The answer's first value, or None where none comes."""
+    """The first value of the reply, or None if the call fails."""
     try:
         answer = bus.call_sync(name, path, interface, method, arguments, None,
                                Gio.DBusCallFlags.NONE, 2000, None)
@@ -17,7 +17,7 @@ def call(bus, name, path, interface, method, arguments=None):
 
 
 def session_bus(address=None):
-    """A connection of its own, whose end does not end this process."""
+    """A new connection, whose end does not end this process."""
     bus = Gio.DBusConnection.new_for_address_sync(
         address or os.environ["DBUS_SESSION_BUS_ADDRESS"],
         Gio.DBusConnectionFlags.AUTHENTICATION_CLIENT
@@ -27,6 +27,6 @@ def session_bus(address=None):
 
 
 def owner_pid(bus, name):
-    """The process behind a name, or None."""
+    """The process that owns the bus name, or None."""
     return call(bus, "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus",
                 "GetConnectionUnixProcessID", GLib.Variant("(s)", (name,)))

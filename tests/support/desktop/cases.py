@@ -1,6 +1,5 @@
 # SPDX-License-Identifier: MIT
-"""What the programs that test on a desktop share: one case of several, by name, on the command
-line."""
+"""The command line of the desktop test programs: each run executes one test case by name."""
 
 import argparse
 import contextlib
@@ -20,23 +19,23 @@ class Arguments(argparse.Namespace):
     has_failed = False
 
     def program(self, *words, **variables):
-        """A run of it, with these arguments and environment variables; a context manager."""
+        """Start it with these arguments and environment variables; a context manager."""
         return Program(self.application, *words, on_failure=self._picture_of_failure, **variables)
 
     def host(self, name):
-        """A tray; a context manager."""
+        """Start a tray host; a context manager."""
         return Host(name, on_failure=self._picture_of_failure)
 
     def picture(self, name):
-        """Save what is to be seen now."""
+        """Save the screen."""
         os.makedirs(self.pictures, exist_ok=True)
         take(os.path.join(self.pictures, f"{self.case}-{name}.png"))
 
     def _picture_of_failure(self):
-        """The first is the one that shows all."""
+        """Save the screen at the first failure, which shows the cause."""
         if not self.has_failed:
             self.has_failed = True
-            # There may be no screen any more.
+            # The screen may be gone already.
             with contextlib.suppress(NotSeen, OSError, subprocess.CalledProcessError):
                 self.picture("here-it-failed")
 

@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: MIT
-"""Programs that show the tray, for tests to start and to end."""
+"""Tray hosts, which tests start and end."""
 
 import subprocess
 
@@ -11,7 +11,7 @@ from waiting import NotSeen, wait_until
 
 COMMANDS = {
     "xfce4-panel": ["xfce4-panel", "--disable-wm-check"],
-    # Knows nothing but icons embedded as windows of X11.
+    # Supports only XEmbed icons.
     "trayer": ["trayer", "--edge", "top", "--align", "right", "--widthtype", "request",
                "--height", "32", "--monitor", "0"],
     "waybar": ["waybar"],
@@ -19,8 +19,8 @@ COMMANDS = {
 
 
 class Host:
-    """A context manager: the host runs, and takes icons, inside it. `on_failure` is called at its
-    end when something has failed."""
+    """A context manager. Inside it the host runs and accepts icons. `on_failure` is called at its
+    end if an exception was raised."""
 
     def __init__(self, name, on_failure=lambda: None):
         self.name = name
@@ -33,10 +33,10 @@ class Host:
                                              stdout=subprocess.DEVNULL, preexec_fn=end_with_parent)
         except FileNotFoundError:
             raise NotSeen(f"{self.name} is not installed; run scripts/bootstrap.") from None
-        wait_until(self._takes_icons, 30, f"{self.name} did not offer a tray.")
+        wait_until(self._accepts_icons, 30, f"{self.name} did not offer a tray.")
         return self
 
-    def _takes_icons(self):
+    def _accepts_icons(self):
         if self.name == "trayer":
             return screen.window_area("panel")
         return has_tray(session_bus())

@@ -1,6 +1,6 @@
 # SPDX-License-Identifier: MIT
-"""A pointing device for a compositor of Wayland that has none: by the protocol's own bytes, for
-lack of a program that does it."""
+"""A virtual pointer for a Wayland compositor without a pointing device. It speaks the wire
+protocol, because Debian has no program for it."""
 
 import os
 import socket
@@ -11,7 +11,7 @@ LEFT_BUTTON = 0x110
 
 
 class Pointer:
-    """There for as long as this object."""
+    """Exists as long as this object."""
 
     def __init__(self, width, height):
         self._extent = width, height
@@ -43,7 +43,7 @@ class Pointer:
         self._socket.sendall(struct.pack("=II", target, (8 + len(body)) << 16 | opcode) + body)
 
     def _receive(self):
-        """The next event: whose, which, and its bytes."""
+        """The next event: object, opcode and body."""
         target, size = struct.unpack("=II", self._socket.recv(8, socket.MSG_WAITALL))
         return target, size & 0xffff, self._socket.recv((size >> 16) - 8, socket.MSG_WAITALL)
 

@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: MIT
-"""The screen by the X server: places of windows, the pointer, and pictures."""
+"""The X11 screen: positions of windows, the pointer, and pictures."""
 
 import os
 import re
@@ -9,7 +9,7 @@ from waiting import NotSeen, wait_until
 
 
 def area_in(title, top, node):
-    """Where a part of the window `top` is, whose toolkit may count in units of its own; or None."""
+    """The area of a part of the window `top` in pixels, or None. The toolkit's units may differ."""
     outside, inside, part = window_area(title), top.area(), node.area()
     if not (outside and inside and part):
         return None
@@ -20,19 +20,20 @@ def area_in(title, top, node):
 
 
 def click(place, at=0.5):
-    """`at` tells how far from the left edge; two clicks far from each other are no double click."""
+    """`at` is the position between the left and the right edge, from 0 to 1. Two clicks at
+    different positions are no double click."""
     x, y, width, height = place
     xdotool("mousemove", str(x + int(width * at)), str(y + height // 2), "click", "1")
 
 
 def wheel(place, down):
-    """One step."""
+    """Turn the wheel by one step."""
     x, y, width, height = place
     xdotool("mousemove", str(x + width // 2), str(y + height - 12), "click", "5" if down else "4")
 
 
 def park_pointer():
-    """Out of the way of the pictures."""
+    """Move the pointer to where it hides nothing in the pictures."""
     xdotool("mousemove", "2", "400")
 
 
@@ -41,13 +42,14 @@ def active_window_title():
 
 
 def window_id(title):
-    """Of the one visible window of that title by the X server, or None."""
-    found = xdotool("search", "--onlyvisible", "--name", f"^{re.escape(title)}$", check=False).split()
+    """The id of the visible window of that title; None without one, or with several."""
+    found = xdotool("search", "--onlyvisible", "--name", f"^{re.escape(title)}$",
+                    check=False).split()
     return found[0] if len(found) == 1 else None
 
 
 def window_area(title):
-    """(x, y, width, height) of that window's inside, or None."""
+    """(x, y, width, height) of that window without its frame, or None."""
     identity = window_id(title)
     answer = read("xwininfo", "-id", identity) if identity else ""
     values = [re.search(rf"{name}: +(-?\d+)", answer) for name in (
@@ -56,24 +58,19 @@ def window_area(title):
 
 
 def tray_area():
-    """Of the tray, which is a window of its own within the desktop's panel, when it shows more than
-    a plain ground; else None."""
+    """The area of the tray, a separate window inside the desktop's panel, if it shows an icon; else
+    None."""
     return drawn_area("wrapper-2.0")
 
 
 def drawn_area(title):
-    """Of that window when it shows more than a plain ground; else None."""
+    """The area of that window if it shows more than its background; else None."""
     place = window_area(title)
     return place if place and len(Picture().colours(place)) > 2 else None
 
 
-def close(title):
-    click(wait_until(lambda: close_button_area(title), 10,
-                     f"\"{title}\" has no title bar to close it by."))
-
-
 def close_button_area(title):
-    """Where the window manager shows it: at the right end of the title bar; or None."""
+    """The area of the close button, at the right end of the title bar; or None."""
     place = window_area(title)
     frame = read("xprop", "-id", window_id(title), "_NET_FRAME_EXTENTS") if place else ""
     extents = re.search(r"= \d+, (\d+), (\d+), \d+", frame)
@@ -95,7 +92,7 @@ def xdotool(*arguments, check=True):
 
 
 class Picture:
-    """The whole screen at one moment."""
+    """A capture of the whole screen."""
 
     def __init__(self):
         geometry = xdotool("getdisplaygeometry").split()
@@ -117,13 +114,16 @@ class Picture:
         return found
 
     def brightness(self, place):
-        """Of the area, from 0 to 255."""
+        """The mean brightness of the area, from 0 to 255."""
         left, top, width, height = place
         total = 0
         for row in range(top, top + height):
             start = (row * self.width + left) * 3
             total += sum(self.pixels[start:start + width * 3])
         return total / (width * height * 3)
+
+    def is_dark(self, place):
+        return self.brightness(place) < 128
 
     def save(self, path, place=None):
         command = ["convert", "-size", f"{self.width}x{self.height}", "-depth", "8", "rgb:-"]
@@ -137,7 +137,7 @@ class Picture:
 
 
 def take(path):
-    """Save what the screen shows once it has settled."""
+    """Save the screen once it has settled."""
     if "WAYLAND_DISPLAY" in os.environ:
         subprocess.run(["grim", path], check=True)
     else:
@@ -145,7 +145,7 @@ def take(path):
 
 
 def settled_picture():
-    """The screen once two pictures in a row are the same: all that was to be drawn is drawn."""
+    """Capture the screen until two captures in a row are equal, so that all drawing is done."""
     last = Picture()
 
     def same():
@@ -156,5 +156,5 @@ def settled_picture():
     try:
         wait_until(same, 5, "")
     except NotSeen:
-        pass  # Something moves all the time; then any moment is as good.
+        pass  # Something moves continuously; then any capture will do.
     return last

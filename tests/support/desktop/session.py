@@ -1,7 +1,7 @@
 # SPDX-License-Identifier: MIT
-"""A desktop on a virtual screen, with a session bus and the accessibility bus: of X11 by Xvfb,
-openbox, and xfce4-panel with its tray or without; or of Wayland by sway, to which a test adds the
-tray. It lives in a home of its own and ends with all its processes."""
+"""Virtual desktops with a session bus, an accessibility bus and a temporary home folder: X11 with
+Xvfb, openbox and optionally xfce4-panel; or Wayland with sway, to which a test adds a tray host.
+All their processes end with them."""
 
 import contextlib
 import glob
@@ -20,9 +20,9 @@ from tray import has_tray
 from waiting import NotSeen, wait_until
 
 PANEL_HEIGHT = 32
-GROUND = "#51697a"
+BACKGROUND = "#51697a"
 
-# The tray stands at the right end of a panel along the upper edge, as on many desktops.
+# The tray is at the right end of a panel along the upper edge, as on many desktops.
 PANEL_CONFIGURATION = f"""<?xml version="1.0" encoding="UTF-8"?>
 <channel name="xfce4-panel" version="1.0">
   <property name="configver" type="int" value="2"/>
@@ -49,14 +49,14 @@ PANEL_CONFIGURATION = f"""<?xml version="1.0" encoding="UTF-8"?>
 </channel>
 """
 
-# Without X11, so that nothing can fall back to it. Windows are as large as they want to be.
+# Without X11, so that no program can fall back to it. Windows keep the size that they request.
 SWAY_CONFIGURATION = """xwayland disable
 output HEADLESS-1 mode {size}
-output HEADLESS-1 background {ground} solid_color
+output HEADLESS-1 background {background} solid_color
 for_window [app_id=".*"] floating enable
 """
 
-# Variables that would lead a program from here to the desktop of whoever started us.
+# Variables that would connect a program to the desktop of the user who runs the tests.
 FOREIGN_VARIABLES = (
     "AT_SPI_BUS_ADDRESS", "DBUS_SESSION_BUS_ADDRESS", "DESKTOP_SESSION", "GTK_THEME",
     "ICEAUTHORITY", "NO_AT_BRIDGE", "QT_ACCESSIBILITY", "QT_QPA_PLATFORM",
@@ -65,8 +65,9 @@ FOREIGN_VARIABLES = (
     "XDG_SESSION_ID", "XDG_SESSION_TYPE",
 )
 
+
 class VirtualDesktop:
-    """A context manager. Inside it `environment` holds what a program needs to run there."""
+    """A context manager. `environment` is the environment for programs on the desktop."""
 
     def __init__(self, size="1280x800", log=None, tray=True):
         self.size = size
@@ -97,8 +98,8 @@ class VirtualDesktop:
         self._start_screen()
         self._start_bus()
         self._spawn("openbox")
-        wait_until(self._has_window_manager, 20, "The window manager did not come up.")
-        self._run("display", "-window", "root", "-size", self.size, f"xc:{GROUND}")
+        wait_until(self._has_window_manager, 20, "The window manager did not start.")
+        self._run("display", "-window", "root", "-size", self.size, f"xc:{BACKGROUND}")
         if self.has_tray:
             self._spawn(*COMMANDS["xfce4-panel"])
             wait_until(self._shows_tray, 30, "The desktop's panel did not offer a tray.")
@@ -126,7 +127,7 @@ class VirtualDesktop:
             XDG_CONFIG_HOME=os.path.join(home, ".config"),
             XDG_DATA_HOME=os.path.join(home, ".local/share"),
             XDG_RUNTIME_DIR=runtime,
-            # Nobody's settings are to be read or kept.
+            # Neither read nor store settings of the user.
             GSETTINGS_BACKEND="memory",
             QT_LINUX_ACCESSIBILITY_ALWAYS_ON="1",
         )
@@ -169,7 +170,7 @@ class VirtualDesktop:
 
 
 class WaylandDesktop(VirtualDesktop):
-    """Its tray is for the test to start."""
+    """Without a tray host; tests start one."""
 
     def _start(self):
         self._make_home()
@@ -177,17 +178,17 @@ class WaylandDesktop(VirtualDesktop):
         folder = os.path.join(self.environment["XDG_CONFIG_HOME"], "sway")
         os.makedirs(folder)
         with open(os.path.join(folder, "config"), "w", encoding="utf-8") as file:
-            file.write(SWAY_CONFIGURATION.format(size=self.size, ground=GROUND))
+            file.write(SWAY_CONFIGURATION.format(size=self.size, background=BACKGROUND))
         runtime = self.environment["XDG_RUNTIME_DIR"]
         sockets = os.path.join(runtime, "wayland-[0-9]"), os.path.join(runtime, "sway-ipc.*.sock")
         self.environment.update(WLR_BACKENDS="headless", WLR_RENDERER="pixman",
                                 WLR_LIBINPUT_NO_DEVICES="1", XDG_CURRENT_DESKTOP="sway",
                                 XDG_SESSION_TYPE="wayland")
-        # It refuses to be root, even one who has nothing else to be.
+        # sway refuses to run as root, also where there is no other user.
         self._spawn(*(("unshare", "--user", "--map-user=1000", "--map-group=1000")
                       if os.geteuid() == 0 else ()), "sway")
         found = wait_until(lambda: all(made := [glob.glob(socket) for socket in sockets]) and made,
-                           20, "The compositor (sway) did not come up.")
+                           20, "The compositor (sway) did not start.")
         self.environment["WAYLAND_DISPLAY"] = os.path.basename(found[0][0])
         self.environment["SWAYSOCK"] = found[1][0]
 
@@ -212,7 +213,7 @@ def read_line(descriptor, seconds, failure):
 
 
 def enable_accessibility(bus):
-    """Ask for it before a program starts: most look only once."""
+    """Must be called before a program starts, because most programs check only once."""
     for name in ("IsEnabled", "ScreenReaderEnabled"):
         bus.call_sync("org.a11y.Bus", "/org/a11y/bus", "org.freedesktop.DBus.Properties", "Set",
                       GLib.Variant("(ssv)", ("org.a11y.Status", name, GLib.Variant("b", True))),
@@ -225,7 +226,7 @@ def children():
 
 
 def end_children():
-    """End every process below this one, those that others have left to it included."""
+    """End all descendants of this process, including adopted orphans."""
 
     def none_left():
         try:
@@ -238,7 +239,7 @@ def end_children():
     for number in (signal.SIGTERM, signal.SIGKILL):
         def ended(number=number):
             for pid in children():
-                # What runs as root ends with whoever it serves.
+                # Processes of root end together with their clients.
                 with contextlib.suppress(PermissionError):
                     os.kill(pid, number)
             return none_left()

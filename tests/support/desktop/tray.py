@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: MIT
-"""The tray as its host sees it: what the status notifier items say on the session bus."""
+"""The status notifier items on the session bus, as a tray host sees them."""
 
 from gi.repository import Gio, GLib
 
@@ -20,7 +20,7 @@ class Tray:
         self.bus = session_bus()
 
     def item_of(self, pid):
-        """The item that the process has registered, or None."""
+        """The item of the process, or None."""
         registered = self.get(WATCHER, "/StatusNotifierWatcher", WATCHER,
                               "RegisteredStatusNotifierItems") or []
         for item in registered:
@@ -30,7 +30,7 @@ class Tray:
         return None
 
     def get(self, name, path, interface, property_name):
-        """A property's value, or None where it cannot be had."""
+        """The value of a property, or None if it cannot be read."""
         return call(self.bus, name, path, "org.freedesktop.DBus.Properties", "Get",
                     GLib.Variant("(ss)", (interface, property_name)))
 
@@ -47,17 +47,17 @@ class TrayItem:
         return " ".join(part for part in parts[2:] if part) if parts else ""
 
     def picture(self):
-        """What makes two icons different: the theme's name and the pixels."""
+        """The name and the pixels of its icon."""
         pixmaps = self.get("IconPixmap") or []
         return self.get("IconName") or "", tuple(bytes(pixels) for _, _, pixels in pixmaps)
 
     def is_blank(self):
-        """Neither a name nor one pixel that is not wholly transparent."""
+        """Whether the icon has neither a name nor a visible pixel."""
         name, pixmaps = self.picture()
         return not name and not any(any(pixels[0::4]) for pixels in pixmaps)
 
     def menu_labels(self):
-        """Of the visible entries of its menu, lines between them left out."""
+        """The labels of the visible menu entries, without separators."""
         bus, path = self._tray.bus, self.get("Menu")
         answer = bus.call_sync(self._name, path, MENU, "GetLayout",
                                GLib.Variant("(iias)", (0, -1, [])), None,

@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: MIT
-"""Waiting for a condition, never for a time."""
+"""Waiting for conditions instead of fixed times."""
 
 import time
 
@@ -7,12 +7,12 @@ from gi.repository import GLib
 
 
 class NotSeen(Exception):
-    """What was waited for did not happen in its bound; the text says what."""
+    """A condition did not become true in time. The text names it."""
 
 
 def wait_until(condition, seconds, failure):
-    """Return the first true value of `condition`, asked again after each event and at least every
-    25 ms, while the events of this process go on being served."""
+    """Return the first true value of `condition`, which is evaluated after each event and at least
+    every 25 ms. The events of this process are handled meanwhile."""
     context = GLib.MainContext.default()
     deadline = time.monotonic() + seconds
     ticks = GLib.timeout_add(25, lambda: GLib.SOURCE_CONTINUE)

@@ -41,8 +41,8 @@ void writeFile(const std::string& path, const std::string& text) {
     ASSERT_TRUE(file.flush()) << path;
 }
 
-// What the login service leaves for others to read. polkit finds the session of a process by the
-// name of its control group, and looks the rest up here.
+// Writes the files of the login service. polkit finds the session of a process by the name of its
+// control group, and reads the rest from these files.
 void registerSession() {
     const std::string session = PolkitWorld::session;
     writeFile("/run/systemd/users/" + uid(),

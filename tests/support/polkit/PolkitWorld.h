@@ -9,12 +9,12 @@
 
 namespace kestrelnet {
 
-/// A system bus with polkit's own daemon, and an ordinary user's desktop session as the login
-/// service would register it, without that service. Only in a root world, see
-/// tests/support/RootWorld.h: it writes to /run, and makes control groups.
+/// A system bus with the real polkit daemon, and a desktop session of an ordinary user, registered
+/// as the login service does. Needs a root world (tests/support/RootWorld.h), because it writes to
+/// /run and creates control groups.
 class PolkitWorld {
   public:
-    /// The session that the user's programs run in.
+    /// The session of the user's programs.
     static constexpr const char* session = "c1";
 
     PolkitWorld();
@@ -22,14 +22,15 @@ class PolkitWorld {
     PolkitWorld(const PolkitWorld&) = delete;
     PolkitWorld& operator=(const PolkitWorld&) = delete;
 
-    /// Also called by what needs it; a bus without polkit is what a system without it has.
+    /// Not started by the constructor, so that tests can run on a system without polkit.
     void startPolkit();
 
-    /// `command` as the user in the session, without a terminal, with a fresh environment.
+    /// The command that runs `command` as the user in the session, without a terminal, with a new
+    /// environment.
     static std::vector<std::string> inSession(std::vector<std::string> command);
 
-    /// Starts an agent for the session that answers as tests/support/polkit/authentication-agent
-    /// says, and waits until it is registered.
+    /// Starts tests/support/polkit/authentication-agent with `answer` for the session, and waits
+    /// until it is registered.
     ChildProgram& startAgent(const std::string& answer);
     /// Ends the agent.
     void stopAgent() { agent_.reset(); }

@@ -35,7 +35,7 @@ void PromptTest::TearDown() {
 FakeClient& PromptTest::install(std::string_view mode, std::string_view argument) {
     clients_.push_back(std::make_unique<FakeClient>(mode, argument));
     clients_.back()->installAt(systemClient);
-    // Its folder is the test's own; the application looks whether the client is there.
+    // The client is a link into this folder, and the application checks whether the client exists.
     fs::permissions(fs::path(clients_.back()->executable()).parent_path(),
                     static_cast<fs::perms>(0755));
     return *clients_.back();

@@ -16,8 +16,8 @@
 
 namespace kestrelnet {
 
-/// The controller, run by an ordinary user in a desktop session with polkit, as installed; the
-/// client is the test's.
+/// Runs the installed controller as an ordinary user in a desktop session with polkit, and a client
+/// that the test controls.
 class PromptTest : public testing::Test {
   protected:
     static constexpr const char* exitLine = "log VPN process exited unexpectedly";
@@ -25,25 +25,25 @@ class PromptTest : public testing::Test {
     void SetUp() override;
     void TearDown() override;
 
-    /// Puts a client where the system has it.
+    /// Installs a client at the system's path.
     FakeClient& install(std::string_view mode, std::string_view argument = "");
-    /// Starts the controller, with a key.
+    /// Starts the controller and sets the key.
     void startController(const std::string& key = "dev_0123456789");
-    /// Starts all it takes, and connects; waits for the client.
+    /// Installs a client, starts the controller, connects, and waits for the client.
     FakeClient& connect(std::string_view mode = "relay-then-routes");
-    /// Waits until the controller tells `line`.
+    /// Waits until the controller prints `line`.
     bool tells(std::string_view line) { return controller->reads(line); }
 
     /// The next line of the application's standard error.
     std::optional<std::string> readError();
 
-    /// What there is but the bus, polkit, the agent and the controller.
+    /// The processes of the world except the bus, polkit, the agent and the controller.
     std::vector<rootWorld::Survivor> strays() const;
-    /// Waits until there are none.
+    /// Waits until there are no such processes and no files of a run; returns whether that is so.
     bool isTidy() const;
-    /// The program of the path `part` of the run, once it runs.
+    /// The process of the run whose command line contains `part`, once there is one.
     std::optional<pid_t> find(std::string_view part) const;
-    /// What lies in the user's temporary folder.
+    /// The files of a run in the user's temporary folder.
     static std::vector<std::string> runFiles();
 
     PolkitWorld world;
