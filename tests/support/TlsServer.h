@@ -31,7 +31,9 @@ struct TlsAnswer {
 };
 
 /// An HTTPS server on a free port of the loopback, in a thread of its own, with a certificate from
-/// an authority of its own. Connections stay open after an answer, for more requests. Any thread.
+/// an authority of its own. The process trusts that authority, through the toolkit's default TLS
+/// settings, until the server is destroyed. Connections stay open after an answer, for more
+/// requests. One server at a time; any thread.
 class TlsServer {
   public:
     TlsServer();
@@ -40,8 +42,8 @@ class TlsServer {
     TlsServer& operator=(const TlsServer&) = delete;
 
     std::string url(std::string_view path = "/") const;
-    /// The PEM file of the authority that clients have to trust.
-    const std::string& authorityFile() const;
+    /// Ends the trust in the authority: clients refuse the certificate from now on.
+    void distrust();
 
     /// The n-th request to come gets the n-th answer given here, or else status 404.
     void enqueue(TlsAnswer answer);
