@@ -129,8 +129,11 @@ bool Request::start(const char* pkexec, const std::string& runner, const std::st
     ::close(errors[1]);
     runner_ = line[0];
     errors_ = errors[0];
-    return pkexec_ > 0 ||
-           refuse("administrator rights cannot be asked for: no processes are left") == 0;
+    if (pkexec_ < 0) {
+        refuse("administrator rights cannot be asked for: no processes are left");
+        return false;
+    }
+    return true;
 }
 
 int Request::serve() {
