@@ -9,6 +9,10 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+
+#include <fcntl.h>
+#include <sys/resource.h>
+#include <unistd.h>
 #include <vector>
 
 namespace kestrelnet {
@@ -19,6 +23,8 @@ using testing::IsEmpty;
 using Acquisition = ApplicationInstance::Acquisition;
 
 [[maybe_unused]] auto* const bus = testing::AddGlobalTestEnvironment(new SessionBus);
+
+constexpr auto name = "com.kestrelnetvpn.app";
 
 /// Another process of the application.
 class Probe : public ChildProgram {
@@ -107,15 +113,36 @@ TEST(ApplicationProcessesTest, frozenFirstCanBeEndedAndReplaced) {
     Probe first;
     ASSERT_EQ(first.readLine(), "acquired");
     first.freeze();
-    ApplicationInstance second;
+    ApplicationInstance second(name);
     ASSERT_EQ(second.acquire({}, std::chrono::milliseconds(300)), Acquisition::unresponsive);
     EXPECT_TRUE(second.endOther());
     EXPECT_EQ(first.exitStatus(), std::nullopt) << "not ended by a signal";
     EXPECT_EQ(second.acquire(), Acquisition::acquired);
 }
 
+TEST(ApplicationProcessesTest, frozenFirstThatCannotBeEndedIsReportedAtOnce) {
+    Probe first;
+    ASSERT_EQ(first.readLine(), "acquired");
+    first.freeze();
+    ApplicationInstance second(name);
+    ASSERT_EQ(second.acquire({}, std::chrono::milliseconds(300)), Acquisition::unresponsive);
+    rlimit before{};
+    ASSERT_EQ(::getrlimit(RLIMIT_NOFILE, &before), 0);
+    // Open descriptors stay usable; a new one, as a kill needs, cannot be had.
+    const int next = ::fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, 0);
+    ::close(next);
+    const rlimit exhausted{.rlim_cur = static_cast<rlim_t>(next), .rlim_max = before.rlim_max};
+    ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &exhausted), 0);
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_FALSE(second.endOther(std::chrono::seconds(10)));
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(5));
+    ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &before), 0);
+    first.thaw();
+    EXPECT_EQ(first.readLine(), "activate");
+}
+
 TEST(ApplicationProcessesTest, thereMayBeNobodyToEnd) {
-    ApplicationInstance instance;
+    ApplicationInstance instance(name);
     EXPECT_TRUE(instance.endOther());
     EXPECT_EQ(instance.acquire(), Acquisition::acquired);
 }
@@ -134,7 +161,7 @@ TEST(ApplicationProcessesTest, patienceIsBoundedWithoutBeingAsked) {
     Probe first;
     ASSERT_EQ(first.readLine(), "acquired");
     first.freeze();
-    ApplicationInstance second;
+    ApplicationInstance second(name);
     EXPECT_EQ(second.acquire(), Acquisition::unresponsive);
 }
 
@@ -157,7 +184,7 @@ TEST(ApplicationProcessesTest, nameIsFreeAfterFirstHasEnded) {
 }
 
 TEST(ApplicationProcessesTest, nameIsFreeAfterDestruction) {
-    auto first = std::make_unique<ApplicationInstance>();
+    auto first = std::make_unique<ApplicationInstance>(name);
     ASSERT_EQ(first->acquire(), Acquisition::acquired);
     first.reset();
     roundTrip(QDBusConnection::sessionBus());
@@ -192,7 +219,7 @@ class ApplicationInstanceTest : public testing::Test {
         return waitUntil([this, count] { return requests_.size() >= count; });
     }
 
-    ApplicationInstance instance_;
+    ApplicationInstance instance_{name};
     BusPeer caller_;
     std::vector<std::string> requests_;
 };

@@ -29,7 +29,7 @@ TEST(NoSessionBusTest, noTray) {
 }
 
 TEST(NoSessionBusTest, instanceRunsAllTheSame) {
-    ApplicationInstance instance;
+    ApplicationInstance instance("com.kestrelnetvpn.app");
     EXPECT_EQ(instance.acquire({"kestrelnet:a"}), ApplicationInstance::Acquisition::unavailable);
     std::string opened;
     instance.setHandlers(

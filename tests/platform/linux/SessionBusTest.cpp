@@ -40,7 +40,7 @@ TEST_F(SessionBusTest, isReachedAgainAsOftenAsItRestarts) {
 }
 
 TEST_F(SessionBusTest, theInstanceHasItsNameAgain) {
-    ApplicationInstance instance;
+    ApplicationInstance instance("com.kestrelnetvpn.app");
     ASSERT_EQ(instance.acquire(), ApplicationInstance::Acquisition::acquired);
     int activations = 0;
     instance.setHandlers({.activate = [&activations] { ++activations; }, .open = {}});
@@ -55,7 +55,7 @@ TEST_F(SessionBusTest, theInstanceHasItsNameAgain) {
 }
 
 TEST_F(SessionBusTest, whoComesFirstMeanwhileKeepsTheName) {
-    ApplicationInstance instance;
+    ApplicationInstance instance("com.kestrelnetvpn.app");
     ASSERT_EQ(instance.acquire(), ApplicationInstance::Acquisition::acquired);
     bus->restart();
     BusPeer other;

@@ -45,7 +45,7 @@ int main(int count, char** arguments) {
         return EXIT_FAILURE;
     }
     const std::chrono::milliseconds patience(std::strtol(words[1], nullptr, 10));
-    ApplicationInstance instance;
+    ApplicationInstance instance("com.kestrelnetvpn.app");
     const auto acquisition =
         instance.acquire(std::vector<std::string>(words.begin() + 2, words.end()), patience);
     print(nameOf(acquisition));
