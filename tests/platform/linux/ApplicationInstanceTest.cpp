@@ -42,7 +42,7 @@ class Probe : public ChildProgram {
     }
 };
 
-/// An instance that takes requests and never answers.
+/// An instance that receives requests and never answers.
 class MuteInstance : public QDBusVirtualObject {
   public:
     MuteInstance() {
@@ -63,7 +63,7 @@ class MuteInstance : public QDBusVirtualObject {
     bool asked_ = false;
 };
 
-TEST(ApplicationProcessesTest, secondActivatesFirst) {
+TEST(ApplicationProcessesTest, theSecondActivatesTheFirst) {
     Probe first;
     ASSERT_EQ(first.readLine(), "acquired");
     Probe second;
@@ -72,7 +72,7 @@ TEST(ApplicationProcessesTest, secondActivatesFirst) {
     EXPECT_EQ(first.readLine(), "activate");
 }
 
-TEST(ApplicationProcessesTest, linksOfSecondReachFirstAsTheyAre) {
+TEST(ApplicationProcessesTest, theSecondPassesItsLinksUnchanged) {
     Probe first;
     ASSERT_EQ(first.readLine(), "acquired");
     Probe second({"KESTRELNET://Setup?key=dev_%41b%2F%zz+", "kestrelnet:x\xc3\xa9"});
@@ -81,14 +81,14 @@ TEST(ApplicationProcessesTest, linksOfSecondReachFirstAsTheyAre) {
     EXPECT_EQ(first.readLine(), "open kestrelnet:x\xc3\xa9");
 }
 
-TEST(ApplicationProcessesTest, firstOpensItsOwnLinks) {
+TEST(ApplicationProcessesTest, theFirstOpensItsOwnLinks) {
     Probe first({"kestrelnet://setup?key=1", "kestrelnet://setup?key=2"});
     EXPECT_EQ(first.readLine(), "acquired");
     EXPECT_EQ(first.readLine(), "open kestrelnet://setup?key=1");
     EXPECT_EQ(first.readLine(), "open kestrelnet://setup?key=2");
 }
 
-TEST(ApplicationProcessesTest, activationTokenOfSecondIsOffered) {
+TEST(ApplicationProcessesTest, theFirstGetsTheActivationTokenOfTheSecond) {
     Probe first;
     ASSERT_EQ(first.readLine(), "acquired");
     Probe second({}, "10000", {{"XDG_ACTIVATION_TOKEN", "permit-1"}});
@@ -99,7 +99,7 @@ TEST(ApplicationProcessesTest, activationTokenOfSecondIsOffered) {
     EXPECT_EQ(first.readLine(), "activate") << "a permit is for one request";
 }
 
-TEST(ApplicationProcessesTest, frozenFirstDoesNotHoldUpSecond) {
+TEST(ApplicationProcessesTest, aFrozenFirstDoesNotBlockTheSecond) {
     Probe first;
     ASSERT_EQ(first.readLine(), "acquired");
     first.freeze();
@@ -109,7 +109,7 @@ TEST(ApplicationProcessesTest, frozenFirstDoesNotHoldUpSecond) {
     EXPECT_EQ(first.readLine(), "activate") << "late, but not lost";
 }
 
-TEST(ApplicationProcessesTest, frozenFirstCanBeEndedAndReplaced) {
+TEST(ApplicationProcessesTest, aFrozenFirstCanBeEndedAndReplaced) {
     Probe first;
     ASSERT_EQ(first.readLine(), "acquired");
     first.freeze();
@@ -120,7 +120,7 @@ TEST(ApplicationProcessesTest, frozenFirstCanBeEndedAndReplaced) {
     EXPECT_EQ(second.acquire(), Acquisition::acquired);
 }
 
-TEST(ApplicationProcessesTest, frozenFirstThatCannotBeEndedIsReportedAtOnce) {
+TEST(ApplicationProcessesTest, aFrozenFirstThatCannotBeEndedIsReportedAtOnce) {
     Probe first;
     ASSERT_EQ(first.readLine(), "acquired");
     first.freeze();
@@ -128,7 +128,7 @@ TEST(ApplicationProcessesTest, frozenFirstThatCannotBeEndedIsReportedAtOnce) {
     ASSERT_EQ(second.acquire({}, std::chrono::milliseconds(300)), Acquisition::unresponsive);
     rlimit before{};
     ASSERT_EQ(::getrlimit(RLIMIT_NOFILE, &before), 0);
-    // Open descriptors stay usable; a new one, as a kill needs, cannot be had.
+    // Open descriptors stay usable, but the new one that endOther() needs is refused.
     const int next = ::fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, 0);
     ::close(next);
     const rlimit exhausted{.rlim_cur = static_cast<rlim_t>(next), .rlim_max = before.rlim_max};
@@ -141,13 +141,13 @@ TEST(ApplicationProcessesTest, frozenFirstThatCannotBeEndedIsReportedAtOnce) {
     EXPECT_EQ(first.readLine(), "activate");
 }
 
-TEST(ApplicationProcessesTest, thereMayBeNobodyToEnd) {
+TEST(ApplicationProcessesTest, endingSucceedsWithoutAnotherInstance) {
     ApplicationInstance instance(name);
     EXPECT_TRUE(instance.endOther());
     EXPECT_EQ(instance.acquire(), Acquisition::acquired);
 }
 
-TEST(ApplicationProcessesTest, olderNameOfTheTokenServesToo) {
+TEST(ApplicationProcessesTest, theFirstAcceptsTheOlderNameOfTheToken) {
     Probe first;
     ASSERT_EQ(first.readLine(), "acquired");
     Probe second({}, "10000", {{"DESKTOP_STARTUP_ID", "permit-3"}});
@@ -157,7 +157,7 @@ TEST(ApplicationProcessesTest, olderNameOfTheTokenServesToo) {
     EXPECT_EQ(first.readLine(), "activate, token permit-5");
 }
 
-TEST(ApplicationProcessesTest, patienceIsBoundedWithoutBeingAsked) {
+TEST(ApplicationProcessesTest, acquiringHasADefaultTimeLimit) {
     Probe first;
     ASSERT_EQ(first.readLine(), "acquired");
     first.freeze();
@@ -165,7 +165,7 @@ TEST(ApplicationProcessesTest, patienceIsBoundedWithoutBeingAsked) {
     EXPECT_EQ(second.acquire(), Acquisition::unresponsive);
 }
 
-TEST(ApplicationProcessesTest, secondTakesOverWhenFirstDiesUnanswering) {
+TEST(ApplicationProcessesTest, theSecondTakesOverWhenTheFirstEndsWithoutAnAnswer) {
     auto first = std::make_unique<MuteInstance>();
     Probe second({"kestrelnet:kept"});
     ASSERT_TRUE(waitUntil([&first] { return first->wasAsked(); }));
@@ -174,7 +174,7 @@ TEST(ApplicationProcessesTest, secondTakesOverWhenFirstDiesUnanswering) {
     EXPECT_EQ(second.readLine(), "open kestrelnet:kept");
 }
 
-TEST(ApplicationProcessesTest, nameIsFreeAfterFirstHasEnded) {
+TEST(ApplicationProcessesTest, theNameIsFreeAfterTheFirstHasEnded) {
     Probe first;
     ASSERT_EQ(first.readLine(), "acquired");
     first.terminate();
@@ -183,7 +183,7 @@ TEST(ApplicationProcessesTest, nameIsFreeAfterFirstHasEnded) {
     EXPECT_EQ(second.readLine(), "acquired");
 }
 
-TEST(ApplicationProcessesTest, nameIsFreeAfterDestruction) {
+TEST(ApplicationProcessesTest, theNameIsFreeAfterDestruction) {
     auto first = std::make_unique<ApplicationInstance>(name);
     ASSERT_EQ(first->acquire(), Acquisition::acquired);
     first.reset();
@@ -192,7 +192,7 @@ TEST(ApplicationProcessesTest, nameIsFreeAfterDestruction) {
     EXPECT_EQ(second.readLine(), "acquired");
 }
 
-/// The instance in this process, and somebody on the bus who calls it.
+/// The instance in this process, and a client on the bus that calls it.
 class ApplicationInstanceTest : public testing::Test {
   protected:
     void SetUp() override { ASSERT_EQ(instance_.acquire(), Acquisition::acquired); }
@@ -224,7 +224,7 @@ class ApplicationInstanceTest : public testing::Test {
     std::vector<std::string> requests_;
 };
 
-TEST_F(ApplicationInstanceTest, requestsBeforeTheHandlersWaitInOrder) {
+TEST_F(ApplicationInstanceTest, requestsWaitInOrderForTheHandlers) {
     const QStringList urls{QStringLiteral("KESTRELNET://A?key=%20"), QStringLiteral("b:")};
     EXPECT_EQ(call("Open", {urls, QVariantMap()}).type(), QDBusMessage::ReplyMessage);
     EXPECT_EQ(call("Activate", {QVariantMap()}).type(), QDBusMessage::ReplyMessage);
@@ -234,7 +234,7 @@ TEST_F(ApplicationInstanceTest, requestsBeforeTheHandlersWaitInOrder) {
     EXPECT_THAT(requests_, ElementsAre("KESTRELNET://A?key=%20", "b:", "activate"));
 }
 
-TEST_F(ApplicationInstanceTest, answersBeforeTheHandlerIsDone) {
+TEST_F(ApplicationInstanceTest, answersBeforeTheHandlerReturns) {
     const QDBusPendingCall call =
         caller_.connection().asyncCall(request("Activate", {QVariantMap()}));
     bool answered = false;

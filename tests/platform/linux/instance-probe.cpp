@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// One process of the application: instance-probe PATIENCE-IN-MILLISECONDS [URL...]
-// Prints how the acquisition went, then each request, until it is ended.
+// instance-probe PATIENCE-IN-MILLISECONDS [URL...]: acts as one process of the application. Prints
+// the result of the acquisition, then each request, until it is ended.
 #include "platform/ApplicationInstance.h"
 
 #include <QCoreApplication>
