@@ -8,22 +8,22 @@ namespace kestrelnet {
 
 enum class ColorScheme { noPreference, dark, light };
 
-/// The user's preference for dark or light windows and for more contrast, as the desktop tells it.
+/// The user's preferences for dark or light windows and for high contrast, read from the desktop.
 ///
-/// Asking may make the session start the service that knows. So make this with the first window,
-/// not at program start. Main thread only.
+/// The request may make the session start the service that answers it. So construct this with the
+/// first window, not at program start. Main thread only.
 class Appearance {
   public:
     using Changed = std::function<void()>;
 
-    /// Asks and returns at once. `changed` is called from the event loop whenever a preference
-    /// differs from before; so the first time when there turns out to be one.
+    /// Requests the preferences and returns at once. `changed` is called from the event loop
+    /// whenever a preference changes, also when the first answer is a preference.
     explicit Appearance(const Changed& changed);
     ~Appearance();
     Appearance(const Appearance&) = delete;
     Appearance& operator=(const Appearance&) = delete;
 
-    /// No preference until the answer has come, and where nobody answers.
+    /// Without an answer, there is no preference.
     ColorScheme colorScheme() const;
     bool wantsHighContrast() const;
 

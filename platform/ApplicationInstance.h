@@ -9,52 +9,55 @@
 
 namespace kestrelnet {
 
-/// The one running instance of the application in a session: found by the others under the
-/// application's name, and asked by them and by the desktop to come forward or to open links. Main
-/// thread only, with the Qt application made.
+/// Makes this process the only instance of the application in its session. Later instances and the
+/// desktop find it under the application's name and ask it to show itself or to open links. Main
+/// thread only, after the Qt application has been created.
 class ApplicationInstance {
   public:
-    /// Where the compositor grants the raising of windows request by request, the toolkit can make
-    /// use of the grant while the handler runs, and only then. So windows are to be raised at once.
+    /// On Wayland, the permission to raise a window comes with the request and is valid only while
+    /// the handler runs. So a handler must raise its window before it returns.
     struct Handlers {
-        /// The user started the application once more: come forward.
+        /// The user started the application again: show it.
         std::function<void()> activate;
-        /// A link, byte for byte as it was delivered. Nothing about it has been checked.
+        /// Open a link. It is passed on byte for byte, without any check.
         std::function<void(std::string url)> open;
     };
 
     enum class Acquisition {
-        /// This process is the instance. Go on.
+        /// This process is the instance and must go on.
         acquired,
-        /// Nobody can be asked, since there is no session bus. Go on; others may run beside it.
+        /// There is no session bus. Go on; other instances cannot be detected.
         unavailable,
-        /// Another process is the instance, and has taken the links or the activation. End, with
+        /// Another process is the instance and has accepted the links or the activation. Exit with
         /// success.
         passedOn,
-        /// Another process is the instance, but has not answered in time. Say so, and end with
-        /// failure or, when the user wants that, end the other one by force: a second instance
-        /// beside the first would fight with it for the tunnel.
+        /// Another process is the instance but has not answered in time. Tell the user, then exit
+        /// with failure or, if the user agrees, call endOther(). Do not go on: two instances would
+        /// both control the tunnel.
         unresponsive,
     };
 
-    ApplicationInstance();
-    /// Gives the name up.
+    /// `name` is the application's reverse domain name, such as "org.example.App". On Linux it is
+    /// the name on the session bus, and the object path follows from it; macOS does not use it.
+    explicit ApplicationInstance(const std::string& name);
+    /// Releases the name.
     ~ApplicationInstance();
     ApplicationInstance(const ApplicationInstance&) = delete;
     ApplicationInstance& operator=(const ApplicationInstance&) = delete;
 
-    /// To be called once, and once more after endOther(). `urls` are the links that this process
-    /// was started with: the instance opens them, be it this process or another one; when there are
-    /// none, another one is activated. It gets up to `patience` to answer.
+    /// Must be called once, and again after endOther(). `urls` are the links that this process was
+    /// started with. The instance opens them, whether it is this process or another one. Without
+    /// links, another instance is activated. It has `patience` to answer.
     [[nodiscard]] Acquisition acquire(const std::vector<std::string>& urls = {},
                                       std::chrono::milliseconds patience = std::chrono::seconds(4));
 
-    /// Ends the process that has not answered by force; whether there is none any more within
-    /// `patience`. A link that it was asked to open is lost with it.
+    /// Kills the instance that has not answered, and waits for its end, for `patience` at most.
+    /// Returns whether it has ended; false at once when it cannot be killed. A link that it was
+    /// asked to open is lost.
     [[nodiscard]] bool endOther(std::chrono::milliseconds patience = std::chrono::seconds(4));
 
-    /// From now on `handlers` are called, from the event loop and in the order of the requests.
-    /// Requests that came earlier have waited for this.
+    /// Calls `handlers` for all requests, earlier ones included, in their order and from the event
+    /// loop.
     void setHandlers(Handlers handlers);
 
   private:

@@ -11,7 +11,7 @@
 namespace kestrelnet::bundle {
 
 std::string mainBundlePath() {
-    // Comes with all links resolved.
+    // The toolkit has resolved all links in it.
     const std::filesystem::path executable = QCoreApplication::applicationFilePath().toStdString();
     const std::filesystem::path folder = executable.parent_path();
     const std::filesystem::path contents = folder.parent_path();

@@ -11,8 +11,8 @@ namespace kestrelnet::bundle {
 /// executable's folder. Without a separator at the end.
 std::string mainBundlePath();
 
-/// The version that the bundle at `path` tells to people, its "CFBundleShortVersionString"; nothing
-/// when that is missing or no text.
+/// The version of the bundle at `path`, its "CFBundleShortVersionString"; nothing when that is
+/// missing or not a string.
 std::optional<std::string> shortVersionString(const std::string& path);
 
 } // namespace kestrelnet::bundle

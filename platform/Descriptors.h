@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Descriptors that children do not inherit; the few calls that systems do not share stand in a file
-// a system.
+// Descriptors that children do not inherit. The calls that differ between systems are in one source
+// per system.
 #pragma once
 
 #include <array>
@@ -13,14 +13,14 @@ struct PipeDescriptors {
     int writing = -1;
 };
 
-/// A pipe whose ends are closed on exec and lie above the standard streams, so that giving one to a
-/// child as a standard stream never overwrites another. Both ends are -1 when none can be had.
+/// A pipe whose ends are closed on exec and lie above the standard streams, so that duplicating
+/// one to a child's standard stream never overwrites another. Both ends are -1 on failure.
 PipeDescriptors closeOnExecPipe();
 
-/// A pipe whose ends, reading and writing, are closed on exec. False when none can be had.
+/// Opens a pipe whose ends, reading and writing, are closed on exec. Returns false on failure.
 bool openCloseOnExecPipe(std::array<int, 2>& ends);
 
-/// Makes a spawned child close every descriptor above 2. To be added after the other file actions.
+/// Makes a spawned child close every descriptor above 2. Call it after adding all file actions.
 /// Returns 0 or an error number.
 int closeOtherDescriptors(posix_spawn_file_actions_t& actions, posix_spawnattr_t& attributes);
 

@@ -2,14 +2,13 @@
 #include "platform/Dispatch.h"
 
 #include <QCoreApplication>
-#include <QEvent>
+#include <QMetaObject>
 #include <QObject>
 #include <QTimer>
 
 #include <algorithm>
-#include <deque>
 #include <future>
-#include <map>
+#include <memory>
 #include <mutex>
 #include <system_error>
 #include <thread>
@@ -20,17 +19,18 @@ namespace kestrelnet {
 void asyncAndWait(Queue& queue, Queue::Job job) {
     auto done = std::make_shared<std::promise<void>>();
     const std::future<void> over = done->get_future();
-    // The promise goes away with the job, whether that ran or not, and ends the wait.
+    // The promise is destroyed with the job, whether it ran or was dropped; that ends the wait.
     queue.async([job = std::move(job), done = std::move(done)] { job(); });
     over.wait();
 }
 
 namespace {
 
-/// Where the main thread's event loop meets the queue: one posted event a job.
+/// Posts each job to an object that lives on the main thread. The event loop keeps the jobs and
+/// their order; destroying the object's events and timers destroys the jobs that wait.
 class MainQueue final : public Queue {
   public:
-    MainQueue() : receiver_(std::make_unique<Receiver>(*this)) {
+    MainQueue() : receiver_(std::make_unique<QObject>()) {
         QObject::connect(QCoreApplication::instance(), &QCoreApplication::aboutToQuit,
                          receiver_.get(), [this] { leave(); });
     }
@@ -38,120 +38,63 @@ class MainQueue final : public Queue {
     void async(Job job) override {
         const std::lock_guard lock(mutex_);
         if (receiver_) {
-            ready_.push_back(std::move(job));
-            QCoreApplication::postEvent(receiver_.get(), new QEvent(jobReady));
+            QMetaObject::invokeMethod(receiver_.get(), std::move(job), Qt::QueuedConnection);
         }
     }
 
     void asyncAfter(Seconds delay, Job job) override {
-        const auto due =
-            Clock::Time::clock::now() + std::chrono::duration_cast<Clock::Time::duration>(delay);
+        const auto milliseconds = std::chrono::ceil<std::chrono::milliseconds>(delay);
         const std::lock_guard lock(mutex_);
-        if (receiver_) {
-            delayed_.emplace(due, std::move(job));
-            QCoreApplication::postEvent(receiver_.get(), new QEvent(jobDelayed));
+        if (!receiver_) {
+            return;
         }
+        // A timer must be started on the thread of its parent: at once when this is that thread.
+        QMetaObject::invokeMethod(
+            receiver_.get(),
+            [receiver = receiver_.get(), milliseconds, job = std::move(job)] {
+                auto* const timer = new QTimer(receiver);
+                timer->setSingleShot(true);
+                // Coarse timers may run early, and out of order.
+                timer->setTimerType(Qt::PreciseTimer);
+                QObject::connect(timer, &QTimer::timeout, timer, job);
+                QObject::connect(timer, &QTimer::timeout, timer, &QObject::deleteLater);
+                timer->start(std::max(milliseconds, std::chrono::milliseconds::zero()));
+            },
+            Qt::AutoConnection);
     }
 
   private:
-    static constexpr auto jobReady = static_cast<QEvent::Type>(QEvent::User + 1);
-    static constexpr auto jobDelayed = static_cast<QEvent::Type>(QEvent::User + 2);
-
-    class Receiver final : public QObject {
-      public:
-        explicit Receiver(MainQueue& queue) : queue_(queue) {
-            timer_.setSingleShot(true);
-            timer_.setTimerType(Qt::PreciseTimer);
-            QObject::connect(&timer_, &QTimer::timeout, this, [this] { queue_.runDue(); });
-        }
-
-        bool event(QEvent* event) override {
-            if (event->type() == jobReady) {
-                queue_.runNext();
-                return true;
-            }
-            if (event->type() == jobDelayed) {
-                queue_.awaitNextDue();
-                return true;
-            }
-            return QObject::event(event);
-        }
-
-        QTimer timer_;
-
-      private:
-        MainQueue& queue_;
-    };
-
-    void runNext() {
-        Job job;
-        {
-            const std::lock_guard lock(mutex_);
-            if (ready_.empty()) {
-                return;
-            }
-            job = std::move(ready_.front());
-            ready_.pop_front();
-        }
-        job();
-    }
-
-    void awaitNextDue() {
-        const std::lock_guard lock(mutex_);
-        if (receiver_ && !delayed_.empty()) {
-            const auto left = delayed_.begin()->first - Clock::Time::clock::now();
-            const auto milliseconds = std::chrono::ceil<std::chrono::milliseconds>(left);
-            receiver_->timer_.start(std::max(milliseconds, std::chrono::milliseconds::zero()));
-        }
-    }
-
-    void runDue() {
-        const auto now = Clock::Time::clock::now();
-        while (const Job job = takeDue(now)) {
-            job();
-        }
-        awaitNextDue();
-    }
-
-    Job takeDue(Clock::Time now) {
-        const std::lock_guard lock(mutex_);
-        if (delayed_.empty() || delayed_.begin()->first > now) {
-            return {};
-        }
-        return std::move(delayed_.extract(delayed_.begin()).mapped());
-    }
-
     void leave() {
-        std::deque<Job> ready;
-        std::multimap<Clock::Time, Job> delayed;
-        std::unique_ptr<Receiver> receiver;
+        std::unique_ptr<QObject> receiver;
         {
             const std::lock_guard lock(mutex_);
-            ready.swap(ready_);
-            delayed.swap(delayed_);
             receiver.swap(receiver_);
         }
-        if (receiver) {
-            // It may be on the stack: leaving can begin inside a job.
-            receiver.release()->deleteLater();
+        if (!receiver) {
+            return;
         }
+        // Destroys the jobs, which may call this queue: so without the mutex.
+        QCoreApplication::removePostedEvents(receiver.get());
+        for (QTimer* const timer : receiver->findChildren<QTimer*>()) {
+            timer->stop();
+        }
+        // Leaving can begin inside a job, while the receiver handles an event.
+        receiver.release()->deleteLater();
     }
 
     std::mutex mutex_;
-    std::deque<Job> ready_;
-    std::multimap<Clock::Time, Job> delayed_;
-    std::unique_ptr<Receiver> receiver_;
+    std::unique_ptr<QObject> receiver_;
 };
 
-/// A thread for each job: a job may sleep for seconds, and nothing joins the thread at exit, as a
-/// pool would.
+/// One detached thread per job: a job may sleep for seconds, and a thread pool would be joined when
+/// the program exits.
 class BackgroundQueue final : public Queue {
   public:
     void async(Job job) override {
         try {
             std::thread(std::move(job)).detach();
         } catch (const std::system_error&) { // NOLINT(bugprone-empty-catch)
-            // No thread to be had: the job is dropped.
+            // No thread can be created: the job is dropped.
         }
     }
 

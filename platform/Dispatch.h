@@ -9,7 +9,7 @@ namespace kestrelnet {
 
 using Seconds = std::chrono::duration<double>;
 
-/// Runs units of work, in the order given or side by side, as the queue says.
+/// Runs jobs, either one after the other or concurrently; see the functions below.
 class Queue {
   public:
     using Job = std::function<void()>;
@@ -19,17 +19,18 @@ class Queue {
     Queue& operator=(const Queue&) = delete;
     virtual ~Queue() = default;
 
-    /// Hands over `job` and returns. Any thread. A job that is dropped is destroyed without a call.
+    /// Adds `job` and returns at once. Any thread. A dropped job is destroyed without being called.
     virtual void async(Job job) = 0;
-    /// The same, `delay` from now; jobs due at the same time run in the order given. Any thread.
+    /// The same, but runs `job` after `delay`. Jobs with equal delays run in the order in which
+    /// they were added. Any thread.
     virtual void asyncAfter(Seconds delay, Job job) = 0;
 };
 
-/// Hands `job` to `queue` and waits until it has run or was dropped. Not from the queue's own
-/// thread, which would wait for itself.
+/// Adds `job` to `queue` and waits until it has run or was dropped. Must not be called on the
+/// queue's own thread: that would be a deadlock.
 void asyncAndWait(Queue& queue, Queue::Job job);
 
-/// The time, and waiting for it to pass.
+/// The current time, and sleeping.
 class Clock {
   public:
     using Time = std::chrono::steady_clock::time_point;
@@ -40,19 +41,20 @@ class Clock {
     virtual ~Clock() = default;
 
     virtual Time now() const = 0;
-    /// Puts the calling thread to sleep.
+    /// Blocks the calling thread.
     virtual void sleep(Seconds duration) = 0;
 };
 
 namespace dispatch {
 
-/// The main thread's queue: one job at a time, in order, between the events of the running Qt
-/// application. First called on the main thread. Once the application is leaving, every job that
-/// waits or comes later is dropped.
+/// Runs one job at a time, in order, on the main thread, from the event loop of the Qt application.
+/// The first call must be on the main thread. When the application starts to quit, all waiting jobs
+/// are dropped, and so is every later one. The delay of a job that another thread adds starts when
+/// the main thread receives it.
 std::shared_ptr<Queue> mainQueue();
 
-/// Jobs side by side on background threads. A job that sleeps delays no other job, and leaving the
-/// program waits for none.
+/// Runs jobs concurrently on background threads. A sleeping job does not delay another one, and the
+/// program does not wait for running jobs when it exits.
 std::shared_ptr<Queue> backgroundQueue();
 
 std::shared_ptr<Clock> systemClock();

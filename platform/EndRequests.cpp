@@ -21,18 +21,18 @@ namespace {
 
 constexpr std::array endSignals{SIGTERM, SIGINT, SIGHUP};
 
-/// Where the handler writes. Read in a signal's midst, by whatever thread it comes to.
+/// The signal handler writes here. Any thread may run the handler.
 volatile std::sig_atomic_t writingEnd = -1;
 
 extern "C" void noteSignal(int /*number*/) {
     const int error = errno;
     const char note = 0;
-    // A full pipe holds a note already.
+    // When the pipe is full, the event loop is going to read it anyway.
     [[maybe_unused]] const ssize_t written = ::write(writingEnd, &note, 1);
     errno = error;
 }
 
-/// Makes the signals' arrival readable from a descriptor.
+/// Makes a descriptor readable when a signal arrives.
 class SignalPipe {
   public:
     SignalPipe() : pipe_(closeOnExecPipe()) {
@@ -86,7 +86,7 @@ class EndRequests::Watch : public QObject {
         QCoreApplication::instance()->installEventFilter(this);
     }
 
-    /// The toolkit's own answer would be to end at once.
+    /// The toolkit would quit at once.
     bool eventFilter(QObject* watched, QEvent* event) override {
         if (watched != QCoreApplication::instance() || event->type() != QEvent::Quit) {
             return false;

@@ -6,15 +6,15 @@
 
 namespace kestrelnet {
 
-/// Hears when somebody outside wants the program to end: by SIGTERM, SIGINT or SIGHUP, as shutdown,
-/// a terminal and a service manager do, or as the desktop does when the session ends. While it
-/// lives, none of them ends the program by itself. A signal that was ignored when the program
-/// started stays ignored: who started it so, with nohup for example, wanted that.
+/// Reports requests to end the program: SIGTERM, SIGINT and SIGHUP, which a shutdown, a terminal or
+/// a service manager sends, and the end of the desktop session. While this object exists, none of
+/// them ends the program directly. A signal that was ignored at program start, for example because
+/// of nohup, stays ignored.
 ///
-/// One at a time; main thread only, with the Qt application made.
+/// One object at a time; main thread only, after the Qt application has been created.
 class EndRequests {
   public:
-    /// `wanted` is called from the event loop, once: who asks again gets nothing new.
+    /// `wanted` is called once, from the event loop; further requests do nothing.
     explicit EndRequests(std::function<void()> wanted);
     ~EndRequests();
     EndRequests(const EndRequests&) = delete;

@@ -5,7 +5,7 @@
 
 namespace kestrelnet {
 
-/// Why an operation of the platform failed, as a value.
+/// The reason why a platform operation failed.
 struct Error {
     /// A sentence or phrase for the user, in the user's locale where the system has one.
     std::string description;

@@ -17,7 +17,7 @@ namespace kestrelnet::files {
 
 namespace {
 
-/// Gives the file that is to replace the one at `path` the same owner and group.
+/// Gives the new file the owner and group of the one at `path`, which it replaces.
 bool keepOwner(const std::string& path, int replacement) {
     struct stat before {};
     struct stat after {};
@@ -43,7 +43,7 @@ bool createFolder(const std::string& path) {
 }
 
 std::optional<std::string> read(const std::string& path, std::int64_t largest) {
-    // A named pipe would hold up whoever opens it.
+    // Opening a named pipe would block.
     QFile file;
     const int descriptor = ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
     if (descriptor < 0 || !file.open(descriptor, QIODevice::ReadOnly | QIODevice::Unbuffered,
@@ -59,8 +59,8 @@ std::optional<std::string> read(const std::string& path, std::int64_t largest) {
 }
 
 bool writeAtomically(const std::string& path, std::string_view text) {
-    // Keeps the permissions of a file that is replaced, and follows a link to it. Flushed here:
-    // commit() does not look whether what was left in the buffer could be written.
+    // QSaveFile keeps the permissions of an existing file and follows a link. Flush explicitly:
+    // commit() does not report that the rest of the buffer could not be written.
     QSaveFile file(QFile::decodeName(path.c_str()));
     const auto size = static_cast<qint64>(text.size());
     return file.open(QIODevice::WriteOnly) && keepOwner(path, file.handle()) &&

@@ -6,34 +6,38 @@
 #include <string>
 #include <string_view>
 
-/// File functions. Any thread. None throws; what fails is told by the result.
+/// File functions. Any thread. They do not throw; the result tells whether they succeeded.
 namespace kestrelnet::files {
 
-/// Whether anything, a folder included, is at `path`; links are followed. No answer counts as no.
+/// Whether a file of any kind or a folder is at `path`. Follows links. False if that cannot be
+/// determined.
 bool exists(const std::string& path);
 
-/// Makes a folder, with those above it that are missing. Fails where something else is in the way.
+/// Creates a folder and its missing parents. Succeeds if the folder exists, and fails if `path` is
+/// something else.
 bool createFolder(const std::string& path);
 
-/// The whole of a regular file; nothing for anything else, and for one of more than `largest`
-/// bytes.
+/// The content of a regular file; nothing for any other kind of file, for more than `largest`
+/// bytes, and on errors.
 std::optional<std::string> read(const std::string& path, std::int64_t largest = 1LL << 30);
 
-/// Replaces the file at `path` whole: it holds the old text or the new, never a part. A file that
-/// was there keeps its owner, group and mode, else nothing is written; a link to one stays a link.
+/// Replaces the content of the file at `path`: at any time it holds either the old text or the new
+/// one. An existing file keeps its owner, group and mode; if it cannot, nothing is written. A link
+/// stays a link, and its target is replaced.
 bool writeAtomically(const std::string& path, std::string_view text);
 
 /// Sets the permission bits, for example 0755.
 bool setPermissions(const std::string& path, unsigned mode);
 
-/// Removes what is at `path`, a folder with all it holds. False when nothing was there.
+/// Removes the file, link or folder at `path`, a folder with its content. False on failure and when
+/// nothing was there.
 bool remove(const std::string& path);
 
-/// Makes a named pipe; the file mode creation mask applies to `mode`.
+/// Creates a named pipe. The file mode creation mask applies to `mode`.
 bool makeFifo(const std::string& path, unsigned mode);
 
-/// The absolute `path` without "." and "..", and without superfluous separators. Behind a symbolic
-/// link ".." is the folder that holds what the link stands for; before one, all links are resolved.
+/// Returns the absolute `path` without ".", ".." and superfluous separators. In "link/..", the
+/// symbolic link is resolved first, so ".." is the folder that contains the link's target.
 std::string standardizedPath(const std::string& path);
 
 /// The current user's home folder as the account database gives it, whatever $HOME says. Without

@@ -3,9 +3,10 @@
 
 namespace kestrelnet {
 
-/// The function called `function` of the module in the file `module`, which stands beside the
-/// application and is loaded, for good, at the first call; null, with the reason on standard error,
-/// when it cannot be had. A module holds what a start need not pay for. Any thread.
+/// Returns the function named `function` from the module file `module`, which lies beside the
+/// application. The first call loads the module, which then stays loaded. Returns null on failure,
+/// with the reason on standard error. A module contains code that a start does not need. Any
+/// thread.
 void* moduleFunction(const char* module, const char* function);
 
 } // namespace kestrelnet

@@ -58,7 +58,7 @@ void FileHandle::endPostponement() {
     }
 }
 
-/// With the mutex held. Where there is neither descriptor nor thread to be had, nothing is read.
+/// Needs the mutex. Without a free descriptor or thread, nothing is read.
 void FileHandle::startReading() {
     if (reading_ || atEnd_ || descriptor_ < 0) {
         return;
@@ -67,7 +67,7 @@ void FileHandle::startReading() {
         const PipeDescriptors wake = closeOnExecPipe();
         wakeReading_ = wake.reading;
         wakeWriting_ = wake.writing;
-        // A full pipe wakes as well as one byte more would.
+        // A write to a full pipe must not block; its bytes wake the thread as well.
         ::fcntl(wakeWriting_, F_SETFL, O_NONBLOCK);
     }
     try {
@@ -86,7 +86,7 @@ void FileHandle::readUntilRemoved() {
     }
 }
 
-/// The handler, or none when the reader thread is to end, which it then does.
+/// The handler, or null when the reader thread must end.
 std::shared_ptr<const FileHandle::ReadabilityHandler> FileHandle::currentHandler() {
     const std::lock_guard lock(mutex_);
     if (atEnd_) {
@@ -96,7 +96,8 @@ std::shared_ptr<const FileHandle::ReadabilityHandler> FileHandle::currentHandler
     return handler_;
 }
 
-/// True when bytes, or the end, can be read; false when the handler was changed meanwhile.
+/// Waits. Returns true when bytes or the end can be read, false when the handler was removed or
+/// replaced meanwhile.
 bool FileHandle::awaitReadable() {
     std::array<pollfd, 2> waiting{{{descriptor_, POLLIN, 0}, {wakeReading_, POLLIN, 0}}};
     if (::poll(waiting.data(), waiting.size(), -1) < 0) {

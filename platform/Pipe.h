@@ -11,28 +11,28 @@ namespace kestrelnet {
 
 class Process;
 
-/// The reading end of a pipe, read by a thread of its own while a handler is installed. That thread
-/// keeps the handle, and so the descriptor, until it ends.
+/// The reading end of a pipe. While a handler is installed, a thread of the handle reads the pipe.
+/// That thread keeps the handle, and so the descriptor, alive until it ends.
 class FileHandle : public std::enable_shared_from_this<FileHandle> {
   public:
-    /// Called on the handle's reader thread each time bytes can be read, and once more, with
-    /// nothing to read, when every writing end has been closed; then never again. The next call
-    /// comes only after this one has returned, so a handler that waits slows the writer down.
+    /// Called on the reader thread each time bytes can be read, and a last time, with nothing to
+    /// read, when all writing ends have been closed. Calls do not overlap: while a handler waits,
+    /// nothing more is read, and the writer blocks once the pipe is full.
     using ReadabilityHandler = std::function<void(FileHandle&)>;
 
-    /// The descriptor is owned from here on; closed with the object.
+    /// Takes ownership of the descriptor and closes it with the object.
     static std::shared_ptr<FileHandle> create(int descriptor);
     ~FileHandle();
     FileHandle(const FileHandle&) = delete;
     FileHandle& operator=(const FileHandle&) = delete;
 
-    /// Installs `handler` and starts the reader thread, or removes the handler when it is empty and
-    /// lets the thread end. Any thread, the handler's own included. Does not wait for the thread: a
-    /// call that is under way when the handler is removed still finishes.
+    /// Installs `handler` and starts the reader thread. An empty `handler` removes the current one
+    /// and ends the thread. May be called on any thread and inside the handler. Does not wait: a
+    /// call of the old handler may still be running afterwards.
     void setReadabilityHandler(ReadabilityHandler handler);
 
-    /// All bytes that can be read at once, 64 KiB at most; waits for the first one. Empty when the
-    /// writing end has been closed, or reading failed.
+    /// Waits until bytes are available and returns them, 64 KiB at most. Returns nothing when all
+    /// writing ends have been closed or reading failed.
     std::string availableData();
 
   private:
@@ -50,19 +50,19 @@ class FileHandle : public std::enable_shared_from_this<FileHandle> {
     std::mutex mutex_;
     std::shared_ptr<const ReadabilityHandler> handler_;
     bool reading_ = false;
-    // As long as only the pipe itself holds the writing end, there is nothing to read and no thread
-    // needed to wait for it; so starting a child does not wait for the thread to be made.
+    // Set until a child has the writing end: no thread is started before, as there is nothing to
+    // read. So the start of a child does not wait for the creation of a thread.
     bool postponed_ = false;
-    // Ends the wait of the reader thread when the handler is removed.
+    // A pipe that ends the reader thread's wait when the handler is removed.
     int wakeReading_ = -1;
     int wakeWriting_ = -1;
 };
 
-/// An anonymous pipe. Both ends are closed on exec; a child gets the writing end only through
-/// `Process`, which closes it here once the child has it.
+/// An anonymous pipe. Both ends are closed on exec. A child gets the writing end through `Process`,
+/// which closes it in this process afterwards.
 class Pipe {
   public:
-    /// Where no descriptor can be had, the reading end is at its end from the start, and a process
+    /// When no descriptor is available, the reading end is at its end from the start, and a process
     /// that is given the pipe fails to start.
     Pipe();
     ~Pipe();
@@ -71,8 +71,8 @@ class Pipe {
 
     FileHandle& fileHandleForReading() { return *reading_; }
 
-    /// Gives the reading end up, its handler included: from then on it is at its end, and a child
-    /// that is given the pipe finds that nobody reads. For the last who holds the pipe.
+    /// Removes the handler and closes the reading end once the reader thread has ended. A child
+    /// that writes gets SIGPIPE then. No other thread may use the pipe at that time.
     void closeReading();
 
   private:

@@ -22,7 +22,7 @@ Error describe(int errorNumber) {
     return {std::generic_category().message(errorNumber)};
 }
 
-/// What posix_spawn is told about the child; frees itself.
+/// The arguments of posix_spawn that describe the child.
 class SpawnPlan {
   public:
     SpawnPlan() {
@@ -36,13 +36,13 @@ class SpawnPlan {
     SpawnPlan(const SpawnPlan&) = delete;
     SpawnPlan& operator=(const SpawnPlan&) = delete;
 
-    /// `descriptor` is -1 for a pipe that could not be made.
+    /// `descriptor` is -1 for a pipe that could not be created.
     void give(int descriptor, int stream) {
         note(descriptor < 0 ? EMFILE
                             : ::posix_spawn_file_actions_adddup2(&actions_, descriptor, stream));
     }
 
-    /// To be called after the streams were given.
+    /// Must be called after give().
     void isolate() {
         sigset_t none;
         sigset_t all;
@@ -141,7 +141,7 @@ std::optional<Error> Process::run() {
     try {
         std::thread([self = shared_from_this()] { self->awaitEnd(); }).detach();
     } catch (const std::system_error& error) {
-        // A child that nobody watches would be lost; none is better.
+        // Without a waiter thread nobody would reap the child, so kill it.
         ::kill(pid, SIGKILL);
         reap(pid);
         return Error{error.code().message()};
@@ -159,12 +159,12 @@ std::optional<Error> Process::run() {
 void Process::awaitEnd() {
     int pid = 0;
     {
-        // Waits until run() is done with it.
+        // run() holds the mutex until pid_ is set.
         const std::lock_guard lock(mutex_);
         pid = pid_;
     }
-    // The zombie is left standing at first: while it does, nobody else can get its identifier, and
-    // it is reaped only under the mutex that signals are sent under.
+    // Do not reap the child yet: while it is a zombie, no other process can get its identifier. It
+    // is reaped under the mutex that kill() takes, so that kill() never signals another process.
     siginfo_t end{};
     while (::waitid(P_PID, static_cast<id_t>(pid), &end, WEXITED | WNOWAIT) != 0 &&
            errno == EINTR) {

@@ -15,12 +15,12 @@
 
 namespace kestrelnet {
 
-/// A child process: configured, then run once.
+/// A child process. Set its members, then run it once.
 ///
 /// The child starts in a process group of its own, with the default signal dispositions, an empty
 /// signal mask and no descriptor above 2. A running process keeps its object alive until it has
-/// ended, and reports its end exactly once. Destroying the last other reference, or leaving the
-/// program, ends nobody.
+/// ended, and reports its end exactly once. Neither destroying the last other reference nor exiting
+/// the program ends the child.
 class Process : public std::enable_shared_from_this<Process> {
   public:
     using TerminationHandler = std::function<void(const std::shared_ptr<Process>&)>;
@@ -31,24 +31,23 @@ class Process : public std::enable_shared_from_this<Process> {
     Process& operator=(const Process&) = delete;
     ~Process();
 
-    // Set before run() and not touched after it, but that a pipe may be let go: the child has its
-    // end, and this process keeps the other no longer than anybody wants to read it. What is not
-    // set is inherited.
+    // Set these before run() and do not change them afterwards, except that a pipe may be reset to
+    // release its reading end. The child inherits what is not set.
     std::string executablePath;
     std::vector<std::string> arguments;
     std::optional<Environment> environment;
     std::shared_ptr<Pipe> standardOutput;
     std::shared_ptr<Pipe> standardError;
-    /// Called once, on a thread of the process's own, after the child has ended and been reaped.
-    /// Never called for a process that did not start.
+    /// Called once, on the process's waiter thread, after the child has ended and been reaped. Not
+    /// called when the process did not start.
     TerminationHandler terminationHandler;
 
-    /// Starts the child; to be called at most once. Returns why it could not be started, or
-    /// nothing.
+    /// Starts the child. May be called once. Returns nothing on success, or the reason of the
+    /// failure.
     [[nodiscard]] std::optional<Error> run();
 
-    // All of the following: any thread; on a process that was never started or has ended they
-    // signal nobody, whoever has its identifier now.
+    // All of the following may be called on any thread. After the end, or without a start, they
+    // send no signal, even if another process has the identifier now.
 
     /// Sends the terminate signal.
     void terminate();
@@ -56,11 +55,11 @@ class Process : public std::enable_shared_from_this<Process> {
     void kill(int signal);
     /// True from a successful run() until the child has ended, however long its pipes stay open.
     bool isRunning() const;
-    /// The child's identifier, also after its end; 0 when it was never started.
+    /// The child's identifier, also after its end; 0 if it was never started.
     int processIdentifier() const;
     /// The exit status, or the number of the signal that ended the child; 0 until the end.
     int terminationStatus() const;
-    /// Returns when the child has ended; at once when it was never started.
+    /// Waits for the end of the child. Returns at once if it was never started.
     void waitUntilExit();
 
   private:

@@ -28,7 +28,7 @@ class Parser {
         } else {
             refuse("no property list");
         }
-        // To the end: what follows must be well-formed as well.
+        // The rest of the text must be well-formed, too.
         while (!xml_.atEnd()) {
             xml_.readNext();
         }
@@ -48,7 +48,7 @@ class Parser {
     }
     std::string text() { return xml_.readElementText().toStdString(); }
 
-    /// The value of the next element inside the present one; nothing when there is none.
+    /// The value of the next child element; nothing if there is none.
     std::optional<Value> next() {
         if (!xml_.readNextStartElement()) {
             refuse("a value is missing");

@@ -10,7 +10,7 @@ namespace kestrelnet::text {
 
 namespace {
 
-/// Unlike QString::fromUtf8, keeps a byte order mark.
+/// Keeps a byte order mark, unlike QString::fromUtf8.
 QString decoded(std::string_view text) {
     using Flag = QStringDecoder::Flag;
     QStringDecoder decoder(QStringDecoder::Utf8, Flag::ConvertInitialBom | Flag::Stateless);

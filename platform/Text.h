@@ -5,16 +5,16 @@
 #include <string>
 #include <string_view>
 
-/// What only Unicode tables can tell about text. All text is UTF-8. Any thread.
+/// Text functions that need Unicode tables. All text is UTF-8. Any thread.
 namespace kestrelnet::text {
 
-/// Characters as a person counts them: a letter with its combining marks is one.
+/// The number of grapheme clusters: a letter with its combining marks counts as one.
 std::size_t characterCount(std::string_view text);
 
-/// `text` without white space and line breaks, in the full Unicode sense, at both ends.
+/// `text` without white space and line breaks, as Unicode defines them, at both ends.
 std::string trimWhitespaceAndNewlines(std::string_view text);
 
-/// Whether the whole of `bytes` is UTF-8 as it stands.
+/// Whether `bytes` is valid UTF-8.
 bool isValidUtf8(std::string_view bytes);
 
 } // namespace kestrelnet::text

@@ -6,24 +6,23 @@
 
 namespace kestrelnet {
 
-/// Tells when the desktop has a tray that can show an icon. The toolkit asks that once, at the
-/// first use of its tray icon, and keeps the answer for good: an icon made before the tray is there
-/// never shows. So no tray icon is to be touched before `appeared`.
+/// Reports when the desktop has a tray that can show an icon. The toolkit checks for a tray once,
+/// at the first use of its tray icon, and keeps the result: an icon created earlier is never shown.
+/// So do not use the toolkit's tray icon before `appeared`.
 ///
-/// It waits without timers and never blocks; once a tray has appeared, it watches nothing any more
-/// but the session bus, whose restart the toolkit's tray icon does not survive. Where there is
-/// nothing to ask (no session bus, no X11), no tray appears there. Main thread only, with the GUI
-/// application made.
+/// It waits without timers and does not block. Once a tray has appeared, it watches only the
+/// session bus, because the toolkit's tray icon does not survive a restart of the bus. Without a
+/// session bus and without X11 there is no tray. Main thread only, after the GUI application has
+/// been created.
 class TrayHost {
   public:
-    /// Called from the event loop, never from within the constructor. Each may destroy the
-    /// TrayHost; either may be empty.
+    /// Called from the event loop, not inside the constructor. Each may destroy the TrayHost; each
+    /// may be empty.
     struct Handlers {
-        /// As soon as there is a tray. Its later departures and returns are the toolkit's. Once
-        /// more after a restart of the session bus: the icon is to be made anew.
+        /// Called as soon as there is a tray, and again after a restart of the session bus: the
+        /// icon must be created again then. The toolkit handles a tray that restarts.
         std::function<void()> appeared;
-        /// At most once and only before `appeared`: the first answer is in, and it is "none so
-        /// far".
+        /// Called at most once, and only before `appeared`: there is no tray yet.
         std::function<void()> absent;
     };
 

@@ -4,7 +4,6 @@
 #include <QNetworkAccessManager>
 #include <QNetworkReply>
 #include <QNetworkRequest>
-#include <QSslConfiguration>
 #include <QString>
 #include <QUrl>
 
@@ -21,7 +20,7 @@ constexpr qint64 largestBody = 1024L * 1024;
 constexpr std::size_t mostUnderWay = 6;
 constexpr std::size_t mostWaiting = 1000;
 
-/// An answer with an error status is an answer all the same; a broken transfer is none.
+/// Whether the whole response has arrived. An error status is a response; a broken transfer is not.
 bool isComplete(const QNetworkReply& reply) {
     const QNetworkReply::NetworkError error = reply.error();
     if (error == QNetworkReply::NoError) {
@@ -43,12 +42,6 @@ Body body(QNetworkReply& reply) {
 
 class NetworkConnection final : public URLConnection {
   public:
-    explicit NetworkConnection(const char* additionalAuthorities) {
-        if (*additionalAuthorities != '\0') {
-            tls_.addCaCertificates(QString::fromUtf8(additionalAuthorities));
-        }
-    }
-
     void data(const std::string& url, URLSession::Completion completion) override;
 
   private:
@@ -60,10 +53,9 @@ class NetworkConnection final : public URLConnection {
     void start(Lookup lookup);
     void startWaiting();
 
-    QSslConfiguration tls_ = QSslConfiguration::defaultConfiguration();
     std::deque<Lookup> waiting_;
     std::size_t underWay_ = 0;
-    /// Owns the lookups under way.
+    /// Owns the running lookups.
     QObject lookups_;
 };
 
@@ -87,24 +79,23 @@ void NetworkConnection::startWaiting() {
 void NetworkConnection::start(Lookup lookup) {
     ++underWay_;
     QNetworkRequest request(lookup.url);
-    request.setSslConfiguration(tls_);
-    // Of a compressed body Qt does not notice that it breaks off.
+    // Qt does not detect that a compressed body is truncated.
     request.setRawHeader("Accept-Encoding", "identity");
-    // The network may change under the request and leave it without an answer for good.
+    // When the network changes during the request, the response may never come.
     request.setTransferTimeout();
 
-    // One manager for each lookup: it would otherwise use a connection again that was made when
-    // the traffic still took another way.
+    // One manager per lookup: a shared one would reuse a connection that was made before the route
+    // of the traffic changed.
     auto* manager = new QNetworkAccessManager(&lookups_);
     QNetworkReply* reply = manager->get(request);
     const auto conclude = [this, manager, completion = std::move(lookup.completion)](Body given) {
-        // With the reply, and with what else is queued from it.
+        // Deletes the reply, too, and drops its queued signals.
         delete manager;
         --underWay_;
         startWaiting();
         completion(std::move(given));
     };
-    // Queued, because the reply must not go away within its own signals.
+    // Queued, because the reply must not be deleted inside its own signals.
     const auto queued = Qt::QueuedConnection;
     QObject::connect(
         reply, &QNetworkReply::readyRead, manager,
@@ -121,9 +112,8 @@ void NetworkConnection::start(Lookup lookup) {
 
 } // namespace
 
-extern "C" Q_DECL_EXPORT URLConnection*
-kestrelnetMakeURLConnection(const char* additionalAuthorities) {
-    return new NetworkConnection(additionalAuthorities);
+extern "C" Q_DECL_EXPORT URLConnection* kestrelnetMakeURLConnection() {
+    return new NetworkConnection;
 }
 
 } // namespace kestrelnet

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
-// What of the URL session needs the network library: a module of its own, loaded at the first
-// lookup. The library, and all that it brings along, would otherwise cost every start its time and
-// its memory.
+// The part of the URL session that needs the network library. It is a module that is loaded at the
+// first request, because loading the library costs time and memory at every start.
 #pragma once
 
 #include "platform/URLSession.h"
@@ -10,7 +9,7 @@
 
 namespace kestrelnet {
 
-/// The work of a `URLSession`, as told there.
+/// Does the work of a `URLSession`; the contract of data() is described there.
 class URLConnection {
   public:
     URLConnection() = default;
@@ -21,8 +20,8 @@ class URLConnection {
     virtual void data(const std::string& url, URLSession::Completion completion) = 0;
 };
 
-/// The one function that the module offers, by name; the caller owns what it makes.
-using MakeURLConnection = URLConnection*(const char* additionalAuthorities);
+/// The type and the name of the one function that the module exports. The caller owns the result.
+using MakeURLConnection = URLConnection*();
 inline constexpr char makeURLConnectionName[] = "kestrelnetMakeURLConnection";
 
 } // namespace kestrelnet

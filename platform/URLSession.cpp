@@ -12,27 +12,23 @@ namespace kestrelnet {
 
 namespace {
 
-/// Nothing, with the reason on standard error, when the module is missing.
-std::unique_ptr<URLConnection> loadConnection(const std::string& additionalAuthorities) {
+/// Null when the module cannot be loaded; the reason is on standard error then.
+std::unique_ptr<URLConnection> loadConnection() {
     void* const maker = moduleFunction(KESTRELNET_NETWORK_MODULE, makeURLConnectionName);
     if (maker == nullptr) {
         return nullptr;
     }
-    return std::unique_ptr<URLConnection>(
-        reinterpret_cast<MakeURLConnection*>(maker)(additionalAuthorities.c_str()));
+    return std::unique_ptr<URLConnection>(reinterpret_cast<MakeURLConnection*>(maker)());
 }
 
 } // namespace
 
-/// Goes, with the lookups that have not begun yet, when the session does.
+/// Destroyed with the session, together with the posted calls of requests that have not started.
 struct URLSession::Connection : QObject {
     std::unique_ptr<URLConnection> loaded;
 };
 
 URLSession::URLSession() = default;
-
-URLSession::URLSession(std::string additionalAuthorities)
-    : additionalAuthorities_(std::move(additionalAuthorities)) {}
 
 URLSession::~URLSession() = default;
 
@@ -40,14 +36,14 @@ void URLSession::data(const std::string& url, Completion completion) {
     if (!connection_) {
         connection_ = std::make_unique<Connection>();
     }
-    // In a later turn, because loading takes longer than what else is due in this one, such as to
-    // show why there is a lookup at all.
+    // Posted, because loading takes time: first let the event loop finish what is due now, such as
+    // redrawing the interface.
     QMetaObject::invokeMethod(
         connection_.get(),
         [this, url, completion = std::move(completion)]() mutable {
             std::unique_ptr<URLConnection>& loaded = connection_->loaded;
             if (!loaded) {
-                loaded = loadConnection(additionalAuthorities_);
+                loaded = loadConnection();
             }
             if (loaded) {
                 loaded->data(url, std::move(completion));

@@ -8,28 +8,26 @@
 
 namespace kestrelnet {
 
-/// Plain HTTP requests with the library's defaults. Main thread only.
+/// HTTP GET requests with the toolkit's default settings. Main thread only.
 class URLSession {
   public:
-    /// The body of an answer, whatever its HTTP status; nothing when the request failed.
+    /// Gets the body of the response, whatever its HTTP status; nothing when the request failed.
     using Completion = std::function<void(std::optional<std::string> body)>;
 
     URLSession();
-    /// Trusts the certificates in the PEM file as well as the system's authorities.
-    explicit URLSession(std::string additionalAuthorities);
     ~URLSession();
     URLSession(const URLSession&) = delete;
     URLSession& operator=(const URLSession&) = delete;
 
-    /// Starts one GET for `url` and returns; `completion` is called once, later, on the main
-    /// thread. Requests are independent and finish in any order. Redirects are followed, never to a
-    /// less safe scheme. A body past 1 MiB counts as a failure, so that no server can fill the
-    /// memory. Destroying the session drops what is under way, and the completions with it.
+    /// Starts one GET request for `url` and returns. `completion` is called once, later, from the
+    /// event loop. Requests are independent and may finish in any order. Redirects are followed,
+    /// but not from HTTPS to HTTP. A body of more than 1 MiB is a failure, so that a server cannot
+    /// exhaust the memory. At most six requests run at a time; the next 1000 wait, and any beyond
+    /// these fail. Destroying the session drops all requests and their completions.
     void data(const std::string& url, Completion completion);
 
   private:
     struct Connection;
-    std::string additionalAuthorities_;
     std::unique_ptr<Connection> connection_;
 };
 

@@ -31,8 +31,8 @@ QDBusPendingCall readSetting(const char* key) {
     return sessionBus().asyncCall(read);
 }
 
-/// Portals wrap the value once more than their documentation says; some may come to follow it.
-/// A value that nobody knows yet is none.
+/// Portals wrap the value in one more variant than documented; accept both. An unknown value counts
+/// as 0, no preference.
 uint number(const QVariant& value) {
     constexpr uint largestKnown = 2;
     const uint number = value.canConvert<QDBusVariant>()
@@ -54,7 +54,7 @@ ColorScheme colorSchemeFrom(uint number) {
 
 } // namespace
 
-/// One of the desktop's settings, a number; 0 until it is known.
+/// One numeric setting of the desktop; 0 until it is known.
 class Appearance::Setting {
   public:
     Setting(const char* key, Changed changed)

@@ -4,16 +4,18 @@
 #include "platform/linux/ForcedEnd.h"
 #include "platform/linux/SessionBus.h"
 
-#include <QDBusArgument>
+#include <QDBusAbstractAdaptor>
 #include <QDBusConnection>
 #include <QDBusError>
 #include <QDBusMessage>
-#include <QDBusVirtualObject>
+#include <QDeadlineTimer>
+#include <QObject>
 #include <QStringList>
 #include <QTimer>
 #include <QVariantMap>
 
 #include <deque>
+#include <functional>
 #include <optional>
 #include <utility>
 
@@ -21,43 +23,25 @@ namespace kestrelnet {
 
 namespace {
 
-constexpr auto applicationName = "com.kestrelnetvpn.app";
-constexpr auto applicationPath = "/com/kestrelnetvpn/app";
 constexpr auto applicationInterface = "org.freedesktop.Application";
 constexpr auto tokenKey = "activation-token";
 constexpr auto tokenVariable = "XDG_ACTIVATION_TOKEN";
-/// What they were called before there was Wayland; some launchers know no other name.
+/// The names of the same before Wayland; some launchers use only these.
 constexpr auto startupKey = "desktop-startup-id";
 constexpr auto startupVariable = "DESKTOP_STARTUP_ID";
 
-/// To the bus: no name is better than one later.
+/// A flag of RequestName: fail instead of waiting for the name.
 constexpr uint doNotQueue = 4;
 
-constexpr auto introspection = R"(
-<interface name="org.freedesktop.Application">
-  <method name="Activate">
-    <arg name="platform_data" type="a{sv}" direction="in"/>
-  </method>
-  <method name="Open">
-    <arg name="uris" type="as" direction="in"/>
-    <arg name="platform_data" type="a{sv}" direction="in"/>
-  </method>
-  <method name="ActivateAction">
-    <arg name="action_name" type="s" direction="in"/>
-    <arg name="parameter" type="av" direction="in"/>
-    <arg name="platform_data" type="a{sv}" direction="in"/>
-  </method>
-</interface>
-)";
-
-/// What somebody asked of the instance: to open a link, or without one to come forward.
+/// A request to the instance: to open a link, or, without one, to show itself.
 struct Request {
     std::optional<std::string> url;
     QByteArray activationToken;
 };
 
-/// The compositor's permission to raise a window, held out to the toolkit for one request. The
-/// toolkit takes it from the environment, where no child process is to find it later.
+/// Passes the compositor's permission to raise a window to the toolkit, for one request. The
+/// toolkit reads it from the environment; it is removed afterwards, so that no child process
+/// inherits it.
 class OfferedToken {
   public:
     explicit OfferedToken(const QByteArray& token) : offered_(!token.isEmpty()) {
@@ -77,25 +61,25 @@ class OfferedToken {
     bool offered_;
 };
 
-QDBusMessage callTo(const char* member) {
-    QDBusMessage call = QDBusMessage::createMethodCall(
-        QLatin1String(applicationName), QLatin1String(applicationPath),
-        QLatin1String(applicationInterface), QLatin1String(member));
-    call.setAutoStartService(false);
-    return call;
+/// The object path that belongs to an application's bus name.
+QString pathOf(const QString& name) {
+    return u'/' + QString(name).replace(u'.', u'/').replace(u'-', u'_');
 }
 
-QDBusMessage callToBus(const char* member) {
+QDBusMessage callToBus(const char* member, const QString& name) {
     QDBusMessage call = QDBusMessage::createMethodCall(
         QStringLiteral("org.freedesktop.DBus"), QStringLiteral("/org/freedesktop/DBus"),
         QStringLiteral("org.freedesktop.DBus"), QLatin1String(member));
-    call << QLatin1String(applicationName);
+    call << name;
     return call;
 }
 
-/// The request for another process: these links, or its activation when there are none.
-QDBusMessage requestFor(const std::vector<std::string>& urls) {
-    QDBusMessage request = callTo(urls.empty() ? "Activate" : "Open");
+/// The call that passes these links to the owner of `name`, or activates it when there are none.
+QDBusMessage requestTo(const QString& name, const std::vector<std::string>& urls) {
+    QDBusMessage request =
+        QDBusMessage::createMethodCall(name, pathOf(name), QLatin1String(applicationInterface),
+                                       QLatin1String(urls.empty() ? "Activate" : "Open"));
+    request.setAutoStartService(false);
     if (!urls.empty()) {
         QStringList uris;
         for (const std::string& url : urls) {
@@ -113,13 +97,12 @@ QDBusMessage requestFor(const std::vector<std::string>& urls) {
     return request << platformData;
 }
 
-QByteArray activationToken(const QVariant& platformData) {
-    const auto map = qdbus_cast<QVariantMap>(platformData);
-    const QVariant startup = map.value(QLatin1String(startupKey));
-    return map.value(QLatin1String(tokenKey), startup).toString().toUtf8();
+QByteArray activationToken(const QVariantMap& platformData) {
+    const QVariant startup = platformData.value(QLatin1String(startupKey));
+    return platformData.value(QLatin1String(tokenKey), startup).toString().toUtf8();
 }
 
-/// Whether the owner of the name may have left before it answered.
+/// Whether the owner of the name may have ended before it answered.
 bool isGone(const QDBusMessage& answer) {
     switch (QDBusError(answer).type()) {
     case QDBusError::ServiceUnknown:
@@ -130,38 +113,54 @@ bool isGone(const QDBusMessage& answer) {
     }
 }
 
-/// Counts down from its making.
-class Deadline {
-  public:
-    explicit Deadline(std::chrono::milliseconds patience)
-        : end_(std::chrono::steady_clock::now() + patience) {}
+/// The methods of org.freedesktop.Application, whose names and types are the D-Bus interface. They
+/// return at once and leave the work to the event loop, so that the caller does not wait for it.
+class ApplicationAdaptor : public QDBusAbstractAdaptor {
+    Q_OBJECT
+    Q_CLASSINFO("D-Bus Interface", "org.freedesktop.Application")
 
-    /// In milliseconds; 0 once it has passed.
-    int left() const {
-        const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(
-            end_ - std::chrono::steady_clock::now());
-        return left.count() <= 0 ? 0 : static_cast<int>(left.count());
+  public:
+    ApplicationAdaptor(QObject* parent, std::function<void(Request)> received)
+        : QDBusAbstractAdaptor(parent), received_(std::move(received)) {}
+
+    // NOLINTBEGIN(readability-identifier-naming): the names are part of the interface.
+    Q_SLOT void Activate(const QVariantMap& platformData) {
+        received_({std::nullopt, activationToken(platformData)});
     }
 
+    Q_SLOT void Open(const QStringList& uris, const QVariantMap& platformData) {
+        for (const QString& uri : uris) {
+            received_({uri.toStdString(), activationToken(platformData)});
+        }
+    }
+
+    Q_SLOT void ActivateAction(const QString& /*name*/, const QVariantList& /*parameter*/,
+                               const QVariantMap& /*platformData*/, const QDBusMessage& message) {
+        message.setDelayedReply(true);
+        sessionBus().send(message.createErrorReply(
+            QDBusError::InvalidArgs, QStringLiteral("The application has no actions.")));
+    }
+    // NOLINTEND(readability-identifier-naming)
+
   private:
-    std::chrono::steady_clock::time_point end_;
+    std::function<void(Request)> received_;
 };
 
 } // namespace
 
-/// The object on the bus. It answers at once and leaves the work to the event loop, so that who
-/// asks never waits for a handler.
-class ApplicationInstance::Service : public QDBusVirtualObject {
+/// The object on the bus, and the requests that wait for their handlers.
+class ApplicationInstance::Service : public QObject {
   public:
-    Service() {
+    explicit Service(const std::string& name) : name_(QString::fromStdString(name)) {
+        new ApplicationAdaptor(this, [this](Request request) { add(std::move(request)); });
         delivery_.setSingleShot(true);
         QObject::connect(&delivery_, &QTimer::timeout, this, [this] { deliver(); });
     }
 
     ~Service() override {
         if (bus_.isConnected()) {
-            bus_.unregisterObject(QLatin1String(applicationPath));
-            bus_.send(callToBus("ReleaseName"));
+            bus_.unregisterObject(pathOf(name_));
+            bus_.send(callToBus("ReleaseName", name_));
         }
     }
 
@@ -169,8 +168,8 @@ class ApplicationInstance::Service : public QDBusVirtualObject {
         if (!offerObject()) {
             return openAlone(urls, Acquisition::unavailable);
         }
-        const Deadline deadline(patience);
-        while (const int left = deadline.left()) {
+        const QDeadlineTimer deadline(patience);
+        while (const auto left = static_cast<int>(deadline.remainingTime())) {
             const std::optional<bool> owned = requestName(left);
             if (!owned) {
                 return openAlone(urls, Acquisition::unavailable);
@@ -179,7 +178,7 @@ class ApplicationInstance::Service : public QDBusVirtualObject {
                 busReturn_.emplace([this] { offerAgain(); });
                 return openAlone(urls, Acquisition::acquired);
             }
-            const QDBusMessage answer = bus_.call(requestFor(urls), QDBus::Block, left);
+            const QDBusMessage answer = bus_.call(requestTo(name_, urls), QDBus::Block, left);
             if (answer.type() == QDBusMessage::ReplyMessage) {
                 return Acquisition::passedOn;
             }
@@ -191,7 +190,7 @@ class ApplicationInstance::Service : public QDBusVirtualObject {
     }
 
     bool endOther(std::chrono::milliseconds patience) {
-        return killOwner(applicationName, patience);
+        return killOwner(name_.toStdString(), patience);
     }
 
     void setHandlers(Handlers handlers) {
@@ -199,55 +198,28 @@ class ApplicationInstance::Service : public QDBusVirtualObject {
         delivery_.start(0);
     }
 
-    QString introspect(const QString& /*path*/) const override {
-        return QLatin1String(introspection);
-    }
-
-    bool handleMessage(const QDBusMessage& message, const QDBusConnection& connection) override {
-        if (message.interface() != QLatin1String(applicationInterface)) {
-            return false;
-        }
-        const QString call = message.member() + message.signature();
-        const QVariantList arguments = message.arguments();
-        if (call == QLatin1String("Activatea{sv}")) {
-            add({std::nullopt, activationToken(arguments[0])});
-            return connection.send(message.createReply());
-        }
-        if (call == QLatin1String("Openasa{sv}")) {
-            for (const QString& uri : arguments[0].toStringList()) {
-                add({uri.toStdString(), activationToken(arguments[1])});
-            }
-            return connection.send(message.createReply());
-        }
-        if (call == QLatin1String("ActivateActionsava{sv}")) {
-            return connection.send(message.createErrorReply(
-                QDBusError::InvalidArgs, QStringLiteral("The application has no actions.")));
-        }
-        return connection.send(message.createErrorReply(
-            QDBusError::UnknownMethod, QStringLiteral("There is no method with these arguments.")));
-    }
-
   private:
-    /// The object comes before the name: who finds the name can call at once.
+    /// Must come before the request of the name: a process that finds the name calls the object.
     bool offerObject() {
-        const QString path = QLatin1String(applicationPath);
-        return bus_.objectRegisteredAt(path) == this || bus_.registerVirtualObject(path, this);
+        const QString path = pathOf(name_);
+        return bus_.objectRegisteredAt(path) == this || bus_.registerObject(path, this);
     }
 
-    /// Another process may have come first. It does not end this one, which goes on without name.
+    /// If another process has taken the name meanwhile, this one goes on without it.
     void offerAgain() {
         bus_ = sessionBus();
         if (offerObject()) {
-            bus_.send(callToBus("RequestName") << doNotQueue);
+            bus_.send(callToBus("RequestName", name_) << doNotQueue);
         }
     }
 
-    /// Whether the name is now this process's; nothing when the bus does not say.
+    /// Whether this process owns the name now; nothing when the bus does not answer. A raw call,
+    /// because the toolkit's registerService() has no timeout of its own.
     std::optional<bool> requestName(int timeout) {
         constexpr uint primaryOwner = 1;
         constexpr uint alreadyOwner = 4;
         const QDBusMessage answer =
-            bus_.call(callToBus("RequestName") << doNotQueue, QDBus::Block, timeout);
+            bus_.call(callToBus("RequestName", name_) << doNotQueue, QDBus::Block, timeout);
         if (answer.type() != QDBusMessage::ReplyMessage || answer.arguments().isEmpty()) {
             return std::nullopt;
         }
@@ -280,16 +252,18 @@ class ApplicationInstance::Service : public QDBusVirtualObject {
         }
     }
 
+    const QString name_;
     QDBusConnection bus_ = sessionBus();
     std::optional<Handlers> handlers_;
     std::deque<Request> requests_;
-    /// Due in the next turn of the event loop.
+    /// Runs deliver() in the next turn of the event loop.
     QTimer delivery_;
-    /// Once this process is the instance.
+    /// Set once this process is the instance.
     std::optional<SessionBusReturn> busReturn_;
 };
 
-ApplicationInstance::ApplicationInstance() : service_(std::make_unique<Service>()) {}
+ApplicationInstance::ApplicationInstance(const std::string& name)
+    : service_(std::make_unique<Service>(name)) {}
 
 ApplicationInstance::~ApplicationInstance() = default;
 
@@ -307,3 +281,5 @@ void ApplicationInstance::setHandlers(Handlers handlers) {
 }
 
 } // namespace kestrelnet
+
+#include "ApplicationInstance.moc"

@@ -16,12 +16,12 @@ namespace {
 
 using namespace std::chrono_literals;
 
-/// Between attempts to reach the bus again. No signal tells that it is back. A session without its
-/// bus is about to end, more often than not.
+/// The pauses between attempts to reconnect; no signal reports that the bus is back. They grow,
+/// because a session whose bus is gone is usually about to end.
 constexpr std::chrono::milliseconds firstPause = 250ms;
 constexpr std::chrono::milliseconds longestPause = 30s;
 
-/// Holds the connection, and makes a new one when it breaks. Lives as long as the application.
+/// Keeps the connection and makes a new one when it breaks. Destroyed with the application.
 class ConnectionKeeper : public QObject {
     Q_OBJECT
 

@@ -8,12 +8,12 @@ class QDBusConnection;
 
 namespace kestrelnet {
 
-/// The connection to the session bus, a new one after the bus has been restarted: the toolkit's own
-/// never comes back. Main thread only, with the Qt application made.
+/// The connection to the session bus; a new connection after a restart of the bus, because the
+/// toolkit does not reconnect its own. Main thread only, after the Qt application has been created.
 QDBusConnection sessionBus();
 
-/// Calls back each time the session bus was lost and has been reached again. Whatever was said to
-/// the old one (names, objects, matches) is then to be said anew. Main thread only.
+/// Calls `returned` each time the connection was lost and has been made again. Names, objects and
+/// matches must then be registered again. Main thread only.
 class SessionBusReturn {
   public:
     explicit SessionBusReturn(std::function<void()> returned);

@@ -12,17 +12,17 @@ namespace kestrelnet {
 
 class SignalReceiver;
 
-/// Calls back at each D-Bus signal of one kind on the session bus, whoever sends it: naming the
-/// sender would make the bus be asked for its owner, and the caller wait. So a signal is a reason
-/// to ask again, not an answer; so is the bus's return after a restart, which calls back too.
-/// Silent where there is no session bus.
+/// Calls `received` at each matching D-Bus signal on the session bus, from any sender: a match by
+/// the sender's name would block until the bus has resolved that name. So do not trust a signal;
+/// use it as a reason to ask. Also calls `received` after a restart of the bus. Without a session
+/// bus, there are no calls.
 class SessionBusSignal {
   public:
     struct Match {
         std::string path;
         std::string interface;
         std::string name;
-        /// What the first arguments, texts all of them, have to be.
+        /// The required values of the first arguments, which must be strings.
         std::vector<std::string> arguments;
     };
 

@@ -22,7 +22,7 @@ namespace {
 constexpr auto watcherName = "org.kde.StatusNotifierWatcher";
 constexpr auto watcherPath = "/StatusNotifierWatcher";
 
-/// A watcher that hangs counts as one without a host: the user is not to wait for it.
+/// In milliseconds. A watcher that does not answer in time counts as one without a host.
 constexpr int answerTimeout = 3000;
 
 QDBusPendingCall askForHost() {
@@ -36,8 +36,8 @@ QDBusPendingCall askForHost() {
 
 } // namespace
 
-/// Listens first and asks then, so that a tray that appears in between is not missed. A signal only
-/// makes it ask again.
+/// Subscribes to the signals before it asks, so that it does not miss a tray that appears in
+/// between. Each signal makes it ask again.
 class TrayHost::Watch {
   public:
     explicit Watch(Handlers handlers)
@@ -73,7 +73,7 @@ class TrayHost::Watch {
         }
     }
 
-    /// The session bus.
+    /// Asks on the session bus.
     void ask() {
         auto* answer = new QDBusPendingCallWatcher(askForHost(), &context_);
         QObject::connect(answer, &QDBusPendingCallWatcher::finished, &context_,
@@ -89,7 +89,7 @@ class TrayHost::Watch {
     }
 
     void reportAppeared() {
-        // Two questions may have been on their way.
+        // Two requests may have been pending.
         if (!std::exchange(watches_, false)) {
             return;
         }
@@ -113,7 +113,7 @@ class TrayHost::Watch {
 
     Handlers handlers_;
     bool watches_ = false;
-    /// Looks for the tray of X11 in the next turn of the event loop.
+    /// Calls look() in the next turn of the event loop.
     QTimer look_;
     std::unique_ptr<XEmbedTray> xEmbedTray_;
     std::unique_ptr<SessionBusSignal> watcherOwner_;

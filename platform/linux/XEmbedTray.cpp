@@ -53,7 +53,7 @@ class XEmbedTray::Selection : public QAbstractNativeEventFilter {
         manager_ = atom(connection, manager);
         const ReplyPointer<xcb_get_window_attributes_reply_t> reply(
             xcb_get_window_attributes_reply(connection, attributes, nullptr));
-        // The connection is the toolkit's: what it listens to already, it has to go on hearing.
+        // The toolkit shares this connection: keep the events that it has selected.
         const std::uint32_t mask =
             XCB_EVENT_MASK_STRUCTURE_NOTIFY | (reply == nullptr ? 0U : reply->your_event_mask);
         xcb_change_window_attributes(connection, root, XCB_CW_EVENT_MASK, &mask);

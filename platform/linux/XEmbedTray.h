@@ -6,18 +6,18 @@
 
 namespace kestrelnet {
 
-/// The tray of X11 panels that take icons as embedded windows. On another windowing system there is
-/// none.
+/// The system tray of X11, where icons are embedded windows. On another windowing system it is
+/// never present.
 class XEmbedTray {
   public:
-    /// `announced` is called whenever a tray announces itself, in the midst of the toolkit's own
-    /// handling of events: it may take note, no more.
+    /// `announced` is called whenever a tray announces itself, inside the toolkit's event handling:
+    /// it must only record the fact and return.
     explicit XEmbedTray(std::function<void()> announced);
     ~XEmbedTray();
     XEmbedTray(const XEmbedTray&) = delete;
     XEmbedTray& operator=(const XEmbedTray&) = delete;
 
-    /// One round trip to the X server.
+    /// Takes one round trip to the X server.
     bool isPresent() const;
 
   private:

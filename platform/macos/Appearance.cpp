@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The toolkit follows the system by itself.
+// On macOS the toolkit follows the system's appearance itself.
 #include "platform/Appearance.h"
 
 namespace kestrelnet {

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The system itself keeps a bundle to one instance, and hands links to it as events.
+// macOS runs one instance of a bundle and delivers links to it as events.
 #include "platform/ApplicationInstance.h"
 
 #include <QCoreApplication>
@@ -51,7 +51,8 @@ class ApplicationInstance::Service : public QObject {
     std::vector<std::string> urls_;
 };
 
-ApplicationInstance::ApplicationInstance() : service_(std::make_unique<Service>()) {}
+ApplicationInstance::ApplicationInstance(const std::string& /*name*/)
+    : service_(std::make_unique<Service>()) {}
 
 ApplicationInstance::~ApplicationInstance() = default;
 

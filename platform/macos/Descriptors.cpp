@@ -17,7 +17,7 @@ bool openCloseOnExecPipe(std::array<int, 2>& ends) {
 }
 
 int closeOtherDescriptors(posix_spawn_file_actions_t& actions, posix_spawnattr_t& attributes) {
-    // Everything is closed but what a file action names, so the standard streams must be named.
+    // All descriptors without a file action are closed, so add one for each standard stream.
     for (int stream = STDIN_FILENO; stream <= STDERR_FILENO; ++stream) {
         if (const int error = ::posix_spawn_file_actions_addinherit_np(&actions, stream)) {
             return error;

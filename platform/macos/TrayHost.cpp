@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The menu bar is always there.
+// On macOS the menu bar is always present.
 #include "platform/TrayHost.h"
 
 #include <QMetaObject>

@@ -14,7 +14,6 @@ using testing::IsEmpty;
 class ExitIPTest : public TunnelTest {
   protected:
     ExitIPTest() {
-        world->platform.urlSession = std::make_shared<URLSession>(server.authorityFile());
         operatorValues.exitIPServiceURL = server.url("/address");
         manager = makeManager();
     }
@@ -123,8 +122,7 @@ TEST_F(ExitIPTest, withoutANetworkNothingIsShownOrReported) {
 }
 
 TEST_F(ExitIPTest, aServerThatNobodyVouchesForIsNotBelieved) {
-    world->platform.urlSession = std::make_shared<URLSession>();
-    manager = makeManager();
+    server.distrust();
     server.enqueue({.body = "192.0.2.44"});
     feed(start(), "applied routes\n");
     ASSERT_TRUE(lookupsEnd());

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Whatever the text: a command that is understood, put back between quotes, is the same command.
+// Checks two properties: a command that was read and is written into a statement again reads the
+// same, and every text without NUL can be written as a command.
 #include "platform/linux/standins/AppleScriptStatement.h"
 
 #include <cstddef>
@@ -30,10 +31,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
                     command->find('\0') != std::string::npos)) {
         std::abort();
     }
-    // The text itself as a command: what holds no NUL can be said.
-    const bool canBeSaid = text.find('\0') == std::string::npos;
-    const auto said = kestrelnet::administratorCommand(statement(text));
-    if (said.has_value() != canBeSaid || (said && *said != text)) {
+    const bool isCommand = text.find('\0') == std::string::npos;
+    const auto read = kestrelnet::administratorCommand(statement(text));
+    if (read.has_value() != isCommand || (read && *read != text)) {
         std::abort();
     }
     return 0;

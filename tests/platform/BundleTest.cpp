@@ -14,14 +14,14 @@ namespace {
 
 class BundleTest : public testing::Test {
   protected:
-    /// Copies the probe to this place below the root.
+    /// Copies the probe to `place` below the root.
     void install(const std::string& place) {
         const std::filesystem::path path = root / place;
         std::filesystem::create_directories(path.parent_path());
         std::filesystem::copy_file(KESTRELNET_BUNDLE_PROBE, path);
     }
 
-    /// What the probe prints, run by a shell in the root.
+    /// Runs `command` in a shell in the root and returns the output of the probe.
     std::string run(const std::string& command) {
         const auto shell = Process::create();
         shell->executablePath = "/bin/sh";
@@ -43,14 +43,14 @@ class BundleTest : public testing::Test {
     const std::filesystem::path root = std::filesystem::canonical(folder.path());
 };
 
-TEST_F(BundleTest, IsTheFolderWhoseContentsHoldTheProgram) {
+TEST_F(BundleTest, isTheFolderWhoseContentsHoldTheProgram) {
     for (const std::string place : {"Product", "My Product.app", "Contents", "a/b/Pr\u00F6duct"}) {
         install(place + "/Contents/MacOS/probe");
         EXPECT_EQ(run("'./" + place + "/Contents/MacOS/probe'"), root / place);
     }
 }
 
-TEST_F(BundleTest, IsTheProgramsFolderWhereThereIsNone) {
+TEST_F(BundleTest, isTheProgramsFolderOutsideABundle) {
     for (const std::string place :
          {"bin", "Contents", "a/Contents/MacOS/deeper", "a/contents/MacOS", "a/Contents2/MacOS"}) {
         install(place + "/probe");
@@ -58,7 +58,7 @@ TEST_F(BundleTest, IsTheProgramsFolderWhereThereIsNone) {
     }
 }
 
-TEST_F(BundleTest, IsFoundThroughLinks) {
+TEST_F(BundleTest, isFoundThroughLinks) {
     install("Product/Contents/MacOS/probe");
     std::filesystem::create_directory(root / "bin");
     std::filesystem::create_symlink("../Product/Contents/MacOS/probe", root / "bin/first");
@@ -69,7 +69,7 @@ TEST_F(BundleTest, IsFoundThroughLinks) {
     EXPECT_EQ(run("Linked/Contents/MacOS/probe"), root / "Product");
 }
 
-TEST_F(BundleTest, IsFoundHoweverTheProgramIsCalled) {
+TEST_F(BundleTest, isFoundForEveryWayToCallTheProgram) {
     install("Product/Contents/MacOS/probe");
     EXPECT_EQ(run("cd Product/Contents && MacOS/probe"), root / "Product");
     EXPECT_EQ(run("cd Product && ./Contents/../Contents/MacOS/probe"), root / "Product");

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// What a child gets from its parent, and what not.
+// Tests what a child inherits from its parent.
 #include "platform/Process.h"
 
 #include "tests/support/Collector.h"
@@ -38,7 +38,7 @@ class ChildTest : public testing::Test {
     std::shared_ptr<Process> process = Process::create();
 };
 
-TEST_F(ChildTest, hasTheStandardStreamsOnly) {
+TEST_F(ChildTest, hasOnlyTheStandardStreams) {
     std::vector<int> inheritable;
     inheritable.reserve(300);
     for (int count = 0; count < 300; ++count) {
@@ -54,7 +54,7 @@ TEST_F(ChildTest, hasTheStandardStreamsOnly) {
     EXPECT_THAT(client.found("descriptor"), ElementsAre("0", "1", "2"));
 }
 
-TEST_F(ChildTest, getsItsPipeAlsoWhereAStandardStreamWasClosed) {
+TEST_F(ChildTest, getsItsPipeEvenIfAStandardStreamWasClosed) {
     const std::array saved{::fcntl(0, F_DUPFD_CLOEXEC, 3), ::fcntl(1, F_DUPFD_CLOEXEC, 3)};
     ::close(0);
     ::close(1);
@@ -102,11 +102,11 @@ TEST_F(ChildTest, leadsAProcessGroupOfItsOwn) {
     EXPECT_NE(*client.pid(), ::getpgrp());
 }
 
-TEST_F(ChildTest, getsItsArgumentsAsTheyAre) {
+TEST_F(ChildTest, getsItsArgumentsUnchanged) {
     process->arguments = {"-e", "two words", "", "it's \"$HOME\" `x` \\ *\n"};
     start();
     const auto arguments = client.found("argument");
-    // Behind the program's own name and the three that the script gives.
+    // They follow the program's name and the three arguments of the script.
     ASSERT_EQ(arguments.size(), 8U);
     EXPECT_EQ(std::vector<std::string>(arguments.begin() + 4, arguments.end()), process->arguments);
 }
@@ -125,7 +125,7 @@ TEST_F(ChildTest, inheritsEnvironmentAndWorkingFolder) {
                 ElementsAre(std::filesystem::current_path().string()));
 }
 
-TEST_F(ChildTest, hasTheGivenEnvironmentAndNoMore) {
+TEST_F(ChildTest, hasOnlyTheGivenEnvironment) {
     ::setenv("KESTRELNET_TEST_MARK", "inherited", 1);
     process->environment = Environment{{"ONE", "a b=c'\"$HOME"}, {"TWO", ""}};
     start();
@@ -135,7 +135,7 @@ TEST_F(ChildTest, hasTheGivenEnvironmentAndNoMore) {
     EXPECT_EQ(client.environment("KESTRELNET_TEST_MARK"), std::nullopt);
 }
 
-/// A pipe made while no descriptor is to be had.
+/// A pipe that is created while no descriptor is available.
 std::shared_ptr<Pipe> pipeWithoutDescriptors() {
     rlimit limit{};
     ::getrlimit(RLIMIT_NOFILE, &limit);
@@ -146,7 +146,7 @@ std::shared_ptr<Pipe> pipeWithoutDescriptors() {
     return pipe;
 }
 
-TEST_F(ChildTest, doesNotStartWithAPipeThatCouldNotBeMade) {
+TEST_F(ChildTest, doesNotStartWithAPipeThatCouldNotBeCreated) {
     process->standardOutput = pipeWithoutDescriptors();
     EXPECT_EQ(process->standardOutput->fileHandleForReading().availableData(), "");
     const auto error = process->run();

@@ -36,7 +36,7 @@ TEST(MainQueueTest, runsJobsOnTheMainThreadInOrderAndNotAtOnce) {
     EXPECT_TRUE(std::is_sorted(order.begin(), order.end()));
 }
 
-TEST(MainQueueTest, keepsTheOrderOfEachThreadThatPosts) {
+TEST(MainQueueTest, keepsTheOrderOfEachPostingThread) {
     std::vector<int> order;
     std::thread poster([&order, queue = dispatch::mainQueue()] {
         for (int number = 0; number < 1000; ++number) {
@@ -48,7 +48,7 @@ TEST(MainQueueTest, keepsTheOrderOfEachThreadThatPosts) {
     EXPECT_TRUE(std::is_sorted(order.begin(), order.end()));
 }
 
-TEST(MainQueueTest, aJobPostedByAJobRunsBehindThoseThatWait) {
+TEST(MainQueueTest, aJobPostedByAJobRunsAfterTheWaitingJobs) {
     std::vector<std::string> order;
     const auto queue = dispatch::mainQueue();
     queue->async([&] {
@@ -60,7 +60,7 @@ TEST(MainQueueTest, aJobPostedByAJobRunsBehindThoseThatWait) {
     EXPECT_THAT(order, ElementsAre("first", "second", "posted by first"));
 }
 
-TEST(MainQueueTest, delayedJobsRunInTheOrderOfTimeAndNeverEarly) {
+TEST(MainQueueTest, delayedJobsRunInOrderOfTheirTimesAndNeverEarly) {
     const auto clock = dispatch::systemClock();
     const auto queue = dispatch::mainQueue();
     const Clock::Time start = clock->now();
@@ -77,7 +77,7 @@ TEST(MainQueueTest, delayedJobsRunInTheOrderOfTimeAndNeverEarly) {
     EXPECT_THAT(order, ElementsAre("early", "late"));
 }
 
-TEST(MainQueueTest, delayedJobsOfEqualTimesKeepTheirOrder) {
+TEST(MainQueueTest, delayedJobsOfEqualDelayKeepTheirOrder) {
     std::vector<int> order;
     for (int number = 0; number < 200; ++number) {
         dispatch::mainQueue()->asyncAfter(Seconds(0.01),
@@ -110,7 +110,7 @@ TEST(MainQueueTest, asyncAndWaitReturnsOnceTheJobHasRun) {
     waiter.join();
 }
 
-/// Keeps its one job until the test drops it.
+/// A queue that keeps its only job until the test drops it.
 class HoldingQueue : public Queue {
   public:
     void async(Job job) override {
@@ -142,8 +142,8 @@ TEST(AsyncAndWaitTest, returnsOnceTheJobIsDropped) {
     EXPECT_FALSE(ran);
 }
 
-TEST(BackgroundQueueTest, aWaitingJobDelaysNoOther) {
-    // All of them wait at the same time, or none gets on.
+TEST(BackgroundQueueTest, aWaitingJobDelaysNoOtherJob) {
+    // The jobs end only when all of them run at the same time.
     constexpr std::ptrdiff_t jobs = 64;
     const auto meeting = std::make_shared<std::latch>(jobs);
     const auto over = std::make_shared<std::atomic<int>>(0);
@@ -173,7 +173,7 @@ TEST(BackgroundQueueTest, aDelayedJobIsNeverEarly) {
     EXPECT_GE(Clock::Time::duration(elapsed->load()), std::chrono::milliseconds(20));
 }
 
-TEST(BackgroundQueueTest, finishedJobsLeaveNoThread) {
+TEST(BackgroundQueueTest, finishedJobsLeaveNoThreads) {
     const std::size_t threads = runningThreads();
     const auto over = std::make_shared<std::atomic<int>>(0);
     for (int job = 0; job < 200; ++job) {
@@ -182,7 +182,7 @@ TEST(BackgroundQueueTest, finishedJobsLeaveNoThread) {
     EXPECT_TRUE(waitFor([&] { return *over == 200 && runningThreads() <= threads; }));
 }
 
-/// What the small application says that leaves in the way of `name`; it has ten seconds.
+/// The output of leaving-program in the case `name`; it has ten seconds to end.
 std::string saidWhenLeaving(const std::string& name) {
     const auto process = Process::create();
     process->executablePath = KESTRELNET_LEAVING_PROGRAM;
@@ -202,7 +202,7 @@ TEST(LeavingTest, jobsOfTheMainQueueAreDropped) {
     EXPECT_EQ(saidWhenLeaving("main-jobs"), "leaving\n");
 }
 
-TEST(LeavingTest, whoWaitsForTheMainQueueIsReleased) {
+TEST(LeavingTest, aThreadThatWaitsForTheMainQueueIsReleased) {
     EXPECT_EQ(saidWhenLeaving("waiter"), "released\n");
 }
 

@@ -23,7 +23,7 @@ class EndRequestsTest : public testing::Test {
         return waitUntil([this] { return wanted_ > 0; });
     }
 
-    /// As at the end of the session.
+    /// Sends the request that the desktop sends at the end of the session.
     static void sendQuit() {
         QEvent quit(QEvent::Quit);
         QCoreApplication::sendEvent(QCoreApplication::instance(), &quit);
@@ -35,14 +35,14 @@ class EndRequestsTest : public testing::Test {
 
 class EndSignalTest : public EndRequestsTest, public testing::WithParamInterface<int> {};
 
-TEST_P(EndSignalTest, isHeardFromTheEventLoop) {
+TEST_P(EndSignalTest, isReportedFromTheEventLoop) {
     listen();
     ASSERT_EQ(::raise(GetParam()), 0);
     EXPECT_EQ(wanted_, 0) << "called in the signal's midst";
     EXPECT_TRUE(isWanted());
 }
 
-TEST_P(EndSignalTest, staysIgnoredWhereItWas) {
+TEST_P(EndSignalTest, staysIgnoredIfItWas) {
     ::signal(GetParam(), SIG_IGN);
     listen();
     ASSERT_EQ(::raise(GetParam()), 0);
@@ -52,7 +52,7 @@ TEST_P(EndSignalTest, staysIgnoredWhereItWas) {
     EXPECT_EQ(::signal(GetParam(), SIG_DFL), SIG_IGN);
 }
 
-TEST_P(EndSignalTest, isTheSystemsAgainAfterwards) {
+TEST_P(EndSignalTest, hasItsDispositionBackAfterwards) {
     listen();
     requests_.reset();
     EXPECT_EQ(::signal(GetParam(), SIG_DFL), SIG_DFL);
@@ -60,7 +60,7 @@ TEST_P(EndSignalTest, isTheSystemsAgainAfterwards) {
 
 INSTANTIATE_TEST_SUITE_P(All, EndSignalTest, testing::Values(SIGTERM, SIGINT, SIGHUP));
 
-TEST_F(EndRequestsTest, furtherRequestsChangeNothing) {
+TEST_F(EndRequestsTest, furtherRequestsDoNothing) {
     listen();
     ASSERT_EQ(::raise(SIGINT), 0);
     ASSERT_TRUE(isWanted());
@@ -71,7 +71,7 @@ TEST_F(EndRequestsTest, furtherRequestsChangeNothing) {
     EXPECT_EQ(wanted_, 1);
 }
 
-TEST_F(EndRequestsTest, countlessSignalsAreOneRequest) {
+TEST_F(EndRequestsTest, manySignalsAreOneRequest) {
     listen();
     constexpr int moreThanAPipeHolds = 100000;
     for (int i = 0; i < moreThanAPipeHolds; ++i) {
@@ -82,14 +82,14 @@ TEST_F(EndRequestsTest, countlessSignalsAreOneRequest) {
     EXPECT_EQ(wanted_, 1);
 }
 
-TEST_F(EndRequestsTest, aSignalMayComeToAnyThread) {
+TEST_F(EndRequestsTest, aSignalMayArriveOnAnyThread) {
     listen();
     std::thread other([] { ::raise(SIGTERM); });
     other.join();
     EXPECT_TRUE(isWanted());
 }
 
-TEST_F(EndRequestsTest, theDesktopsRequestIsHeardAndDoesNotEndTheProgram) {
+TEST_F(EndRequestsTest, theDesktopsRequestIsReportedAndDoesNotEndTheProgram) {
     listen();
     int turns = 0;
     EXPECT_TRUE(waitUntil([&turns] {

@@ -12,7 +12,7 @@ extern char** environ;
 namespace kestrelnet {
 namespace {
 
-/// Gives the process another environment for the time of a test.
+/// Replaces the environment of the process during a test.
 class EnvironmentTest : public testing::Test {
   protected:
     ~EnvironmentTest() override { environ = own_; }
@@ -21,7 +21,7 @@ class EnvironmentTest : public testing::Test {
     char** own_ = environ;
 };
 
-TEST_F(EnvironmentTest, HoldsEveryVariable) {
+TEST_F(EnvironmentTest, holdsEveryVariable) {
     std::string plain = "KEY=dev_1234567";
     std::string empty = "EMPTY=";
     std::string separators = "OPTIONS=a=b=";
@@ -35,7 +35,7 @@ TEST_F(EnvironmentTest, HoldsEveryVariable) {
             {"KEY", "dev_1234567"}, {"EMPTY", ""}, {"OPTIONS", "a=b="}, {"BYTES", " \xff\n\""}}));
 }
 
-TEST_F(EnvironmentTest, LeavesOutWhatIsNoVariable) {
+TEST_F(EnvironmentTest, leavesOutEntriesThatAreNoVariables) {
     std::string bare = "BARE";
     std::string nothing;
     std::string plain = "KEY=value";
@@ -44,7 +44,7 @@ TEST_F(EnvironmentTest, LeavesOutWhatIsNoVariable) {
     EXPECT_EQ(currentEnvironment(), (Environment{{"KEY", "value"}}));
 }
 
-TEST_F(EnvironmentTest, TakesTheFirstOfTwoLikeTheSystem) {
+TEST_F(EnvironmentTest, takesTheFirstOfTwoEqualNames) {
     std::string first = "KEY=first";
     std::string second = "KEY=second";
     std::array<char*, 3> entries{first.data(), second.data(), nullptr};
@@ -52,7 +52,7 @@ TEST_F(EnvironmentTest, TakesTheFirstOfTwoLikeTheSystem) {
     EXPECT_EQ(currentEnvironment(), (Environment{{"KEY", "first"}}));
 }
 
-TEST_F(EnvironmentTest, MayBeEmptyOrMissing) {
+TEST_F(EnvironmentTest, mayBeEmptyOrMissing) {
     std::array<char*, 1> entries{nullptr};
     environ = entries.data();
     EXPECT_EQ(currentEnvironment(), Environment{});
@@ -60,7 +60,7 @@ TEST_F(EnvironmentTest, MayBeEmptyOrMissing) {
     EXPECT_EQ(currentEnvironment(), Environment{});
 }
 
-TEST_F(EnvironmentTest, IsACopy) {
+TEST_F(EnvironmentTest, isACopy) {
     std::string entry = "KEY=old";
     std::array<char*, 2> entries{entry.data(), nullptr};
     environ = entries.data();

@@ -44,7 +44,7 @@ class FileManagerTest : public testing::Test {
     const mode_t mask_ = ::umask(022);
 };
 
-TEST_F(FileManagerTest, ExistsWhateverItIs) {
+TEST_F(FileManagerTest, existsForEveryKindOfFile) {
     const std::string file = folder.write("file", "text");
     fs::create_directory(folder.file("folder"));
     fs::create_symlink("file", folder.file("link"));
@@ -56,7 +56,7 @@ TEST_F(FileManagerTest, ExistsWhateverItIs) {
     EXPECT_TRUE(files::exists("/"));
 }
 
-TEST_F(FileManagerTest, WhatIsMissingOrCannotBeAskedDoesNotExist) {
+TEST_F(FileManagerTest, aMissingOrInaccessiblePathDoesNotExist) {
     folder.write("file", "text");
     fs::create_symlink("nothing", folder.file("dangling"));
     fs::create_symlink("circle", folder.file("circle"));
@@ -68,7 +68,7 @@ TEST_F(FileManagerTest, WhatIsMissingOrCannotBeAskedDoesNotExist) {
     EXPECT_FALSE(files::exists(""));
 }
 
-TEST_F(FileManagerTest, ExistsTellsWhatIsThereNow) {
+TEST_F(FileManagerTest, existsReportsTheCurrentState) {
     const std::string path = folder.file("client");
     EXPECT_FALSE(files::exists(path));
     folder.write("client", "");
@@ -77,7 +77,7 @@ TEST_F(FileManagerTest, ExistsTellsWhatIsThereNow) {
     EXPECT_FALSE(files::exists(path));
 }
 
-TEST_F(FileManagerTest, WritesTheTextAsItIs) {
+TEST_F(FileManagerTest, writesTheTextUnchanged) {
     for (const std::string& text : {std::string(), std::string("line\n"),
                                     std::string("a\0b\xff\r\n", 6), std::string(3'000'000, 'x')}) {
         EXPECT_TRUE(files::writeAtomically(folder.file("file"), text));
@@ -86,13 +86,13 @@ TEST_F(FileManagerTest, WritesTheTextAsItIs) {
     EXPECT_EQ(entryCount(folder.path()), 1) << "something is left behind";
 }
 
-TEST_F(FileManagerTest, WritesToANameOutsideAscii) {
+TEST_F(FileManagerTest, writesToANameOutsideAscii) {
     const std::string path = folder.file("Gr\u00FC\u00DFe \U0001F600");
     EXPECT_TRUE(files::writeAtomically(path, "text"));
     EXPECT_EQ(readFile(path), "text");
 }
 
-TEST_F(FileManagerTest, WhoHasTheOldFileOpenKeepsIt) {
+TEST_F(FileManagerTest, aReaderOfTheOldFileKeepsIt) {
     const std::string path = folder.write("file", "old");
     std::ifstream open(path);
     ASSERT_TRUE(files::writeAtomically(path, "new"));
@@ -100,7 +100,7 @@ TEST_F(FileManagerTest, WhoHasTheOldFileOpenKeepsIt) {
     EXPECT_EQ(readFile(path), "new");
 }
 
-TEST_F(FileManagerTest, AReaderSeesOneTextOrTheOther) {
+TEST_F(FileManagerTest, aReaderSeesEitherTheOldTextOrTheNew) {
     constexpr std::size_t size = 100'000;
     const std::string path = folder.write("file", std::string(size, 'a'));
     std::atomic<bool> done = false;
@@ -118,12 +118,12 @@ TEST_F(FileManagerTest, AReaderSeesOneTextOrTheOther) {
     writer.join();
 }
 
-TEST_F(FileManagerTest, ANewFileGetsTheUsualMode) {
+TEST_F(FileManagerTest, aNewFileGetsTheUsualMode) {
     ASSERT_TRUE(files::writeAtomically(folder.file("file"), "text"));
     EXPECT_EQ(modeOf(folder.file("file")), 0644U);
 }
 
-TEST_F(FileManagerTest, AReplacedFileKeepsItsMode) {
+TEST_F(FileManagerTest, aReplacedFileKeepsItsMode) {
     for (const unsigned mode : {0600U, 0644U, 0755U}) {
         const std::string path = folder.write("file", "old");
         ASSERT_EQ(::chmod(path.c_str(), mode), 0);
@@ -132,7 +132,7 @@ TEST_F(FileManagerTest, AReplacedFileKeepsItsMode) {
     }
 }
 
-TEST_F(FileManagerTest, WritesThroughALink) {
+TEST_F(FileManagerTest, writesThroughALink) {
     const std::string target = folder.write("dotfiles/bashrc", "old");
     fs::create_symlink("dotfiles/bashrc", folder.file("link"));
     ASSERT_TRUE(files::writeAtomically(folder.file("link"), "new"));
@@ -140,7 +140,7 @@ TEST_F(FileManagerTest, WritesThroughALink) {
     EXPECT_EQ(readFile(target), "new");
 }
 
-TEST_F(FileManagerTest, AReplacedFileKeepsItsOwnerAndGroup) {
+TEST_F(FileManagerTest, aReplacedFileKeepsItsOwnerAndGroup) {
     if (::geteuid() != 0) {
         GTEST_SKIP() << "only root can give files away";
     }
@@ -153,8 +153,8 @@ TEST_F(FileManagerTest, AReplacedFileKeepsItsOwnerAndGroup) {
     EXPECT_EQ(status.st_gid, 5678U);
 }
 
-// Whoever can write the folder could replace it, but not give it back to its owner.
-TEST_F(FileManagerTest, AFileOfSomebodyElseIsNotReplaced) {
+// A user who may write to the folder can replace the file, but cannot restore its owner.
+TEST_F(FileManagerTest, aFileOfAnotherUserIsNotReplaced) {
     if (::geteuid() != 0) {
         GTEST_SKIP() << "only root can make somebody else's file";
     }
@@ -169,7 +169,7 @@ TEST_F(FileManagerTest, AFileOfSomebodyElseIsNotReplaced) {
     EXPECT_EQ(entryCount(folder.path()), 1);
 }
 
-TEST_F(FileManagerTest, ReadsARegularFileWhole) {
+TEST_F(FileManagerTest, readsARegularFileWhole) {
     for (const std::string& text :
          {std::string(), std::string("a\0b\xff\r\n", 6), std::string(3'000'000, 'x')}) {
         EXPECT_TRUE(files::read(folder.write("file", text)) == text) << text.size();
@@ -178,16 +178,16 @@ TEST_F(FileManagerTest, ReadsARegularFileWhole) {
     EXPECT_EQ(files::read(folder.file("link"))->size(), 3'000'000U);
 }
 
-TEST_F(FileManagerTest, ReadsNoMoreThanItMay) {
+TEST_F(FileManagerTest, readsNoFileAboveTheLimit) {
     const std::string file = folder.write("file", "12345");
     EXPECT_EQ(files::read(file, 5), "12345");
     EXPECT_EQ(files::read(file, 4), std::nullopt);
 }
 
-TEST_F(FileManagerTest, ReadsNothingElseAndNeverWaits) {
+TEST_F(FileManagerTest, readsOnlyRegularFilesAndNeverWaits) {
     ASSERT_EQ(::mkfifo(folder.file("fifo").c_str(), 0600), 0);
     fs::create_symlink("nothing", folder.file("dangling"));
-    // Takes no room on the disk.
+    // A sparse file uses no disk space.
     folder.write("huge", "");
     fs::resize_file(folder.file("huge"), 1024LL * 1024 * 1024 + 1);
     for (const char* name : {"", "missing", "fifo", "dangling", "huge", "huge/below"}) {
@@ -196,7 +196,7 @@ TEST_F(FileManagerTest, ReadsNothingElseAndNeverWaits) {
     EXPECT_EQ(files::read("/dev/zero"), std::nullopt);
 }
 
-TEST_F(FileManagerTest, MakesAFolderWithThoseAboveIt) {
+TEST_F(FileManagerTest, createsAFolderWithItsParents) {
     EXPECT_TRUE(files::createFolder(folder.file("a/b/c")));
     EXPECT_TRUE(fs::is_directory(folder.file("a/b/c")));
     EXPECT_TRUE(files::createFolder(folder.file("a/b/c")));
@@ -205,7 +205,7 @@ TEST_F(FileManagerTest, MakesAFolderWithThoseAboveIt) {
     EXPECT_TRUE(fs::is_directory(folder.file("a/d")));
 }
 
-TEST_F(FileManagerTest, MakesNoFolderWhereSomethingElseIs) {
+TEST_F(FileManagerTest, createsNoFolderOverAnotherFile) {
     const std::string file = folder.write("file", "text");
     EXPECT_FALSE(files::createFolder(file));
     EXPECT_FALSE(files::createFolder(file + "/below"));
@@ -213,7 +213,7 @@ TEST_F(FileManagerTest, MakesNoFolderWhereSomethingElseIs) {
     EXPECT_EQ(readFile(file), "text");
 }
 
-TEST_F(FileManagerTest, WritingFailsWhereNoFileCanBe) {
+TEST_F(FileManagerTest, writingFailsWhereNoFileCanBeCreated) {
     const std::string file = folder.write("file", "old");
     fs::create_directory(folder.file("folder"));
     for (const char* name : {"missing/file", "file/below", "folder", ""}) {
@@ -225,11 +225,11 @@ TEST_F(FileManagerTest, WritingFailsWhereNoFileCanBe) {
     EXPECT_EQ(entryCount(folder.file("folder")), 0);
 }
 
-TEST_F(FileManagerTest, AFullDiskLeavesTheOldFileWhole) {
+TEST_F(FileManagerTest, aFullDiskKeepsTheOldFileComplete) {
     rlimit before{};
     ASSERT_EQ(::getrlimit(RLIMIT_FSIZE, &before), 0);
     const auto handler = std::signal(SIGXFSZ, SIG_IGN);
-    // Texts that a buffer takes whole, and others.
+    // Texts that fit into a buffer, and larger ones.
     for (const std::size_t size : {1000U, 5000U, 16384U, 16385U, 100'000U}) {
         const std::string path = folder.write("file", "old");
         const rlimit tight{.rlim_cur = 512, .rlim_max = before.rlim_max};
@@ -243,7 +243,7 @@ TEST_F(FileManagerTest, AFullDiskLeavesTheOldFileWhole) {
     std::signal(SIGXFSZ, handler);
 }
 
-TEST_F(FileManagerTest, SetsPermissions) {
+TEST_F(FileManagerTest, setsPermissions) {
     const std::string path = folder.write("file", "");
     for (const unsigned mode : {0755U, 0600U, 0U, 0644U}) {
         EXPECT_TRUE(files::setPermissions(path, mode));
@@ -253,7 +253,7 @@ TEST_F(FileManagerTest, SetsPermissions) {
     EXPECT_FALSE(files::exists(folder.file("missing")));
 }
 
-TEST_F(FileManagerTest, RemovesFilesFoldersAndLinks) {
+TEST_F(FileManagerTest, removesFilesFoldersAndLinks) {
     folder.write("file", "");
     folder.write("folder/deep/down/file", "");
     fs::create_directory(folder.file("empty"));
@@ -266,7 +266,7 @@ TEST_F(FileManagerTest, RemovesFilesFoldersAndLinks) {
     EXPECT_FALSE(files::remove(""));
 }
 
-TEST_F(FileManagerTest, RemovingALinkKeepsWhatItLeadsTo) {
+TEST_F(FileManagerTest, removingALinkKeepsItsTarget) {
     folder.write("kept/file", "text");
     fs::create_directory(folder.file("removed"));
     fs::create_directory_symlink("../kept", folder.file("removed/link"));
@@ -277,33 +277,33 @@ TEST_F(FileManagerTest, RemovingALinkKeepsWhatItLeadsTo) {
     EXPECT_EQ(entryCount(folder.path()), 1);
 }
 
-TEST_F(FileManagerTest, RemovingFailsBelowAFile) {
+TEST_F(FileManagerTest, removingFailsBelowAFile) {
     const std::string file = folder.write("file", "text");
     EXPECT_FALSE(files::remove(file + "/below"));
     EXPECT_EQ(readFile(file), "text");
 }
 
-TEST_F(FileManagerTest, MakesANamedPipe) {
+TEST_F(FileManagerTest, makesANamedPipe) {
     const std::string path = folder.file("fifo");
     EXPECT_TRUE(files::makeFifo(path, 0644));
     EXPECT_TRUE(fs::is_fifo(path));
     EXPECT_EQ(modeOf(path), 0644U);
 }
 
-TEST_F(FileManagerTest, TheMaskAppliesToANamedPipe) {
+TEST_F(FileManagerTest, theMaskAppliesToANamedPipe) {
     ::umask(077);
     ASSERT_TRUE(files::makeFifo(folder.file("fifo"), 0666));
     EXPECT_EQ(modeOf(folder.file("fifo")), 0600U);
 }
 
-TEST_F(FileManagerTest, MakesNoNamedPipeWhereSomethingIs) {
+TEST_F(FileManagerTest, makesNoNamedPipeOverAnotherFile) {
     const std::string file = folder.write("file", "text");
     EXPECT_FALSE(files::makeFifo(file, 0644));
     EXPECT_EQ(readFile(file), "text");
     EXPECT_FALSE(files::makeFifo(folder.file("missing/fifo"), 0644));
 }
 
-TEST_F(FileManagerTest, TheHomeFolderIsTheAccountsWhateverTheEnvironmentSays) {
+TEST_F(FileManagerTest, theHomeFolderIsTheAccountsAndNotTheEnvironments) {
     std::string expected = ::getpwuid(::getuid())->pw_dir;
     if (expected.ends_with('/')) {
         expected.pop_back();
@@ -314,7 +314,7 @@ TEST_F(FileManagerTest, TheHomeFolderIsTheAccountsWhateverTheEnvironmentSays) {
     EXPECT_EQ(files::homeDirectory(), expected);
 }
 
-TEST_F(FileManagerTest, TheTemporaryFolderIsForItsUserAlone) {
+TEST_F(FileManagerTest, onlyTheUserCanEnterTheTemporaryFolder) {
     const std::string path = files::temporaryDirectory();
     ASSERT_TRUE(path.starts_with('/') && path.ends_with('/')) << path;
     struct stat status {};
@@ -331,7 +331,7 @@ TEST(StandardizedPathTest, hasNoDotsAndNoSuperfluousSeparators) {
     EXPECT_EQ(files::standardizedPath("/a...b/..c/it's"), "/a...b/..c/it's");
 }
 
-TEST(StandardizedPathTest, goesUpFromWhereALinkLeads) {
+TEST(StandardizedPathTest, goesUpFromTheTargetOfALink) {
     const TemporaryFolder folder;
     const std::string real = std::filesystem::canonical(folder.path());
     std::filesystem::create_directories(real + "/deep/down/bundle");

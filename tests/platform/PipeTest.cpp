@@ -37,7 +37,7 @@ class PipeTest : public testing::Test {
         ASSERT_EQ(::write(writing_, bytes.data(), bytes.size()),
                   static_cast<ssize_t>(bytes.size()));
     }
-    /// Writes until the pipe takes no more; returns how many bytes it took.
+    /// Writes until the pipe is full and returns the number of bytes.
     std::size_t fill() const {
         ::fcntl(writing_, F_SETFL, O_NONBLOCK);
         const std::string piece(4096, 'x');
@@ -57,12 +57,12 @@ class PipeTest : public testing::Test {
     std::shared_ptr<FileHandle> handle;
 
   private:
-    // More than any pipe holds.
+    // Larger than any pipe.
     static constexpr std::size_t most = std::size_t{16} << 20U;
     int writing_ = -1;
 };
 
-TEST_F(PipeTest, deliversEachChunkAsItWasWritten) {
+TEST_F(PipeTest, deliversEachChunkUnchanged) {
     const auto collector = Collector::attachTo(*handle);
     write("one\ntwo\n");
     ASSERT_TRUE(waitFor([&] { return collector->chunks().size() == 1; }));
@@ -71,7 +71,7 @@ TEST_F(PipeTest, deliversEachChunkAsItWasWritten) {
     EXPECT_THAT(collector->chunks(), ElementsAre("one\ntwo\n", "thr"));
 }
 
-TEST_F(PipeTest, deliversWhatWasWrittenBeforeTheHandlerCame) {
+TEST_F(PipeTest, deliversBytesThatWereWrittenBeforeTheHandlerWasInstalled) {
     write("early");
     closeWriting();
     const auto collector = Collector::attachTo(*handle);
@@ -79,15 +79,15 @@ TEST_F(PipeTest, deliversWhatWasWrittenBeforeTheHandlerCame) {
     EXPECT_EQ(collector->text(), "early");
 }
 
-TEST_F(PipeTest, tellsTheEndOnceAndThenForgetsTheHandler) {
+TEST_F(PipeTest, reportsTheEndOnceAndThenReleasesTheHandler) {
     const auto collector = Collector::attachTo(*handle);
     closeWriting();
-    // The handler holds the other reference: gone, it can never be called again.
+    // The handler holds the other reference. Once it is destroyed, it cannot be called again.
     ASSERT_TRUE(waitFor([&] { return collector.use_count() == 1; }));
     EXPECT_EQ(collector->ends(), 1U);
 }
 
-TEST_F(PipeTest, aHandlerInstalledAfterTheEndIsNotCalledForEver) {
+TEST_F(PipeTest, aHandlerInstalledAfterTheEndIsNotCalledRepeatedly) {
     closeWriting();
     const auto first = Collector::attachTo(*handle);
     ASSERT_TRUE(waitFor([&] { return first->ends() == 1; }));
@@ -97,7 +97,7 @@ TEST_F(PipeTest, aHandlerInstalledAfterTheEndIsNotCalledForEver) {
     EXPECT_LE(second->ends(), 1U);
 }
 
-TEST_F(PipeTest, availableDataTakesAllThatIsThereUpTo64KiB) {
+TEST_F(PipeTest, availableDataReturnsAllBytesUpTo64KiB) {
     const std::size_t written = fill();
     ASSERT_GE(written, 65536U);
     EXPECT_EQ(handle->availableData().size(), 65536U);
@@ -108,7 +108,7 @@ TEST_F(PipeTest, availableDataIsEmptyAtTheEnd) {
     EXPECT_EQ(handle->availableData(), "");
 }
 
-TEST_F(PipeTest, aRemovedHandlerIsCalledNoMoreAndItsThreadEnds) {
+TEST_F(PipeTest, aRemovedHandlerIsNotCalledAgainAndItsThreadEnds) {
     const std::size_t threads = runningThreads();
     const auto collector = Collector::attachTo(*handle);
     write("before");
@@ -133,21 +133,21 @@ TEST_F(PipeTest, aHandlerMayRemoveItself) {
     EXPECT_EQ(handle->availableData(), "more than one byte");
 }
 
-TEST_F(PipeTest, aHandlerInstalledAgainGoesOnWithWhatWaits) {
+TEST_F(PipeTest, aHandlerInstalledAgainContinuesWithTheWaitingBytes) {
     const auto first = Collector::attachTo(*handle);
     write("one");
     ASSERT_TRUE(waitFor([&] { return first->text() == "one"; }));
     handle->setReadabilityHandler({});
     const auto second = Collector::attachTo(*handle);
     write("two");
-    // A call that was under way at the removal may have taken it.
+    // A call that was running at the removal may have read it.
     ASSERT_TRUE(waitFor([&] { return first->text() + second->text() == "onetwo"; }));
     write("three");
     ASSERT_TRUE(waitFor([&] { return first->text() + second->text() == "onetwothree"; }));
     EXPECT_TRUE(second->text().ends_with("three"));
 }
 
-TEST_F(PipeTest, removingDoesNotWaitForTheCallUnderWay) {
+TEST_F(PipeTest, removingDoesNotWaitForARunningCall) {
     std::promise<void> entered;
     std::promise<void> leave;
     const auto calls = std::make_shared<std::atomic<int>>(0);
@@ -174,7 +174,7 @@ TEST_F(PipeTest, aHandlerThatDoesNotReturnSlowsTheWriterDown) {
     });
     write("first");
     ASSERT_TRUE(waitFor([&] { return collector->text() == "first"; }));
-    // Nobody reads now: the pipe fills up, and stays full.
+    // Without a reader the pipe fills up and stays full.
     const std::size_t taken = fill();
     EXPECT_EQ(fill(), 0U);
     EXPECT_EQ(collector->text(), "first");
@@ -182,7 +182,7 @@ TEST_F(PipeTest, aHandlerThatDoesNotReturnSlowsTheWriterDown) {
     EXPECT_TRUE(waitFor([&] { return collector->text().size() == taken + 5; }));
 }
 
-TEST_F(PipeTest, aReaderLeftBehindEndsWithItsPipe) {
+TEST_F(PipeTest, aReaderThreadEndsWithItsPipe) {
     const std::size_t threads = runningThreads();
     const auto collector = Collector::attachTo(*handle);
     handle.reset();
@@ -194,7 +194,7 @@ TEST_F(PipeTest, aReaderLeftBehindEndsWithItsPipe) {
     EXPECT_TRUE(waitFor([&] { return runningThreads() <= threads; }));
 }
 
-TEST(PipeLifeTest, noThreadAndNoDescriptorStays) {
+TEST(PipeLifeTest, noThreadAndNoDescriptorIsLeft) {
     const std::size_t threads = runningThreads();
     const std::size_t descriptors = openDescriptors();
     for (int round = 0; round < 100; ++round) {
@@ -207,21 +207,21 @@ TEST(PipeLifeTest, noThreadAndNoDescriptorStays) {
     EXPECT_TRUE(waitFor([&] { return openDescriptors() <= descriptors; }));
 }
 
-TEST(PipeLifeTest, aPipeThatGoesAwayTellsItsReaderTheEnd) {
+TEST(PipeLifeTest, aDestroyedPipeReportsTheEndToItsReader) {
     auto pipe = std::make_unique<Pipe>();
     const auto collector = Collector::attachTo(pipe->fileHandleForReading());
     pipe.reset();
     EXPECT_TRUE(waitFor([&] { return collector->ends() == 1; }));
 }
 
-TEST(GivenUpPipeTest, isAtItsEndAndUnreadFromTheChildsStart) {
+TEST(GivenUpPipeTest, isAtItsEndAndHasNoReaderFromTheChildsStart) {
     const auto pipe = std::make_shared<Pipe>();
     const auto collector = Collector::attachTo(pipe->fileHandleForReading());
     pipe->closeReading();
     EXPECT_EQ(pipe->fileHandleForReading().availableData(), "");
     const auto child = Process::create();
     child->executablePath = "/bin/sh";
-    // Ended by SIGPIPE at its first word.
+    // SIGPIPE ended it at its first output.
     child->arguments = {"-c", "echo word; exit 0"};
     child->standardOutput = pipe;
     ASSERT_FALSE(child->run());

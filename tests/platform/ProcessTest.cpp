@@ -23,7 +23,7 @@ std::shared_ptr<Process> processFor(const FakeClient& client) {
     return process;
 }
 
-/// How often the termination handler was called; the handler holds a second reference to it.
+/// Counts the calls of the termination handler, which holds a second reference to the counter.
 using Calls = std::shared_ptr<std::atomic<int>>;
 
 Calls countTerminations(Process& process) {
@@ -34,7 +34,7 @@ Calls countTerminations(Process& process) {
 
 std::atomic<int> signalsCaught = 0;
 
-/// This test in a process group of its own, with SIGUSR1 counted.
+/// Runs the test in a process group of its own and counts SIGUSR1.
 class OwnProcessGroup {
   public:
     OwnProcessGroup() {
@@ -84,7 +84,7 @@ TEST(ProcessTest, runsUntilTheProgramEndsAndKeepsItsExitStatus) {
     EXPECT_TRUE(client.isGone());
 }
 
-TEST(ProcessTest, terminateEndsAProgramThatObeys) {
+TEST(ProcessTest, terminateEndsAProgramThatDoesNotIgnoreIt) {
     const FakeClient client("script");
     const auto process = processFor(client);
     ASSERT_FALSE(process->run());
@@ -120,13 +120,13 @@ TEST(ProcessTest, theHandlerIsCalledExactlyOnceOnAnotherThreadAfterTheEnd) {
         EXPECT_TRUE(client.isGone());
     };
     ASSERT_FALSE(process->run());
-    // Once nobody holds the handler any more it can never be called again.
+    // When the handler has been destroyed, it cannot be called again.
     process.reset();
     ASSERT_TRUE(waitFor([&] { return calls.use_count() == 1; }));
     EXPECT_EQ(*calls, 1);
 }
 
-TEST(ProcessTest, destroyingTheObjectEndsNobodyAndTheEndIsReportedAllTheSame) {
+TEST(ProcessTest, destroyingTheObjectEndsNoChildAndTheEndIsStillReported) {
     const FakeClient client("script");
     auto process = processFor(client);
     const Calls calls = countTerminations(*process);
@@ -139,7 +139,7 @@ TEST(ProcessTest, destroyingTheObjectEndsNobodyAndTheEndIsReportedAllTheSame) {
     EXPECT_EQ(*calls, 1);
 }
 
-TEST(ProcessTest, leavingTheProgramEndsNobody) {
+TEST(ProcessTest, exitingTheProgramEndsNoChild) {
     const FakeClient client("script");
     const auto leaver = Process::create();
     leaver->executablePath = KESTRELNET_LEAVING_PROGRAM;
@@ -198,7 +198,7 @@ TEST(ProcessTest, aProgramOfUnknownFormatIsAnError) {
     expectNoStart(process);
 }
 
-TEST(ProcessTest, afterAFailedStartThePipeEndsWithTheObject) {
+TEST(ProcessTest, afterAFailedStartThePipeEndsWithTheProcessObject) {
     auto process = Process::create();
     process->executablePath = "/nonexistent";
     process->standardOutput = std::make_shared<Pipe>();
@@ -211,7 +211,7 @@ TEST(ProcessTest, afterAFailedStartThePipeEndsWithTheObject) {
 
 // -- Output ------------------------------------------------------------------------------------
 
-TEST(ProcessTest, eachStreamGoesToItsPipe) {
+TEST(ProcessTest, eachStreamIsWrittenToItsPipe) {
     const FakeClient client("script");
     const auto process = processFor(client);
     process->standardOutput = std::make_shared<Pipe>();
@@ -252,7 +252,7 @@ TEST(ProcessTest, outputCanBeReadAfterTheEnd) {
     EXPECT_EQ(output->text(), "Discovered home server: oslo (198.51.100.9)\n");
 }
 
-TEST(ProcessTest, closedStreamsAreNotTheEnd) {
+TEST(ProcessTest, closedStreamsAreNotTheEndOfTheProcess) {
     const FakeClient client("closes-streams");
     const auto process = processFor(client);
     process->standardOutput = std::make_shared<Pipe>();
@@ -312,7 +312,7 @@ TEST(ProcessTest, manyRunsLeaveNoZombieNoDescriptorAndNoThread) {
     EXPECT_TRUE(waitFor([&] { return openDescriptors() <= descriptors; }));
 }
 
-TEST(ProcessTest, signalsFromAnotherThreadMayMeetTheEnd) {
+TEST(ProcessTest, signalsFromAnotherThreadMayCoincideWithTheEnd) {
     for (int round = 0; round < 20; ++round) {
         const FakeClient client("exits-at-once");
         const auto process = processFor(client);

@@ -31,7 +31,7 @@ Value parsed(const std::string& content) {
     return error == nullptr ? std::get<Value>(result) : Value{};
 }
 
-/// Why `text` is refused; empty when it is not.
+/// The reason why `text` is refused; empty if it is accepted.
 std::string refusal(const std::string& text) {
     const auto result = propertyList::parse(text);
     const auto* const error = std::get_if<Error>(&result);
@@ -51,20 +51,20 @@ TEST(PropertyListTest, readsEachKindOfValue) {
     }
 }
 
-TEST(PropertyListTest, readsValuesWithinValues) {
+TEST(PropertyListTest, readsNestedValues) {
     EXPECT_EQ(
         parsed(" <dict> <key>a</key> <array> <string>1</string> <true/> </array>\n"
                "<key>b</key><dict><key>c</key><string>d</string></dict></dict> "),
         (Value{Dictionary{{"a", {Array{{"1"}, {true}}}}, {"b", {Dictionary{{"c", {"d"}}}}}}}));
 }
 
-TEST(PropertyListTest, readsTextAsItIsMeant) {
+TEST(PropertyListTest, decodesText) {
     EXPECT_EQ(parsed("<string> a &amp; &lt;b&gt; &#233; <![CDATA[<c>]]><!-- d --> </string>"),
               Value{" a & <b> \u00E9 <c> "});
     EXPECT_EQ(parsed("<string>\u00E9\U0001F600</string>"), Value{"\u00E9\U0001F600"});
 }
 
-TEST(PropertyListTest, findsWhatIsUnderAKey) {
+TEST(PropertyListTest, findsTheValueOfAKey) {
     const Value value = parsed("<dict><key>a</key><string>1</string><key>a</key><true/></dict>");
     ASSERT_NE(value.at("a"), nullptr);
     EXPECT_NE(value.at("a")->boolean(), nullptr);
@@ -73,7 +73,7 @@ TEST(PropertyListTest, findsWhatIsUnderAKey) {
     EXPECT_EQ(Value{"text"}.at("a"), nullptr);
 }
 
-TEST(PropertyListTest, refusesWhatIsNone) {
+TEST(PropertyListTest, refusesTextThatIsNoPropertyList) {
     for (const std::string& text :
          {std::string(), std::string("text"), std::string("<html/>"), std::string(100, '\0'),
           plist(""), plist("<string>a</string><string>b</string>"), plist("text"),
@@ -85,12 +85,12 @@ TEST(PropertyListTest, refusesWhatIsNone) {
     }
 }
 
-TEST(PropertyListTest, tellsTheLineOfAnAmpersandThatIsNotEscaped) {
+TEST(PropertyListTest, reportsTheLineOfAnUnescapedAmpersand) {
     EXPECT_THAT(refusal(plist("\n<string>R&D</string>")), StartsWith("line 4: "));
     EXPECT_THAT(refusal(plist("<string>a<b</string>")), StartsWith("line 3: "));
 }
 
-TEST(PropertyListTest, goesDownThirtyTwoLevels) {
+TEST(PropertyListTest, readsThirtyTwoLevelsOfNesting) {
     const auto nested = [](int levels) {
         std::string opened;
         std::string closed;
@@ -105,14 +105,14 @@ TEST(PropertyListTest, goesDownThirtyTwoLevels) {
     EXPECT_THAT(refusal(nested(60'000)), HasSubstr("too many"));
 }
 
-TEST(PropertyListTest, isNoLongerThanOneMebibyte) {
+TEST(PropertyListTest, refusesMoreThanOneMebibyte) {
     const std::size_t room = 1024UL * 1024 - plist("<string></string>").size();
     EXPECT_EQ(refusal(plist("<string>" + std::string(room, 'x') + "</string>")), "");
     EXPECT_THAT(refusal(plist("<string>" + std::string(room + 1, 'x') + "</string>")),
                 HasSubstr("longer"));
 }
 
-TEST(PropertyListTest, entitiesThatGrowAreRefused) {
+TEST(PropertyListTest, refusesEntitiesThatExpandWithoutLimit) {
     std::string text = "<!DOCTYPE plist [<!ENTITY a0 \"xxxxxxxxxx\">";
     for (int i = 1; i < 10; ++i) {
         const std::string before = "&a" + std::to_string(i - 1) + ";";
@@ -135,13 +135,13 @@ class BundleVersionTest : public testing::Test {
     TemporaryFolder folder;
 };
 
-TEST_F(BundleVersionTest, isToldByTheBundle) {
+TEST_F(BundleVersionTest, isReadFromTheBundle) {
     EXPECT_EQ(version(plist("<dict><key>CFBundleShortVersionString</key>"
                             "<string>1.2.3</string></dict>")),
               "1.2.3");
 }
 
-TEST_F(BundleVersionTest, isNothingWhereItIsMissingOrNoText) {
+TEST_F(BundleVersionTest, isNothingIfItIsMissingOrNotText) {
     EXPECT_EQ(bundle::shortVersionString(folder.path()), std::nullopt);
     for (const char* info : {"<dict/>",
                              "<dict><key>CFBundleShortVersionString</key>"
@@ -152,7 +152,7 @@ TEST_F(BundleVersionTest, isNothingWhereItIsMissingOrNoText) {
     EXPECT_EQ(version("1.2.3"), std::nullopt);
 }
 
-TEST(BuiltBundleTest, tellsItsVersionAndItsScheme) {
+TEST(BuiltBundleTest, containsItsVersionAndItsScheme) {
     EXPECT_EQ(bundle::shortVersionString(KESTRELNET_BUNDLE), KESTRELNET_VERSION);
     const auto result = propertyList::parse(readFile(KESTRELNET_BUNDLE "/Contents/Info.plist"));
     ASSERT_TRUE(std::holds_alternative<Value>(result)) << std::get<Error>(result).description;

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// The identifier of an ended process may be somebody else's soon; here it is made so, in a process
-// identifier namespace where the test decides who gets which.
+// The system may give the identifier of an ended process to a new one. The test forces that in a
+// process identifier namespace, where it can choose the identifier of a new process.
 #include "platform/Process.h"
 
 #include "tests/support/FakeClient.h"
@@ -19,7 +19,7 @@ namespace {
 
 enum Outcome { spared = 0, notStarted = 20, notRecycled, signalled };
 
-/// Waits for `pid` and returns its exit status, or minus the signal that ended it.
+/// Waits for `pid` and returns its exit status, or the negative number of the signal that ended it.
 int collect(pid_t pid) {
     int status = 0;
     while (::waitpid(pid, &status, 0) < 0 && errno == EINTR) {
@@ -27,7 +27,7 @@ int collect(pid_t pid) {
     return WIFSIGNALED(status) ? -WTERMSIG(status) : WEXITSTATUS(status);
 }
 
-/// Makes a child with the identifier `wanted`; it waits for a signal.
+/// Starts a child with the identifier `wanted`; it waits for a signal.
 pid_t bystander(pid_t wanted) {
     std::ofstream("/proc/sys/kernel/ns_last_pid") << wanted - 1;
     const pid_t pid = ::fork();
@@ -59,13 +59,13 @@ Outcome signalTheEnded(const FakeClient& client) {
     return end == -SIGUSR1 ? spared : signalled;
 }
 
-/// As root the namespace is to be had as it is, otherwise inside a user namespace, where that is
+/// Root can create the namespace directly, other users only inside a user namespace, if that is
 /// allowed.
 bool enterNamespace() {
     return ::unshare(CLONE_NEWPID) == 0 || ::unshare(CLONE_NEWUSER | CLONE_NEWPID) == 0;
 }
 
-TEST(RecycledIdentifierTest, whoHasTheIdentifierOfAnEndedProcessGetsNoSignal) {
+TEST(RecycledIdentifierTest, aNewProcessWithTheIdentifierOfAnEndedOneGetsNoSignal) {
     constexpr int noNamespace = 77;
     const FakeClient client("exits-at-once");
     const pid_t outside = ::fork();

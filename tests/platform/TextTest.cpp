@@ -31,7 +31,7 @@ void appendUtf8(std::string& text, char32_t point) {
     }
 }
 
-/// Every Unicode character there can be, one after the other.
+/// Every Unicode character, one after the other.
 std::string everything() {
     std::string text;
     for (char32_t point = 0; point <= 0x10FFFF; ++point) {
@@ -42,7 +42,7 @@ std::string everything() {
     return text;
 }
 
-TEST(CharacterCount, CountsWhatAPersonCounts) {
+TEST(CharacterCountTest, countsGraphemeClusters) {
     struct Case {
         std::string_view text;
         std::size_t count;
@@ -70,11 +70,11 @@ TEST(CharacterCount, CountsWhatAPersonCounts) {
     }
 }
 
-TEST(CharacterCount, CountsALongTextToItsEnd) {
+TEST(CharacterCountTest, countsALongText) {
     EXPECT_EQ(characterCount(std::string(100'000, 'x')), 100'000U);
 }
 
-TEST(Trim, RemovesEveryKindOfBlankAtBothEnds) {
+TEST(TrimTest, removesEveryKindOfBlankAtBothEnds) {
     for (const std::string_view blank :
          {" ",      "\t",     "\n",     "\v",     "\f",     "\r",     "\r\n",   "\u0085", "\u00A0",
           "\u1680", "\u2000", "\u2001", "\u2002", "\u2003", "\u2004", "\u2005", "\u2006", "\u2007",
@@ -90,7 +90,7 @@ TEST(Trim, RemovesEveryKindOfBlankAtBothEnds) {
     }
 }
 
-TEST(Trim, KeepsWhatIsNoBlank) {
+TEST(TrimTest, keepsOtherCharacters) {
     for (const std::string& text :
          {""s, "203.0.113.7"s, "\0"s, "\x1F"s, "\x7F"s, "\u200B"s, "\u2060"s, "\uFEFF"s,
           "\uFEFFkey"s, "\u180E"s, "_"s, "\u0301"s, "\U0001F600"s}) {
@@ -99,17 +99,17 @@ TEST(Trim, KeepsWhatIsNoBlank) {
     }
 }
 
-TEST(Trim, ChangesNothingBetweenTheEnds) {
+TEST(TrimTest, changesNothingBetweenTheEnds) {
     const std::string text = std::string("<").append(everything()).append(">");
     EXPECT_TRUE(trimWhitespaceAndNewlines("\n" + text + " ") == text);
 }
 
-TEST(ValidUtf8, AcceptsEveryCharacter) {
+TEST(ValidUtf8Test, acceptsEveryCharacter) {
     EXPECT_TRUE(isValidUtf8(""));
     EXPECT_TRUE(isValidUtf8(everything()));
 }
 
-TEST(ValidUtf8, RefusesWhatIsNone) {
+TEST(ValidUtf8Test, refusesInvalidSequences) {
     for (const std::string_view bytes : {
              "\x80"sv,             // a continuation without a beginning
              "\xBF"sv,             //
@@ -139,7 +139,7 @@ TEST(ValidUtf8, RefusesWhatIsNone) {
     }
 }
 
-TEST(ValidUtf8, FindsOneBadByteAnywhere) {
+TEST(ValidUtf8Test, refusesOneInvalidByteAtAnyPosition) {
     const std::string good(100, 'x');
     for (std::size_t position = 0; position < good.size(); ++position) {
         std::string bad = good;
@@ -150,7 +150,7 @@ TEST(ValidUtf8, FindsOneBadByteAnywhere) {
     }
 }
 
-TEST(ValidUtf8, FindsACharacterCutShortAfterAnyLength) {
+TEST(ValidUtf8Test, refusesATruncatedCharacterOfAnyLength) {
     for (std::size_t length = 0; length < 100; ++length) {
         const std::string text = std::string(length, 'x') + "\u20AC";
         EXPECT_TRUE(isValidUtf8(text)) << length;

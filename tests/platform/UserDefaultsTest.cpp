@@ -29,14 +29,14 @@ unsigned modeOf(const std::string& path) {
 
 class UserDefaultsTest : public testing::Test {
   protected:
-    /// What a process that starts now would find. A copy, because this process may remember.
+    /// The values that a new process finds. Reads a copy, because this process may cache the file.
     UserDefaults fromDisk() {
         const std::string copy = folder.file("copy" + std::to_string(++copies_) + ".conf");
         std::filesystem::copy_file(path, copy);
         return UserDefaults(copy);
     }
 
-    /// What another process would write.
+    /// Writes the file as another process does.
     void writeFile(std::string_view text) { ASSERT_TRUE(files::writeAtomically(path, text)); }
 
     TemporaryFolder folder;
@@ -46,16 +46,16 @@ class UserDefaultsTest : public testing::Test {
     int copies_ = 0;
 };
 
-TEST_F(UserDefaultsTest, AnEmptyStoreHasNothing) {
+TEST_F(UserDefaultsTest, anEmptyStoreHasNothing) {
     const UserDefaults defaults(path);
     EXPECT_EQ(defaults.string(keyName), std::nullopt);
     EXPECT_FALSE(defaults.boolean(switchName));
     EXPECT_FALSE(files::exists(path)) << "reading has written";
 }
 
-class RoundTrip : public UserDefaultsTest, public testing::WithParamInterface<std::string> {};
+class RoundTripTest : public UserDefaultsTest, public testing::WithParamInterface<std::string> {};
 
-TEST_P(RoundTrip, KeepsTheTextExactly) {
+TEST_P(RoundTripTest, keepsTheTextExactly) {
     UserDefaults defaults(path);
     defaults.set(keyName, std::string_view(GetParam()));
     EXPECT_EQ(defaults.string(keyName), GetParam());
@@ -63,7 +63,7 @@ TEST_P(RoundTrip, KeepsTheTextExactly) {
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    UserDefaults, RoundTrip,
+    UserDefaults, RoundTripTest,
     testing::Values(""s, "dev_1234567"s, " "s, "  dev_1234567  "s, "\tdev\n"s, "a\r\nb\n"s, "\""s,
                     "\"quoted\""s, "'"s, ","s, "a,b"s, "a, b"s, ";"s, "a;b"s, "#"s, "="s, "a=b="s,
                     "[General]"s, "@"s, "@@"s, "@x"s, "@Invalid()"s, "@String(x)"s,
@@ -77,7 +77,7 @@ INSTANTIATE_TEST_SUITE_P(
                     "1\u00E9"
                     "f"s));
 
-TEST_F(UserDefaultsTest, KeepsEveryCharacterBeforeEveryKindOfOther) {
+TEST_F(UserDefaultsTest, keepsEveryCharacterBeforeEveryKindOfCharacter) {
     std::string text;
     for (char character = 0; character < 0x7F; ++character) {
         for (const char next : {'x', '1', 'f', ' ', '"', '\\'}) {
@@ -89,14 +89,14 @@ TEST_F(UserDefaultsTest, KeepsEveryCharacterBeforeEveryKindOfOther) {
     EXPECT_EQ(fromDisk().string(keyName), text);
 }
 
-TEST_F(UserDefaultsTest, KeepsALongText) {
+TEST_F(UserDefaultsTest, keepsALongText) {
     UserDefaults defaults(path);
     const std::string text(1'000'000, 'x');
     defaults.set(keyName, std::string_view(text));
     EXPECT_TRUE(fromDisk().string(keyName) == text);
 }
 
-TEST_F(UserDefaultsTest, ALaterValueReplacesAnEarlierOne) {
+TEST_F(UserDefaultsTest, aLaterValueReplacesAnEarlierOne) {
     UserDefaults defaults(path);
     for (const std::string_view text : {"first", "", "second"}) {
         defaults.set(keyName, text);
@@ -104,7 +104,7 @@ TEST_F(UserDefaultsTest, ALaterValueReplacesAnEarlierOne) {
     }
 }
 
-TEST_F(UserDefaultsTest, KeepsSwitches) {
+TEST_F(UserDefaultsTest, keepsSwitches) {
     UserDefaults defaults(path);
     for (const bool value : {true, false, true, true, false}) {
         defaults.set(switchName, value);
@@ -113,7 +113,7 @@ TEST_F(UserDefaultsTest, KeepsSwitches) {
     }
 }
 
-TEST_F(UserDefaultsTest, KeysDoNotDisturbEachOther) {
+TEST_F(UserDefaultsTest, keysDoNotAffectEachOther) {
     UserDefaults defaults(path);
     defaults.set(keyName, "dev_1234567");
     defaults.set(switchName, true);
@@ -124,7 +124,7 @@ TEST_F(UserDefaultsTest, KeysDoNotDisturbEachOther) {
     EXPECT_FALSE(again.boolean("kestrelnet_start_at_login"));
 }
 
-TEST_F(UserDefaultsTest, OnlyATrueValueIsTrue) {
+TEST_F(UserDefaultsTest, onlyATrueValueIsTrue) {
     struct Case {
         std::string_view text;
         bool value;
@@ -143,12 +143,12 @@ TEST_F(UserDefaultsTest, OnlyATrueValueIsTrue) {
     }
 }
 
-TEST_F(UserDefaultsTest, AListIsNoText) {
+TEST_F(UserDefaultsTest, aListIsNotText) {
     writeFile("kestrelnet_api_key=dev_1234567, dev_7654321\n");
     EXPECT_EQ(UserDefaults(path).string(keyName), std::nullopt);
 }
 
-TEST_F(UserDefaultsTest, SeesWhatAnotherProcessHasWritten) {
+TEST_F(UserDefaultsTest, seesTheValuesThatAnotherProcessHasWritten) {
     UserDefaults defaults(path);
     EXPECT_EQ(defaults.string(keyName), std::nullopt);
     writeFile("[General]\nkestrelnet_api_key=dev_first\n");
@@ -161,7 +161,7 @@ TEST_F(UserDefaultsTest, SeesWhatAnotherProcessHasWritten) {
     EXPECT_FALSE(defaults.boolean(switchName));
 }
 
-TEST_F(UserDefaultsTest, WritingKeepsWhatAnotherProcessHasWritten) {
+TEST_F(UserDefaultsTest, writingKeepsTheValuesThatAnotherProcessHasWritten) {
     UserDefaults defaults(path);
     defaults.set(keyName, "dev_first");
     writeFile("[General]\nkestrelnet_api_key=dev_second\nother=value\n");
@@ -172,7 +172,7 @@ TEST_F(UserDefaultsTest, WritingKeepsWhatAnotherProcessHasWritten) {
     EXPECT_TRUE(again.boolean(switchName));
 }
 
-TEST_F(UserDefaultsTest, TwoStoresOnOneFileAgree) {
+TEST_F(UserDefaultsTest, twoStoresOnOneFileAgree) {
     UserDefaults first(path);
     UserDefaults second(path);
     first.set(keyName, "dev_1234567");
@@ -181,7 +181,7 @@ TEST_F(UserDefaultsTest, TwoStoresOnOneFileAgree) {
     EXPECT_EQ(first.string(keyName), "dev_7654321");
 }
 
-TEST_F(UserDefaultsTest, ANewFileIsForItsUserAlone) {
+TEST_F(UserDefaultsTest, aNewFileIsPrivate) {
     const mode_t mask = ::umask(0);
     UserDefaults defaults(path);
     defaults.set(switchName, true);
@@ -189,7 +189,7 @@ TEST_F(UserDefaultsTest, ANewFileIsForItsUserAlone) {
     EXPECT_EQ(modeOf(path), 0600U);
 }
 
-TEST_F(UserDefaultsTest, AFileThatIsOpenToOthersIsClosed) {
+TEST_F(UserDefaultsTest, aFileThatOthersCanReadIsMadePrivate) {
     for (const unsigned mode : {0644U, 0660U, 0666U, 0604U}) {
         writeFile("kestrelnet_api_key=dev_1234567\n");
         ASSERT_EQ(::chmod(path.c_str(), mode), 0);
@@ -203,20 +203,20 @@ TEST_F(UserDefaultsTest, AFileThatIsOpenToOthersIsClosed) {
     }
 }
 
-TEST_F(UserDefaultsTest, MakesTheFolder) {
+TEST_F(UserDefaultsTest, createsTheFolder) {
     const std::string deep = folder.file("not/yet/there/settings.conf");
     UserDefaults(deep).set(switchName, true);
     EXPECT_EQ(modeOf(deep), 0600U);
     EXPECT_TRUE(UserDefaults(deep).boolean(switchName));
 }
 
-TEST_F(UserDefaultsTest, LeavesNothingElseBehind) {
+TEST_F(UserDefaultsTest, leavesNothingElseBehind) {
     UserDefaults(path).set(switchName, true);
     const std::filesystem::directory_iterator entries(folder.path());
     EXPECT_EQ(std::distance(entries, {}), 1);
 }
 
-TEST_F(UserDefaultsTest, WhatCannotBeReadIsMissingAndWhatCannotBeWrittenIsLost) {
+TEST_F(UserDefaultsTest, anUnusableFileHasNoValuesAndKeepsNone) {
     folder.write("file", "text");
     std::filesystem::create_directory(folder.file("folder"));
     std::filesystem::permissions(folder.file("folder"), std::filesystem::perms(0755));
@@ -236,7 +236,7 @@ TEST_F(UserDefaultsTest, WhatCannotBeReadIsMissingAndWhatCannotBeWrittenIsLost) 
     }
 }
 
-TEST_F(UserDefaultsTest, ForgetsEverythingWithItsFileAndGoesOn) {
+TEST_F(UserDefaultsTest, removesEverythingWithItsFileAndStaysUsable) {
     UserDefaults defaults(path);
     defaults.set(keyName, "dev_1234567");
     defaults.set(switchName, true);
@@ -250,7 +250,7 @@ TEST_F(UserDefaultsTest, ForgetsEverythingWithItsFileAndGoesOn) {
     EXPECT_EQ(modeOf(path), 0600U);
 }
 
-TEST_F(UserDefaultsTest, ForgettingReachesAlsoAFileBehindALink) {
+TEST_F(UserDefaultsTest, removingAlsoClearsTheTargetOfALink) {
     const std::string real = folder.write("real.conf", "kestrelnet_api_key=dev_1234567\n");
     std::filesystem::create_symlink("real.conf", path);
     UserDefaults defaults(path);
@@ -259,14 +259,15 @@ TEST_F(UserDefaultsTest, ForgettingReachesAlsoAFileBehindALink) {
     EXPECT_EQ(readFile(real).find("dev_"), std::string::npos);
 }
 
-TEST_F(UserDefaultsTest, ForgettingNothingIsNoTrouble) {
+TEST_F(UserDefaultsTest, removingAnEmptyStoreSucceeds) {
     UserDefaults(path).removePersistentDomain();
     EXPECT_FALSE(files::exists(path));
 }
 
-class Damage : public UserDefaultsTest, public testing::WithParamInterface<std::string> {};
+class DamagedUserDefaultsTest : public UserDefaultsTest,
+                                public testing::WithParamInterface<std::string> {};
 
-TEST_P(Damage, ReadsAsDefaultsAndHealsAtTheNextWrite) {
+TEST_P(DamagedUserDefaultsTest, readsAsDefaultsAndIsRepairedAtTheNextWrite) {
     writeFile(GetParam());
     UserDefaults defaults(path);
     EXPECT_EQ(defaults.string(keyName), std::nullopt);
@@ -279,7 +280,7 @@ TEST_P(Damage, ReadsAsDefaultsAndHealsAtTheNextWrite) {
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    UserDefaults, Damage,
+    UserDefaults, DamagedUserDefaultsTest,
     testing::Values("garbage"s, "kestrelnet_api_key"s, "[General\nkestrelnet_api_key\n"s,
                     "[General]\nkestrelnet_api\n"s, "\xff\xfe\x00\x01\x80"s, "\0\0\0\0"s,
                     "kestrelnet_api_key=@Variant(\\0\\0\\0\\x7f\\xff)\n"s,
@@ -287,7 +288,7 @@ INSTANTIATE_TEST_SUITE_P(
                     "[[[]]]\n====\n"s, std::string(1'000'000, '\n') + "\\", "\xEF\xBB\xBF"s,
                     "<?xml version=\"1.0\"?>\n"s));
 
-TEST_F(UserDefaultsTest, DamageBesideAValueLeavesTheValue) {
+TEST_F(UserDefaultsTest, damageBesideAValueKeepsTheValue) {
     writeFile("[General]\nkestrelnet_api_key=dev_1234567\ngarbage\n\xff\n");
     UserDefaults defaults(path);
     EXPECT_EQ(defaults.string(keyName), "dev_1234567");

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Prints the bundle that it finds itself in.
+// Prints the path of the bundle that it is part of.
 #include "platform/Bundle.h"
 
 #include <QCoreApplication>

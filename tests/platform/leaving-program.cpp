@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// leaving-program CASE [ARGUMENT]: a small application that leaves while something is under way,
-// and writes what happens to its standard output.
+// leaving-program CASE [ARGUMENT]: a small application that quits while jobs or a child are
+// running, and prints what happens on standard output.
 #include "platform/Dispatch.h"
 #include "platform/Process.h"
 
@@ -22,7 +22,7 @@ int leaveRunningChild(const char* executable) {
     return process->run() ? 1 : 0;
 }
 
-/// The job that begins to leave runs; what waits then, and what comes later, does not.
+/// The job that quits runs; jobs that wait then or are added later do not.
 int leaveMainJobs(QCoreApplication& application) {
     const auto queue = dispatch::mainQueue();
     const auto say = [](const char* word) { return [word] { std::cout << word << '\n'; }; };
@@ -44,7 +44,7 @@ int leaveMainJobs(QCoreApplication& application) {
     return 0;
 }
 
-/// A thread that waits for a job of the main queue is let go.
+/// A thread that waits for a job of the main queue is released.
 int leaveWaiter(QCoreApplication& application) {
     const auto queue = dispatch::mainQueue();
     std::promise<void> posted;
@@ -64,7 +64,7 @@ int leaveWaiter(QCoreApplication& application) {
     return 0;
 }
 
-/// A background job that sleeps on for an hour.
+/// A background job is still sleeping.
 int leaveSleepingJob(QCoreApplication& application) {
     static std::promise<void> asleep;
     dispatch::mainQueue();

@@ -104,7 +104,7 @@ struct TlsServer::Server {
     void answer(QSslSocket& socket);
 
     TemporaryFolder folder;
-    std::string authorityFile = folder.file("authority.pem");
+    const QSslConfiguration ordinary = QSslConfiguration::defaultConfiguration();
     quint16 port = 0;
 
     std::mutex mutex;
@@ -125,6 +125,9 @@ struct TlsServer::Server {
 
 TlsServer::Server::Server() {
     listener->setSslConfiguration(certified(folder));
+    QSslConfiguration trusting = ordinary;
+    EXPECT_TRUE(trusting.addCaCertificates(QString::fromStdString(folder.file("authority.pem"))));
+    QSslConfiguration::setDefaultConfiguration(trusting);
     if (!listener->listen(QHostAddress::LocalHost)) {
         ADD_FAILURE() << listener->errorString().toStdString();
     }
@@ -137,6 +140,7 @@ TlsServer::Server::Server() {
 }
 
 TlsServer::Server::~Server() {
+    QSslConfiguration::setDefaultConfiguration(ordinary);
     thread.quit();
     thread.wait();
 }
@@ -196,8 +200,8 @@ std::string TlsServer::url(std::string_view path) const {
     return "https://127.0.0.1:" + std::to_string(server_->port) + std::string(path);
 }
 
-const std::string& TlsServer::authorityFile() const {
-    return server_->authorityFile;
+void TlsServer::distrust() {
+    QSslConfiguration::setDefaultConfiguration(server_->ordinary);
 }
 
 void TlsServer::enqueue(TlsAnswer answer) {

@@ -31,7 +31,9 @@ struct TlsAnswer {
 };
 
 /// An HTTPS server on a free port of the loopback interface, on its own thread, with a certificate
-/// from its own authority. Connections stay open after an answer. Any thread.
+/// from its own authority. The process trusts that authority, through the toolkit's default TLS
+/// settings, until the server is destroyed. Connections stay open after an answer. One server at a
+/// time; any thread.
 class TlsServer {
   public:
     TlsServer();
@@ -40,8 +42,8 @@ class TlsServer {
     TlsServer& operator=(const TlsServer&) = delete;
 
     std::string url(std::string_view path = "/") const;
-    /// The PEM file of the authority, which clients must trust.
-    const std::string& authorityFile() const;
+    /// Ends the trust in the authority: clients refuse the certificate from now on.
+    void distrust();
 
     /// The n-th request gets the n-th answer that was given here; without one, status 404.
     void enqueue(TlsAnswer answer);

@@ -22,6 +22,7 @@ namespace {
 
 using namespace kestrelnet;
 
+constexpr auto applicationName = "com.kestrelnetvpn.app";
 constexpr int exitUsage = 2;
 
 void complain(const char* sentence) {
@@ -55,7 +56,7 @@ ApplicationInstance::Acquisition acquire(ApplicationInstance& instance,
 }
 
 int run(QApplication& application, const std::vector<std::string>& links) {
-    ApplicationInstance instance;
+    ApplicationInstance instance(applicationName);
     const auto acquisition = acquire(instance, links);
     if (acquisition == ApplicationInstance::Acquisition::passedOn) {
         return EXIT_SUCCESS;
@@ -95,7 +96,7 @@ int main(int count, char** arguments) {
     QApplication::setQuitOnLastWindowClosed(false);
     // Serves as the display name, too. Set apart, that one would be added to each window's title.
     QApplication::setApplicationName(QStringLiteral("Kestrelnet"));
-    QApplication::setDesktopFileName(QStringLiteral("com.kestrelnetvpn.app"));
+    QApplication::setDesktopFileName(QString::fromLatin1(applicationName));
     const QtMessageHandler ordinary = qInstallMessageHandler(explainFatalMessage);
     int programNameOnly = 1;
     QApplication application(programNameOnly, arguments);

@@ -7,11 +7,10 @@
 
 namespace kestrelnet {
 
-/// The command of the one statement that is understood,
+/// Returns the command of the one statement that the application writes,
 ///   do shell script "COMMAND" with administrator privileges
-/// with the string's escapes \\ \" \n \r \t read; nothing for any other text. Words may stand
-/// apart by any number of blanks, tabs and line ends around the statement, and blanks and tabs in
-/// it. The command may be empty; it holds no NUL.
+/// with single blanks and nothing around it, and with the escapes \\ \" \n \r \t in the string
+/// resolved. Returns nothing for any other text. The command may be empty; it never holds a NUL.
 std::optional<std::string> administratorCommand(std::string_view script);
 
 } // namespace kestrelnet

@@ -30,11 +30,11 @@ namespace {
 namespace lifeline = privileged::lifeline;
 namespace signals = privileged::signals;
 
-// What pkexec exits with when it has not run the program.
+// The exit statuses of pkexec when it has not run the program.
 constexpr int dismissed = 126;
 constexpr int notAuthorized = 127;
 
-/// Whether poll() tells anything of `descriptor` at once.
+/// Whether poll() reports an event of `descriptor` now.
 bool isReady(int descriptor, short events) {
     pollfd polled{.fd = descriptor, .events = events, .revents = 0};
     return ::poll(&polled, 1, 0) > 0;
@@ -64,7 +64,7 @@ void removeRunFiles() {
     ::dup2(errors, STDERR_FILENO);
     const char* const arguments[] = {"pkexec", "--disable-internal-agent", runner.c_str(),
                                      command.c_str(), nullptr};
-    // It looks hard at what it is given, and refuses what it finds odd.
+    // pkexec refuses to run with unusual values of some variables.
     const char* const environment[] = {"PATH=/usr/sbin:/usr/bin:/sbin:/bin", "LANG=C.UTF-8",
                                        nullptr};
     ::execve(pkexec, const_cast<char* const*>(arguments), const_cast<char* const*>(environment));
@@ -95,9 +95,9 @@ class Request {
     int status_ = 0;
     bool isGranted_ = false;
     bool isStopping_ = false;
-    /// Whether there are words to relay, and standard error takes none at the moment.
+    /// Whether there is output to relay while standard error is full.
     bool isBehind_ = false;
-    /// What pkexec has said: kept until it is known whether it is worth showing.
+    /// The error output of pkexec: kept until the result tells whether to show it.
     std::string held_;
 };
 
@@ -116,7 +116,7 @@ bool Request::start(const char* pkexec, const std::string& runner, const std::st
     std::array<int, 2> errors{-1, -1};
     if (signals_ < 0 || ::socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, line.data()) != 0 ||
         ::pipe2(errors.data(), O_CLOEXEC) != 0 ||
-        // This end only: the command may wait for its words to be read.
+        // Only the reading end: the command may block when it writes.
         ::fcntl(errors[0], F_SETFL, O_NONBLOCK) != 0) {
         refuse("administrator rights cannot be asked for: no descriptors are left");
         return false;
@@ -129,15 +129,18 @@ bool Request::start(const char* pkexec, const std::string& runner, const std::st
     ::close(errors[1]);
     runner_ = line[0];
     errors_ = errors[0];
-    return pkexec_ > 0 ||
-           refuse("administrator rights cannot be asked for: no processes are left") == 0;
+    if (pkexec_ < 0) {
+        refuse("administrator rights cannot be asked for: no processes are left");
+        return false;
+    }
+    return true;
 }
 
 int Request::serve() {
     while (!hasEnded()) {
         handleEvents();
     }
-    // What it said last may still be under way.
+    // The pipe may still hold its last output.
     relayErrors();
     while (isBehind_ && !isStopping_) {
         handleEvents();
@@ -157,7 +160,8 @@ bool Request::hasEnded() {
 }
 
 void Request::handleEvents() {
-    // The command waits for standard error, and not this process, which must hear its starter.
+    // When standard error is full, the command waits, but this process must still notice the end of
+    // its starter.
     const pollfd words = isBehind_ ? pollfd{.fd = STDERR_FILENO, .events = POLLOUT, .revents = 0}
                                    : pollfd{.fd = errors_, .events = POLLIN, .revents = 0};
     std::array<pollfd, 4> events{pollfd{.fd = signals_, .events = POLLIN, .revents = 0},
@@ -195,7 +199,7 @@ void Request::hearRunner() {
 }
 
 void Request::relayErrors() {
-    // A pipe that takes any bytes takes as many as this.
+    // A pipe that is ready for writing accepts this many bytes without blocking.
     std::array<char, PIPE_BUF> chunk{};
     isBehind_ = false;
     while (errors_ >= 0 && isReady(errors_, POLLIN)) {
@@ -214,7 +218,7 @@ void Request::relayErrors() {
 
 void Request::relay(std::string_view words) {
     constexpr std::size_t mostHeld = 4096;
-    // The runner tells of its start before its command can say a word.
+    // The runner reports its start before the command writes anything.
     if (runner_ >= 0) {
         hearRunner();
     }
@@ -243,8 +247,8 @@ void Request::abandon() {
     }
 }
 
-/// Takes the question back while it is open. Once root's, pkexec has become the runner, which hears
-/// the lifeline.
+/// Withdraws the question if it is still open. After the authorization pkexec has become the
+/// runner: it belongs to root and cannot be signalled, but it watches the lifeline.
 void Request::askToEnd() {
     if (pkexec_ > 0) {
         ::kill(pkexec_, SIGTERM);

@@ -36,13 +36,13 @@ std::string escaped(std::string_view text, std::string_view special) {
     return result;
 }
 
-/// A value of a desktop entry; a blank at its start would be lost otherwise.
+/// Escapes a value of a desktop entry. An unescaped blank at its start would be lost.
 std::string stringValue(std::string_view text) {
     const std::string value = escaped(text, "\\");
     return value.starts_with(' ') ? "\\s" + value.substr(1) : value;
 }
 
-/// One argument of an Exec line: quoted, without field codes, and then a value like any other.
+/// Escapes one argument of an Exec line: quotes it, doubles "%", then escapes it as a value.
 std::string execArgument(std::string_view argument) {
     std::string doubled;
     for (const char character : argument) {
@@ -66,7 +66,7 @@ std::optional<std::vector<std::string>> texts(const propertyList::Value* value) 
     return result;
 }
 
-/// What opening a bundle comes to.
+/// Replaces the command that opens a bundle by the bundle's program.
 void resolveOpener(std::vector<std::string>& arguments) {
     if (arguments.size() == 3 && arguments[0] == opener && arguments[1] == "-a") {
         arguments = {arguments[2] + std::string(bundleProgram)};
@@ -103,8 +103,9 @@ std::variant<LaunchAgent, Error> launchAgent(std::string_view text) {
 
 std::string autostartEntry(const LaunchAgent& agent) {
     const std::string& program = agent.arguments.front();
-    // GLib and systemd look the first word up before they undo "%%". What stands before it then
-    // only runs the rest; "env" would take a "=" in the path for a variable.
+    // GLib and systemd look up the program in the first word before they replace "%%" by "%". So
+    // the first word is "nice", which changes nothing here; "env" would take a path with "=" for a
+    // variable.
     std::string exec = program.find('%') == std::string::npos ? "" : "/usr/bin/nice -n 0";
     for (const std::string& argument : agent.arguments) {
         exec += (exec.empty() ? "" : " ") + execArgument(argument);

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// A login agent as a desktop session knows it: an entry in the user's autostart folder.
+// Translates a login agent into an entry of the user's autostart folder.
 #pragma once
 
 #include "platform/Error.h"
@@ -12,22 +12,22 @@
 
 namespace kestrelnet {
 
-/// What a property list says about a program that is to be started at login.
+/// The content of a property list that starts a program at login.
 struct LaunchAgent {
-    /// The plain name of a file.
+    /// A file name without a folder.
     std::string label;
-    /// The program, by its absolute path, and its arguments.
+    /// The absolute path of the program, then its arguments.
     std::vector<std::string> arguments;
     bool runAtLoad = false;
 
     bool operator==(const LaunchAgent&) const = default;
 };
 
-/// The agent that `text`, a property list, describes; "/usr/bin/open -a BUNDLE" in it stands for
-/// the bundle's own program. Or why it describes none.
+/// Reads the property list `text`. "/usr/bin/open -a BUNDLE" is replaced by the bundle's program.
+/// Returns the reason if `text` describes no agent.
 std::variant<LaunchAgent, Error> launchAgent(std::string_view text);
 
-/// The desktop entry that starts the agent's program as long as that is there.
+/// The desktop entry that starts the agent's program if the program is installed.
 std::string autostartEntry(const LaunchAgent& agent);
 
 /// The user's autostart folder: below $XDG_CONFIG_HOME, or $HOME/.config, or the account's home

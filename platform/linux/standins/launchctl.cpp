@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// launchctl load PLIST: lets the desktop session start the program of the property list at each
-// login, by an entry in the user's autostart folder. launchctl unload PLIST: takes that back.
+// launchctl load PLIST: makes the desktop session start the program of the property list at each
+// login, with an entry in the user's autostart folder. launchctl unload PLIST: removes that entry.
 #include "platform/FileManager.h"
 #include "platform/PropertyList.h"
 #include "platform/linux/standins/AutostartEntry.h"
@@ -29,22 +29,22 @@ int refuse(const std::string& path, int error) {
 
 int load(const LaunchAgent& agent, const std::string& folder, const std::string& entry) {
     if (!agent.runAtLoad) {
-        // Known from now on, but nothing that a login starts.
+        // The agent is not started at login, so there must be no entry.
         const bool isGone = ::unlink(entry.c_str()) == 0 || errno == ENOENT;
         return isGone ? EXIT_SUCCESS : refuse(entry, errno);
     }
     if (!files::createFolder(folder)) {
         return refuse(folder + " cannot be made");
     }
-    // Whoever keeps such files in a repository has a link here: it stays, and leads to the new
-    // text.
+    // Some users keep such files in a repository and link to them: a link stays, and its target
+    // gets the new text.
     if (!files::writeAtomically(entry, autostartEntry(agent))) {
         return refuse(entry + " cannot be written");
     }
     return EXIT_SUCCESS;
 }
 
-/// Takes the entry itself away: not what a link there leads to, and no folder with all it holds.
+/// Removes the entry; if it is a link, not its target, and never a folder.
 int unload(const std::string& entry) {
     return ::unlink(entry.c_str()) == 0 ? EXIT_SUCCESS : refuse(entry, errno);
 }
@@ -52,7 +52,7 @@ int unload(const std::string& entry) {
 } // namespace
 
 int main(int count, char** arguments) {
-    // What is made here, the folders above as well, is the user's alone.
+    // Only the user may read the new files and folders.
     ::umask(0077);
     const std::string_view subcommand = count == 3 ? arguments[1] : "";
     if (subcommand != "load" && subcommand != "unload") {

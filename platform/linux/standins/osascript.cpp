@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // osascript -e 'do shell script "COMMAND" with administrator privileges': runs COMMAND as root
-// after asking for an administrator's password, see Authorization.h. It understands nothing else.
+// after asking for an administrator's password, see Authorization.h. It accepts nothing else.
 #include "platform/linux/standins/AppleScriptStatement.h"
 #include "platform/linux/standins/Authorization.h"
 #include "privileged/CleanState.h"
@@ -13,7 +13,7 @@
 
 namespace {
 
-/// The program `name` beside this one; empty when that is nowhere.
+/// The path of the program `name` in this program's folder; empty when that is unknown.
 std::string besideThis(std::string_view name) {
     std::array<char, 4096> path{};
     const ssize_t size = ::readlink("/proc/self/exe", path.data(), path.size());

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
-// tail -f PIPE: copies what comes through the named pipe PIPE to standard output, from the first
-// byte and at once, whoever writes it and however often writers come and go. It ends once nobody
-// reads its standard output any more, and only then.
+// tail -f PIPE: copies all data from the named pipe PIPE to standard output, from the first byte
+// and without delay. Any number of writers may open and close the pipe. It ends only when its
+// standard output has no reader any more.
 #include "privileged/CleanState.h"
 
 #include <array>
@@ -23,14 +23,14 @@ int refuse(const char* subject, const char* reason) {
     return EXIT_FAILURE;
 }
 
-/// Without a wait, also for a reader that has just started.
+/// Whether standard output has a reader. Does not wait.
 bool isRead() {
     pollfd output{.fd = STDOUT_FILENO, .events = 0, .revents = 0};
     return ::poll(&output, 1, 0) == 0 || (output.revents & (POLLERR | POLLNVAL)) == 0;
 }
 
-/// Opens the pipe for reading, and for writing as well: that never waits for the other side, and no
-/// end of file comes between two writers.
+/// Opens the pipe for reading and writing: then open() does not wait for a writer, and there is no
+/// end of file between two writers.
 int openPipe(const char* path) {
     const int pipe = ::open(path, O_RDWR | O_NONBLOCK | O_NOFOLLOW | O_CLOEXEC);
     struct stat status {};
@@ -47,7 +47,7 @@ bool writeAll(std::string_view bytes) {
         if (size >= 0) {
             bytes.remove_prefix(static_cast<std::size_t>(size));
         } else if (errno == EAGAIN) {
-            // The description is shared with others, who may have made it so.
+            // Another process that shares this open file may have made it non-blocking.
             pollfd output{.fd = STDOUT_FILENO, .events = POLLOUT, .revents = 0};
             ::poll(&output, 1, -1);
         } else if (errno != EINTR) {
@@ -84,14 +84,14 @@ int main(int count, char** arguments) {
     if (count != 3 || std::string_view(arguments[1]) != "-f") {
         return refuse("usage", "tail -f PIPE");
     }
-    // A run that is over already; the pipe of that name may be the next one's.
+    // Without a reader the run is over, and the pipe may belong to the next run.
     if (!isRead()) {
         return EXIT_SUCCESS;
     }
     ::signal(SIGPIPE, SIG_IGN);
     const int pipe = openPipe(arguments[2]);
     if (pipe < 0 && errno == ENOENT) {
-        // The same: who ends a run takes its pipe away.
+        // The run is over, too: its pipe has been removed.
         return EXIT_SUCCESS;
     }
     if (pipe < 0) {

@@ -29,7 +29,7 @@ QVariant wrapped(const QVariant& value) {
     return QVariant::fromValue(QDBusVariant(value));
 }
 
-/// The desktop's settings, as the portal shows them.
+/// A portal that serves the settings of the desktop.
 class FakePortal : public QDBusVirtualObject {
   public:
     explicit FakePortal(QVariant colorScheme) : colorScheme_(std::move(colorScheme)) {
@@ -97,7 +97,7 @@ class AppearanceTest : public testing::Test {
         return waitUntil([this, colorScheme] { return appearance_->colorScheme() == colorScheme; });
     }
 
-    /// Returns when the portal has answered as often, and the answer has been handled.
+    /// Waits until the portal has answered `count` requests and the last answer has been handled.
     static bool waitForReads(FakePortal& portal, int count) {
         const bool asked = waitUntil([&portal, count] { return portal.reads() == count; });
         roundTrip(portal.connection());
@@ -109,7 +109,7 @@ class AppearanceTest : public testing::Test {
     std::vector<ColorScheme> changes_;
 };
 
-TEST_F(AppearanceTest, darkAtStart) {
+TEST_F(AppearanceTest, readsDarkAtStart) {
     const FakePortal portal(wrapped(1U));
     watch();
     EXPECT_THAT(changes_, IsEmpty()) << "called from within the constructor";
@@ -117,13 +117,13 @@ TEST_F(AppearanceTest, darkAtStart) {
     EXPECT_THAT(changes_, ElementsAre(ColorScheme::dark));
 }
 
-TEST_F(AppearanceTest, valueWrappedOnce) {
+TEST_F(AppearanceTest, acceptsAValueThatIsWrappedOnce) {
     const FakePortal portal(2U);
     watch();
     EXPECT_TRUE(waitFor(ColorScheme::light));
 }
 
-TEST_F(AppearanceTest, changesWhileRunning) {
+TEST_F(AppearanceTest, followsTheColorScheme) {
     FakePortal portal(wrapped(1U));
     watch();
     ASSERT_TRUE(waitFor(ColorScheme::dark));
@@ -135,7 +135,7 @@ TEST_F(AppearanceTest, changesWhileRunning) {
                 ElementsAre(ColorScheme::dark, ColorScheme::light, ColorScheme::noPreference));
 }
 
-TEST_F(AppearanceTest, contrastChangesWhileRunning) {
+TEST_F(AppearanceTest, followsTheContrast) {
     FakePortal portal(wrapped(0U));
     watch();
     EXPECT_FALSE(appearance_->wantsHighContrast());
@@ -146,7 +146,7 @@ TEST_F(AppearanceTest, contrastChangesWhileRunning) {
     EXPECT_EQ(changes_.size(), 2U);
 }
 
-TEST_F(AppearanceTest, equalValueIsNoChange) {
+TEST_F(AppearanceTest, reportsNoChangeForAnEqualValue) {
     FakePortal portal(wrapped(1U));
     watch();
     ASSERT_TRUE(waitFor(ColorScheme::dark));
@@ -155,7 +155,7 @@ TEST_F(AppearanceTest, equalValueIsNoChange) {
     EXPECT_THAT(changes_, ElementsAre(ColorScheme::dark));
 }
 
-TEST_F(AppearanceTest, otherSettingsDoNotWakeIt) {
+TEST_F(AppearanceTest, ignoresOtherSettings) {
     FakePortal portal(wrapped(1U));
     watch();
     ASSERT_TRUE(waitFor(ColorScheme::dark));
@@ -166,7 +166,7 @@ TEST_F(AppearanceTest, otherSettingsDoNotWakeIt) {
     EXPECT_EQ(portal.reads(), 2);
 }
 
-TEST_F(AppearanceTest, unknownValuesAreNoPreference) {
+TEST_F(AppearanceTest, treatsUnknownValuesAsNoPreference) {
     for (const QVariant& value : {QVariant(7U), QVariant(QStringLiteral("dark"))}) {
         FakePortal portal(wrapped(value));
         watch();
@@ -176,7 +176,7 @@ TEST_F(AppearanceTest, unknownValuesAreNoPreference) {
     EXPECT_THAT(changes_, IsEmpty());
 }
 
-TEST_F(AppearanceTest, portalIsMissingAndComesLate) {
+TEST_F(AppearanceTest, readsAPortalThatStartsLate) {
     watch();
     roundTrip(QDBusConnection::sessionBus());
     EXPECT_THAT(changes_, IsEmpty());

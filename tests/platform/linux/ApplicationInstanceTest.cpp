@@ -9,6 +9,10 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+
+#include <fcntl.h>
+#include <sys/resource.h>
+#include <unistd.h>
 #include <vector>
 
 namespace kestrelnet {
@@ -19,6 +23,8 @@ using testing::IsEmpty;
 using Acquisition = ApplicationInstance::Acquisition;
 
 [[maybe_unused]] auto* const bus = testing::AddGlobalTestEnvironment(new SessionBus);
+
+constexpr auto name = "com.kestrelnetvpn.app";
 
 /// Another process of the application.
 class Probe : public ChildProgram {
@@ -36,7 +42,7 @@ class Probe : public ChildProgram {
     }
 };
 
-/// An instance that takes requests and never answers.
+/// An instance that receives requests and never answers.
 class MuteInstance : public QDBusVirtualObject {
   public:
     MuteInstance() {
@@ -57,7 +63,7 @@ class MuteInstance : public QDBusVirtualObject {
     bool asked_ = false;
 };
 
-TEST(ApplicationProcessesTest, secondActivatesFirst) {
+TEST(ApplicationProcessesTest, theSecondActivatesTheFirst) {
     Probe first;
     ASSERT_EQ(first.readLine(), "acquired");
     Probe second;
@@ -66,7 +72,7 @@ TEST(ApplicationProcessesTest, secondActivatesFirst) {
     EXPECT_EQ(first.readLine(), "activate");
 }
 
-TEST(ApplicationProcessesTest, linksOfSecondReachFirstAsTheyAre) {
+TEST(ApplicationProcessesTest, theSecondPassesItsLinksUnchanged) {
     Probe first;
     ASSERT_EQ(first.readLine(), "acquired");
     Probe second({"KESTRELNET://Setup?key=dev_%41b%2F%zz+", "kestrelnet:x\xc3\xa9"});
@@ -75,14 +81,14 @@ TEST(ApplicationProcessesTest, linksOfSecondReachFirstAsTheyAre) {
     EXPECT_EQ(first.readLine(), "open kestrelnet:x\xc3\xa9");
 }
 
-TEST(ApplicationProcessesTest, firstOpensItsOwnLinks) {
+TEST(ApplicationProcessesTest, theFirstOpensItsOwnLinks) {
     Probe first({"kestrelnet://setup?key=1", "kestrelnet://setup?key=2"});
     EXPECT_EQ(first.readLine(), "acquired");
     EXPECT_EQ(first.readLine(), "open kestrelnet://setup?key=1");
     EXPECT_EQ(first.readLine(), "open kestrelnet://setup?key=2");
 }
 
-TEST(ApplicationProcessesTest, activationTokenOfSecondIsOffered) {
+TEST(ApplicationProcessesTest, theFirstGetsTheActivationTokenOfTheSecond) {
     Probe first;
     ASSERT_EQ(first.readLine(), "acquired");
     Probe second({}, "10000", {{"XDG_ACTIVATION_TOKEN", "permit-1"}});
@@ -93,7 +99,7 @@ TEST(ApplicationProcessesTest, activationTokenOfSecondIsOffered) {
     EXPECT_EQ(first.readLine(), "activate") << "a permit is for one request";
 }
 
-TEST(ApplicationProcessesTest, frozenFirstDoesNotHoldUpSecond) {
+TEST(ApplicationProcessesTest, aFrozenFirstDoesNotBlockTheSecond) {
     Probe first;
     ASSERT_EQ(first.readLine(), "acquired");
     first.freeze();
@@ -103,24 +109,45 @@ TEST(ApplicationProcessesTest, frozenFirstDoesNotHoldUpSecond) {
     EXPECT_EQ(first.readLine(), "activate") << "late, but not lost";
 }
 
-TEST(ApplicationProcessesTest, frozenFirstCanBeEndedAndReplaced) {
+TEST(ApplicationProcessesTest, aFrozenFirstCanBeEndedAndReplaced) {
     Probe first;
     ASSERT_EQ(first.readLine(), "acquired");
     first.freeze();
-    ApplicationInstance second;
+    ApplicationInstance second(name);
     ASSERT_EQ(second.acquire({}, std::chrono::milliseconds(300)), Acquisition::unresponsive);
     EXPECT_TRUE(second.endOther());
     EXPECT_EQ(first.exitStatus(), std::nullopt) << "not ended by a signal";
     EXPECT_EQ(second.acquire(), Acquisition::acquired);
 }
 
-TEST(ApplicationProcessesTest, thereMayBeNobodyToEnd) {
-    ApplicationInstance instance;
+TEST(ApplicationProcessesTest, aFrozenFirstThatCannotBeEndedIsReportedAtOnce) {
+    Probe first;
+    ASSERT_EQ(first.readLine(), "acquired");
+    first.freeze();
+    ApplicationInstance second(name);
+    ASSERT_EQ(second.acquire({}, std::chrono::milliseconds(300)), Acquisition::unresponsive);
+    rlimit before{};
+    ASSERT_EQ(::getrlimit(RLIMIT_NOFILE, &before), 0);
+    // Open descriptors stay usable, but the new one that endOther() needs is refused.
+    const int next = ::fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, 0);
+    ::close(next);
+    const rlimit exhausted{.rlim_cur = static_cast<rlim_t>(next), .rlim_max = before.rlim_max};
+    ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &exhausted), 0);
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_FALSE(second.endOther(std::chrono::seconds(10)));
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(5));
+    ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &before), 0);
+    first.thaw();
+    EXPECT_EQ(first.readLine(), "activate");
+}
+
+TEST(ApplicationProcessesTest, endingSucceedsWithoutAnotherInstance) {
+    ApplicationInstance instance(name);
     EXPECT_TRUE(instance.endOther());
     EXPECT_EQ(instance.acquire(), Acquisition::acquired);
 }
 
-TEST(ApplicationProcessesTest, olderNameOfTheTokenServesToo) {
+TEST(ApplicationProcessesTest, theFirstAcceptsTheOlderNameOfTheToken) {
     Probe first;
     ASSERT_EQ(first.readLine(), "acquired");
     Probe second({}, "10000", {{"DESKTOP_STARTUP_ID", "permit-3"}});
@@ -130,15 +157,15 @@ TEST(ApplicationProcessesTest, olderNameOfTheTokenServesToo) {
     EXPECT_EQ(first.readLine(), "activate, token permit-5");
 }
 
-TEST(ApplicationProcessesTest, patienceIsBoundedWithoutBeingAsked) {
+TEST(ApplicationProcessesTest, acquiringHasADefaultTimeLimit) {
     Probe first;
     ASSERT_EQ(first.readLine(), "acquired");
     first.freeze();
-    ApplicationInstance second;
+    ApplicationInstance second(name);
     EXPECT_EQ(second.acquire(), Acquisition::unresponsive);
 }
 
-TEST(ApplicationProcessesTest, secondTakesOverWhenFirstDiesUnanswering) {
+TEST(ApplicationProcessesTest, theSecondTakesOverWhenTheFirstEndsWithoutAnAnswer) {
     auto first = std::make_unique<MuteInstance>();
     Probe second({"kestrelnet:kept"});
     ASSERT_TRUE(waitUntil([&first] { return first->wasAsked(); }));
@@ -147,7 +174,7 @@ TEST(ApplicationProcessesTest, secondTakesOverWhenFirstDiesUnanswering) {
     EXPECT_EQ(second.readLine(), "open kestrelnet:kept");
 }
 
-TEST(ApplicationProcessesTest, nameIsFreeAfterFirstHasEnded) {
+TEST(ApplicationProcessesTest, theNameIsFreeAfterTheFirstHasEnded) {
     Probe first;
     ASSERT_EQ(first.readLine(), "acquired");
     first.terminate();
@@ -156,8 +183,8 @@ TEST(ApplicationProcessesTest, nameIsFreeAfterFirstHasEnded) {
     EXPECT_EQ(second.readLine(), "acquired");
 }
 
-TEST(ApplicationProcessesTest, nameIsFreeAfterDestruction) {
-    auto first = std::make_unique<ApplicationInstance>();
+TEST(ApplicationProcessesTest, theNameIsFreeAfterDestruction) {
+    auto first = std::make_unique<ApplicationInstance>(name);
     ASSERT_EQ(first->acquire(), Acquisition::acquired);
     first.reset();
     roundTrip(QDBusConnection::sessionBus());
@@ -165,7 +192,7 @@ TEST(ApplicationProcessesTest, nameIsFreeAfterDestruction) {
     EXPECT_EQ(second.readLine(), "acquired");
 }
 
-/// The instance in this process, and somebody on the bus who calls it.
+/// The instance in this process, and a client on the bus that calls it.
 class ApplicationInstanceTest : public testing::Test {
   protected:
     void SetUp() override { ASSERT_EQ(instance_.acquire(), Acquisition::acquired); }
@@ -192,12 +219,12 @@ class ApplicationInstanceTest : public testing::Test {
         return waitUntil([this, count] { return requests_.size() >= count; });
     }
 
-    ApplicationInstance instance_;
+    ApplicationInstance instance_{name};
     BusPeer caller_;
     std::vector<std::string> requests_;
 };
 
-TEST_F(ApplicationInstanceTest, requestsBeforeTheHandlersWaitInOrder) {
+TEST_F(ApplicationInstanceTest, requestsWaitInOrderForTheHandlers) {
     const QStringList urls{QStringLiteral("KESTRELNET://A?key=%20"), QStringLiteral("b:")};
     EXPECT_EQ(call("Open", {urls, QVariantMap()}).type(), QDBusMessage::ReplyMessage);
     EXPECT_EQ(call("Activate", {QVariantMap()}).type(), QDBusMessage::ReplyMessage);
@@ -207,7 +234,7 @@ TEST_F(ApplicationInstanceTest, requestsBeforeTheHandlersWaitInOrder) {
     EXPECT_THAT(requests_, ElementsAre("KESTRELNET://A?key=%20", "b:", "activate"));
 }
 
-TEST_F(ApplicationInstanceTest, answersBeforeTheHandlerIsDone) {
+TEST_F(ApplicationInstanceTest, answersBeforeTheHandlerReturns) {
     const QDBusPendingCall call =
         caller_.connection().asyncCall(request("Activate", {QVariantMap()}));
     bool answered = false;

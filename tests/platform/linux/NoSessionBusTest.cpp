@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// A session without a bus: nothing is found, and nothing waits for it.
+// Runs without a session bus: nothing is found, and nothing blocks.
 #include "platform/Appearance.h"
 #include "platform/ApplicationInstance.h"
 #include "platform/TrayHost.h"
@@ -19,7 +19,7 @@ class NoSessionBus : public testing::Environment {
 
 [[maybe_unused]] auto* const noBus = testing::AddGlobalTestEnvironment(new NoSessionBus);
 
-TEST(NoSessionBusTest, noTray) {
+TEST(NoSessionBusTest, reportsNoTray) {
     bool appeared = false;
     bool absent = false;
     const TrayHost host(
@@ -28,8 +28,8 @@ TEST(NoSessionBusTest, noTray) {
     EXPECT_FALSE(appeared);
 }
 
-TEST(NoSessionBusTest, instanceRunsAllTheSame) {
-    ApplicationInstance instance;
+TEST(NoSessionBusTest, anInstanceRunsWithoutABus) {
+    ApplicationInstance instance("com.kestrelnetvpn.app");
     EXPECT_EQ(instance.acquire({"kestrelnet:a"}), ApplicationInstance::Acquisition::unavailable);
     std::string opened;
     instance.setHandlers(
@@ -37,7 +37,7 @@ TEST(NoSessionBusTest, instanceRunsAllTheSame) {
     EXPECT_TRUE(waitUntil([&opened] { return opened == "kestrelnet:a"; }));
 }
 
-TEST(NoSessionBusTest, noPreference) {
+TEST(NoSessionBusTest, reportsNoPreference) {
     bool changed = false;
     const Appearance appearance([&changed] { changed = true; });
     runPostedEvents();

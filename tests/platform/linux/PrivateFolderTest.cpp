@@ -25,7 +25,7 @@ class PrivateFolderTest : public testing::Test {
         ASSERT_EQ(::chmod(path.c_str(), mode), 0);
     }
 
-    /// A folder with mode 0700 that is not ours.
+    /// A folder with mode 0700 that another user owns.
     std::string foreignFolder() const {
         if (::geteuid() != 0) {
             return "/root";
@@ -44,7 +44,7 @@ class PrivateFolderTest : public testing::Test {
         EXPECT_EQ(status.st_mode, S_IFDIR | 0700U);
     }
 
-    /// Expects a folder of another name than the fallback's, which somebody has taken.
+    /// Expects a folder whose name differs from the fallback's, which another user has taken.
     void expectFresh() const {
         const std::string fresh = privateFolder(nullptr, fallback);
         EXPECT_TRUE(fresh.starts_with(fallback + '-')) << fresh;
@@ -57,12 +57,12 @@ class PrivateFolderTest : public testing::Test {
     const std::string fallback = folder.file("fallback");
 };
 
-TEST_F(PrivateFolderTest, IsTheRuntimeFolder) {
+TEST_F(PrivateFolderTest, isTheRuntimeFolder) {
     EXPECT_EQ(privateFolder(runtime.c_str(), fallback), runtime + '/');
     EXPECT_FALSE(fs::exists(fallback));
 }
 
-TEST_F(PrivateFolderTest, IsTheFallbackWithoutAUsableRuntimeFolder) {
+TEST_F(PrivateFolderTest, isTheFallbackWithoutAUsableRuntimeFolder) {
     folder.write("file", "");
     fs::create_directory_symlink("runtime", folder.file("link"));
     makeFolder(folder.file("group"), 0750);
@@ -80,40 +80,40 @@ TEST_F(PrivateFolderTest, IsTheFallbackWithoutAUsableRuntimeFolder) {
     fs::current_path("/");
 }
 
-TEST_F(PrivateFolderTest, UsesItsFallbackAgain) {
+TEST_F(PrivateFolderTest, usesItsFallbackAgain) {
     EXPECT_EQ(privateFolder(nullptr, fallback), fallback + '/');
     folder.write("fallback/fifo", "");
     EXPECT_EQ(privateFolder(nullptr, fallback), fallback + '/');
     EXPECT_TRUE(fs::exists(fallback + "/fifo"));
 }
 
-TEST_F(PrivateFolderTest, ShunsAFallbackThatOthersCanEnter) {
+TEST_F(PrivateFolderTest, avoidsAFallbackThatOthersCanEnter) {
     for (const unsigned mode : {0755U, 0777U, 0710U, 0701U}) {
         makeFolder(fallback, mode);
         expectFresh();
     }
 }
 
-TEST_F(PrivateFolderTest, ShunsAFallbackThatIsALink) {
+TEST_F(PrivateFolderTest, avoidsAFallbackThatIsALink) {
     fs::create_directory_symlink(runtime, fallback);
     expectFresh();
     EXPECT_TRUE(fs::is_empty(runtime));
 }
 
-TEST_F(PrivateFolderTest, ShunsAFallbackThatIsAFile) {
+TEST_F(PrivateFolderTest, avoidsAFallbackThatIsAFile) {
     folder.write("fallback", "");
     ASSERT_EQ(::chmod(fallback.c_str(), 0700), 0);
     expectFresh();
 }
 
-TEST_F(PrivateFolderTest, ShunsAFallbackOfSomebodyElse) {
+TEST_F(PrivateFolderTest, avoidsAFallbackOfAnotherUser) {
     const std::string foreign = foreignFolder();
     const std::string given = privateFolder(nullptr, foreign);
     EXPECT_NE(given, foreign + '/');
     EXPECT_TRUE(given == "/dev/null/" || given.starts_with(foreign + '-')) << given;
 }
 
-TEST_F(PrivateFolderTest, IsUnusableForEverybodyWhereNoneCanBeMade) {
+TEST_F(PrivateFolderTest, isUnusableIfNoneCanBeCreated) {
     EXPECT_EQ(privateFolder(nullptr, folder.file("missing/fallback")), "/dev/null/");
 }
 

@@ -18,7 +18,7 @@ namespace {
 
 class SessionBusTest : public testing::Test {
   protected:
-    /// Until this process has noticed, and has reached the new bus.
+    /// Restarts the bus and waits until this process is connected to the new one.
     void restart() {
         bus->restart();
         const int before = returns_;
@@ -30,7 +30,7 @@ class SessionBusTest : public testing::Test {
     const SessionBusReturn busReturn_{[this] { ++returns_; }};
 };
 
-TEST_F(SessionBusTest, isReachedAgainAsOftenAsItRestarts) {
+TEST_F(SessionBusTest, isReachedAgainAfterEveryRestart) {
     ASSERT_TRUE(sessionBus().isConnected());
     for (int round = 1; round <= 3; ++round) {
         restart();
@@ -39,8 +39,8 @@ TEST_F(SessionBusTest, isReachedAgainAsOftenAsItRestarts) {
     }
 }
 
-TEST_F(SessionBusTest, theInstanceHasItsNameAgain) {
-    ApplicationInstance instance;
+TEST_F(SessionBusTest, theInstanceGetsItsNameBack) {
+    ApplicationInstance instance("com.kestrelnetvpn.app");
     ASSERT_EQ(instance.acquire(), ApplicationInstance::Acquisition::acquired);
     int activations = 0;
     instance.setHandlers({.activate = [&activations] { ++activations; }, .open = {}});
@@ -54,8 +54,8 @@ TEST_F(SessionBusTest, theInstanceHasItsNameAgain) {
     EXPECT_TRUE(waitUntil([&activations] { return activations == 1; }));
 }
 
-TEST_F(SessionBusTest, whoComesFirstMeanwhileKeepsTheName) {
-    ApplicationInstance instance;
+TEST_F(SessionBusTest, anotherProcessThatTakesTheNameKeepsIt) {
+    ApplicationInstance instance("com.kestrelnetvpn.app");
     ASSERT_EQ(instance.acquire(), ApplicationInstance::Acquisition::acquired);
     bus->restart();
     BusPeer other;
@@ -70,7 +70,7 @@ TEST_F(SessionBusTest, whoComesFirstMeanwhileKeepsTheName) {
               other.connection().baseService().toStdString());
 }
 
-TEST_F(SessionBusTest, signalsAreHeardAgainAndTheReturnIsAReasonToAsk) {
+TEST_F(SessionBusTest, signalsArriveAgainAndTheReturnCallsBack) {
     int received = 0;
     const SessionBusSignal signal({"/path", "kestrelnet.Test", "Changed", {}},
                                   [&received] { ++received; });

@@ -19,7 +19,7 @@ auto* const bus = new SessionBus;
 constexpr auto watcherName = "org.kde.StatusNotifierWatcher";
 constexpr auto watcherPath = "/StatusNotifierWatcher";
 
-/// The desktop's registry of tray icons and of the hosts that show them.
+/// The StatusNotifierWatcher, the desktop's registry of tray icons and of their hosts.
 class FakeWatcher : public QDBusVirtualObject {
   public:
     explicit FakeWatcher(bool hasHost) : hasHost_(hasHost) {
@@ -75,7 +75,7 @@ class TrayHostTest : public testing::Test {
     std::unique_ptr<TrayHost> host_;
 };
 
-TEST_F(TrayHostTest, hostIsThereBefore) {
+TEST_F(TrayHostTest, findsAHostThatIsPresentBefore) {
     const FakeWatcher watcher(true);
     watch();
     EXPECT_EQ(appeared_, 0) << "called from within the constructor";
@@ -84,7 +84,7 @@ TEST_F(TrayHostTest, hostIsThereBefore) {
     EXPECT_EQ(absent_, 0);
 }
 
-TEST_F(TrayHostTest, watcherAndHostComeLate) {
+TEST_F(TrayHostTest, findsAWatcherAndHostThatStartLate) {
     watch();
     EXPECT_EQ(absent_, 0) << "called from within the constructor";
     ASSERT_TRUE(waitForAbsent());
@@ -94,7 +94,7 @@ TEST_F(TrayHostTest, watcherAndHostComeLate) {
     EXPECT_EQ(absent_, 1);
 }
 
-TEST_F(TrayHostTest, watcherGetsItsHostLate) {
+TEST_F(TrayHostTest, findsAHostThatRegistersLate) {
     FakeWatcher watcher(false);
     watch();
     ASSERT_TRUE(waitForAbsent());
@@ -104,7 +104,7 @@ TEST_F(TrayHostTest, watcherGetsItsHostLate) {
     EXPECT_EQ(absent_, 1);
 }
 
-TEST_F(TrayHostTest, watcherRestartsWithHost) {
+TEST_F(TrayHostTest, findsAHostAfterARestartOfTheWatcher) {
     auto watcher = std::make_unique<FakeWatcher>(false);
     watch();
     ASSERT_TRUE(waitForAbsent());
@@ -118,7 +118,7 @@ TEST_F(TrayHostTest, watcherRestartsWithHost) {
     EXPECT_EQ(absent_, 1);
 }
 
-TEST_F(TrayHostTest, watchesNothingOnceAppeared) {
+TEST_F(TrayHostTest, watchesNothingAfterATrayHasAppeared) {
     FakeWatcher watcher(true);
     watch();
     ASSERT_TRUE(waitForAppeared());
@@ -130,7 +130,7 @@ TEST_F(TrayHostTest, watchesNothingOnceAppeared) {
     EXPECT_EQ(watcher.questions(), 2) << "one each";
 }
 
-TEST_F(TrayHostTest, appearsOnceMoreAfterARestartOfTheBus) {
+TEST_F(TrayHostTest, reportsATrayAgainAfterARestartOfTheBus) {
     auto watcher = std::make_unique<FakeWatcher>(true);
     watch();
     ASSERT_TRUE(waitForAppeared());
@@ -158,7 +158,7 @@ TEST_F(TrayHostTest, mayBeDestroyedByItsHandlers) {
     EXPECT_TRUE(waitForAppeared());
 }
 
-TEST_F(TrayHostTest, callsNobodyOnceDestroyed) {
+TEST_F(TrayHostTest, callsNoHandlerAfterDestruction) {
     const FakeWatcher watcher(true);
     watch();
     host_.reset();

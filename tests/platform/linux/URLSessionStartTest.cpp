@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// A program of its own: what one test has loaded stays loaded for the next.
+// A test program of its own, because a library stays loaded after the test that loaded it.
 #include "platform/URLSession.h"
 
 #include <QCoreApplication>
@@ -13,7 +13,7 @@
 namespace kestrelnet {
 namespace {
 
-/// Whether this process has loaded a library of which the name begins so.
+/// Whether this process has loaded a library whose name starts with `name`.
 bool hasLoaded(const std::string& name) {
     std::ifstream maps("/proc/self/maps");
     for (std::string line; std::getline(maps, line);) {
@@ -37,7 +37,7 @@ std::ptrdiff_t threadCount() {
     return std::distance(threads, {});
 }
 
-TEST(URLSessionStart, LoadsAndStartsNothingBeforeTheFirstLookup) {
+TEST(URLSessionStartTest, loadsAndStartsNothingBeforeTheFirstLookup) {
     const auto threads = threadCount();
     URLSession session;
     EXPECT_FALSE(hasLoadedNetworkLibrary());

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// On a real X server, without a session bus.
+// Runs with a real X server and without a session bus.
 #include "platform/TrayHost.h"
 
 #include "tests/support/ChildProgram.h"
@@ -18,7 +18,7 @@ namespace {
 template <typename Reply>
 using ReplyPointer = std::unique_ptr<Reply, decltype(&std::free)>;
 
-/// An X server of the test program's own, and the application on it.
+/// A private X server and the application that is connected to it.
 class Display : public testing::Environment {
   public:
     Display(int& count, char** arguments) : count_(count), arguments_(arguments) {}
@@ -46,7 +46,7 @@ class Display : public testing::Environment {
     std::optional<QGuiApplication> application_;
 };
 
-/// A panel: owns the tray's selection and announces it.
+/// A panel: owns the selection of the tray and announces it.
 class FakeTray {
   public:
     FakeTray() : connection_(xcb_connect(nullptr, nullptr)) {
@@ -77,7 +77,7 @@ class FakeTray {
         synchronize();
     }
 
-    /// Returns when the server has done all that was asked.
+    /// Waits until the server has handled all requests.
     void synchronize() { atom("MANAGER"); }
 
   private:
@@ -107,7 +107,7 @@ class XEmbedTrayTest : public testing::Test {
     std::unique_ptr<TrayHost> host_;
 };
 
-TEST_F(XEmbedTrayTest, ownerIsThereBefore) {
+TEST_F(XEmbedTrayTest, findsAnOwnerThatIsPresentBefore) {
     const FakeTray tray;
     watch();
     EXPECT_EQ(appeared_, 0) << "called from within the constructor";
@@ -115,7 +115,7 @@ TEST_F(XEmbedTrayTest, ownerIsThereBefore) {
     EXPECT_EQ(absent_, 0);
 }
 
-TEST_F(XEmbedTrayTest, ownerComesLate) {
+TEST_F(XEmbedTrayTest, findsAnOwnerThatStartsLate) {
     watch();
     ASSERT_TRUE(waitUntil([this] { return absent_ > 0; }));
     EXPECT_EQ(appeared_, 0);
@@ -141,7 +141,7 @@ TEST_F(XEmbedTrayTest, mayBeDestroyedByItsHandlers) {
     EXPECT_TRUE(waitUntil([this] { return appeared_ > 0; }));
 }
 
-TEST_F(XEmbedTrayTest, toolkitKeepsWhatItListensTo) {
+TEST_F(XEmbedTrayTest, keepsTheEventsThatTheToolkitHasSelected) {
     xcb_connection_t* connection =
         qGuiApp->nativeInterface<QNativeInterface::QX11Application>()->connection();
     const xcb_window_t root = xcb_setup_roots_iterator(xcb_get_setup(connection)).data->root;

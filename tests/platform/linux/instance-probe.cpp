@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// One process of the application: instance-probe PATIENCE-IN-MILLISECONDS [URL...]
-// Prints how the acquisition went, then each request, until it is ended.
+// instance-probe PATIENCE-IN-MILLISECONDS [URL...]: acts as one process of the application. Prints
+// the result of the acquisition, then each request, until it is ended.
 #include "platform/ApplicationInstance.h"
 
 #include <QCoreApplication>
@@ -45,7 +45,7 @@ int main(int count, char** arguments) {
         return EXIT_FAILURE;
     }
     const std::chrono::milliseconds patience(std::strtol(words[1], nullptr, 10));
-    ApplicationInstance instance;
+    ApplicationInstance instance("com.kestrelnetvpn.app");
     const auto acquisition =
         instance.acquire(std::vector<std::string>(words.begin() + 2, words.end()), patience);
     print(nameOf(acquisition));

@@ -37,9 +37,7 @@ INSTANTIATE_TEST_SUITE_P(
         Accepted{"do shell script \"Zo\xC3\xAB \xFF\" with administrator privileges",
                  "Zo\xC3\xAB \xFF"},
         Accepted{"do shell script \" with administrator privileges\" with administrator privileges",
-                 " with administrator privileges"},
-        Accepted{"\n \t do \t shell  script\t\"id\"  with  administrator\tprivileges \r\n", "id"},
-        Accepted{R"(do shell script"id"with administrator privileges)", "id"}));
+                 " with administrator privileges"}));
 
 class RefusedStatementTest : public testing::TestWithParam<std::string> {};
 
@@ -75,7 +73,19 @@ INSTANTIATE_TEST_SUITE_P(
         "do shell script \"a" + std::string(1, '\0') + "b\" with administrator privileges",
         "do shell script \"a\" with administrator privileges" + std::string(1, '\0'),
         R"(do shell script "id" user name "root" with administrator privileges)",
-        // What the application makes to install the helper without a script.
+        // Correct AppleScript, but not as the application writes it.
+        "\n \t do \t shell  script\t\"id\"  with  administrator\tprivileges \r\n",
+        R"(do shell script"id"with administrator privileges)",
+        R"( do shell script "id" with administrator privileges)",
+        R"(do shell script "id" with administrator privileges )",
+        "do shell script \"id\" with administrator privileges\n",
+        R"(do  shell script "id" with administrator privileges)",
+        R"(do shell script  "id" with administrator privileges)",
+        R"(do shell script "id"  with administrator privileges)",
+        "do shell script \"id\"\twith administrator privileges",
+        // The quotes of start and end must be two characters.
+        R"(do shell script " with administrator privileges)",
+        // The statement that installs the helper without a script has unescaped quotes in it.
         R"(do shell script "mkdir -p /Library/PrivilegedHelperTools && printf '#!/bin/bash\nexec "/opt/k/bin/kestrelnet-client" "$@"\n' > /Library/PrivilegedHelperTools/com.kestrelnetvpn.tunnel" with administrator privileges)"));
 
 } // namespace

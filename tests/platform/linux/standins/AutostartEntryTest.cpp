@@ -27,14 +27,14 @@ std::string refusal(const std::string& text) {
     return error != nullptr ? error->description : "";
 }
 
-/// The line of that key in the entry of an agent with these arguments.
+/// The line of `key` in the entry of an agent with these arguments.
 std::string lineOf(const std::string& key, const std::vector<std::string>& arguments) {
     const std::string entry = autostartEntry({.label = "name", .arguments = arguments});
     const std::size_t begin = entry.find("\n" + key + "=") + 1;
     return entry.substr(begin, entry.find('\n', begin) - begin);
 }
 
-TEST(LaunchAgentTest, theApplicationsOwnListOpensItsProgram) {
+TEST(LaunchAgentTest, readsTheProgramFromTheApplicationsOwnList) {
     EXPECT_EQ(std::get<LaunchAgent>(launchAgent(launchAgentText("/opt/Kestrel net"))),
               (LaunchAgent{.label = "com.kestrelnetvpn.app",
                            .arguments = {"/opt/Kestrel net/Contents/Linux/kestrelnet"},
@@ -46,7 +46,7 @@ TEST(LaunchAgentTest, aPathThatMakesTheListInvalidIsRefusedWithItsLine) {
     EXPECT_THAT(refusal(launchAgentText("/opt/<b>")), HasSubstr("line 11"));
 }
 
-TEST(LaunchAgentTest, anotherProgramStandsAsItIs) {
+TEST(LaunchAgentTest, keepsAnotherProgramUnchanged) {
     for (const auto& [more, runs] : {std::pair{"", false},
                                      {"<key>RunAtLoad</key><false/>", false},
                                      {"<key>RunAtLoad</key><true/>", true},
@@ -57,7 +57,7 @@ TEST(LaunchAgentTest, anotherProgramStandsAsItIs) {
     }
 }
 
-TEST(LaunchAgentTest, refusesWhatNamesNoFileOfItsOwn) {
+TEST(LaunchAgentTest, refusesALabelThatIsNoFileName) {
     for (const char* name : {"", ".", "..", ".hidden", "a/b", "/etc/passwd", "a\nb"}) {
         EXPECT_THAT(
             refusal(plist("<key>Label</key><string>" + std::string(name) + "</string>" + program)),
@@ -69,7 +69,7 @@ TEST(LaunchAgentTest, refusesWhatNamesNoFileOfItsOwn) {
                 HasSubstr("Label"));
 }
 
-TEST(LaunchAgentTest, refusesWhatNamesNoProgram) {
+TEST(LaunchAgentTest, refusesAListWithoutAProgram) {
     for (const char* arguments :
          {"", "<key>ProgramArguments</key><array/>",
           "<key>ProgramArguments</key><string>/p</string>",
@@ -85,7 +85,7 @@ TEST(LaunchAgentTest, refusesWhatNamesNoProgram) {
     EXPECT_NE(refusal(""), "");
 }
 
-TEST(AutostartEntryTest, isWhatADesktopExpects) {
+TEST(AutostartEntryTest, isAValidDesktopEntry) {
     EXPECT_EQ(autostartEntry({.label = "com.kestrelnetvpn.app",
                               .arguments = {"/usr/lib/kestrelnet/Contents/Linux/kestrelnet"},
                               .runAtLoad = true}),
@@ -100,7 +100,7 @@ TEST(AutostartEntryTest, isWhatADesktopExpects) {
               "X-GNOME-Autostart-enabled=true\n");
 }
 
-TEST(AutostartEntryTest, escapesWhatMeansSomethingInAnExecLine) {
+TEST(AutostartEntryTest, escapesTheSpecialCharactersOfAnExecLine) {
     EXPECT_EQ(lineOf("Exec", {"/a b", "c"}), R"(Exec="/a b" "c")");
     EXPECT_EQ(lineOf("Exec", {"/a", "100%"}), R"(Exec="/a" "100%%")");
     EXPECT_EQ(lineOf("Exec", {"/100%"}), R"(Exec=/usr/bin/nice -n 0 "/100%%")");
@@ -110,7 +110,7 @@ TEST(AutostartEntryTest, escapesWhatMeansSomethingInAnExecLine) {
     EXPECT_EQ(lineOf("TryExec", {R"(/a "\b% c)"}), R"(TryExec=/a "\\b% c)");
 }
 
-TEST(AutostartEntryTest, theFolderIsTheUsersOwn) {
+TEST(AutostartEntryTest, isInTheUsersAutostartFolder) {
     const auto folder = [](const char* config, const char* home) {
         const ScopedVariable first("XDG_CONFIG_HOME", config);
         const ScopedVariable second("HOME", home);

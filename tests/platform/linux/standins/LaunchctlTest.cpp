@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The program itself, with real files.
+// Tests the program itself with real files.
 #include "platform/FileManager.h"
 #include "platform/linux/standins/AutostartEntry.h"
 #include "system/LoginAgent.h"
@@ -22,7 +22,8 @@ using testing::StartsWith;
 
 class LaunchctlTest : public testing::Test {
   protected:
-    /// Runs it, with `limit` before it for the shell, which has it as "$@"; its status.
+    /// Runs it in a shell after the shell command `limit`, which may change "$@". Returns its
+    /// status.
     int run(const std::vector<std::string>& arguments, const std::string& limit = ":") {
         std::vector<std::string> command{"/bin/sh", "-c",
                                          limit + "; \"$@\" 2>'" + folder.file("errors") + "'", "sh",
@@ -95,7 +96,7 @@ TEST_F(LaunchctlTest, loadReplacesWhatWasThere) {
     EXPECT_EQ(written(), entryOf("/opt/Kestrelnet"));
 }
 
-TEST_F(LaunchctlTest, whatIsNotToRunAtLoginIsNoEntry) {
+TEST_F(LaunchctlTest, anAgentThatDoesNotRunAtLoginGetsNoEntry) {
     writeList("/opt/Kestrelnet");
     EXPECT_EQ(load(), 0);
     std::string text = launchAgentText("/opt/Kestrelnet");
@@ -105,7 +106,7 @@ TEST_F(LaunchctlTest, whatIsNotToRunAtLoginIsNoEntry) {
     EXPECT_FALSE(files::exists(entry()));
 }
 
-TEST_F(LaunchctlTest, unloadingWhatIsNotLoadedIsAnError) {
+TEST_F(LaunchctlTest, unloadingAnAgentThatIsNotLoadedIsAnError) {
     writeList("/opt/Kestrelnet");
     EXPECT_EQ(unload(), 1);
     EXPECT_EQ(errors(), "launchctl: " + entry() + ": No such file or directory\n");
@@ -131,7 +132,7 @@ TEST_F(LaunchctlTest, aListThatCannotBeReadChangesNothing) {
     EXPECT_THAT(errors(), HasSubstr("cannot be read"));
 }
 
-TEST_F(LaunchctlTest, anAutostartFolderThatIsAFileIsLeftAlone) {
+TEST_F(LaunchctlTest, anAutostartFolderThatIsAFileStaysUnchanged) {
     writeList("/opt/Kestrelnet");
     const std::string inTheWay = folder.write("config/autostart", "mine");
     EXPECT_EQ(load(), 1);
@@ -140,7 +141,7 @@ TEST_F(LaunchctlTest, anAutostartFolderThatIsAFileIsLeftAlone) {
     EXPECT_EQ(readFile(inTheWay), "mine");
 }
 
-TEST_F(LaunchctlTest, anEntryThatIsAFolderIsLeftAlone) {
+TEST_F(LaunchctlTest, anEntryThatIsAFolderStaysUnchanged) {
     writeList("/opt/Kestrelnet");
     const std::string inside = folder.write("config/autostart/com.kestrelnetvpn.app.desktop/a", "");
     EXPECT_EQ(load(), 1);
@@ -150,14 +151,14 @@ TEST_F(LaunchctlTest, anEntryThatIsAFolderIsLeftAlone) {
     EXPECT_TRUE(files::exists(inside));
 }
 
-TEST_F(LaunchctlTest, aReadOnlyFolderStaysAsItIs) {
+TEST_F(LaunchctlTest, aReadOnlyFolderStaysUnchanged) {
     writeList("/opt/Kestrelnet");
     ASSERT_EQ(load(), 0);
     const std::string before = written();
     writeList("/opt/moved");
     const fs::path autostart = fs::path(entry()).parent_path();
     fs::permissions(autostart, fs::perms::owner_read | fs::perms::owner_exec);
-    // Permissions do not bind root with all its capabilities.
+    // Root ignores permissions as long as it has its capabilities.
     const std::string bound = "[ $(id -u) != 0 ] || set -- setpriv --bounding-set=-all \"$@\"";
     EXPECT_EQ(run({"load", list()}, bound), 1);
     EXPECT_THAT(errors(), HasSubstr("cannot be written"));
@@ -167,7 +168,7 @@ TEST_F(LaunchctlTest, aReadOnlyFolderStaysAsItIs) {
     EXPECT_EQ(written(), before);
 }
 
-TEST_F(LaunchctlTest, aFullDiskLeavesTheOldEntryWhole) {
+TEST_F(LaunchctlTest, aFullDiskKeepsTheOldEntryComplete) {
     writeList("/opt/Kestrelnet");
     ASSERT_EQ(load(), 0);
     const std::string before = written();
@@ -178,7 +179,7 @@ TEST_F(LaunchctlTest, aFullDiskLeavesTheOldEntryWhole) {
     EXPECT_EQ(std::distance(fs::directory_iterator(folder.file("config/autostart")), {}), 1);
 }
 
-TEST_F(LaunchctlTest, anEntryBehindALinkIsWrittenWhereItIsAndOnlyTheLinkIsRemoved) {
+TEST_F(LaunchctlTest, loadWritesTheTargetOfALinkAndUnloadRemovesOnlyTheLink) {
     writeList("/opt/Kestrelnet");
     const std::string real = folder.write("dotfiles/entry", "old");
     fs::create_directories(folder.file("config/autostart"));
@@ -191,7 +192,7 @@ TEST_F(LaunchctlTest, anEntryBehindALinkIsWrittenWhereItIsAndOnlyTheLinkIsRemove
     EXPECT_TRUE(files::exists(real));
 }
 
-TEST_F(LaunchctlTest, takesASubcommandAndAList) {
+TEST_F(LaunchctlTest, requiresASubcommandAndAList) {
     writeList("/opt/Kestrelnet");
     for (const std::vector<std::string>& arguments : {std::vector<std::string>{},
                                                       {"load"},

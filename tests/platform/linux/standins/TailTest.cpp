@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The program that follows the pipe of a run.
+// Tests the program that follows the pipe of a run.
 #include "tests/support/TemporaryFolder.h"
 #include "tests/support/Waiting.h"
 
@@ -43,7 +43,7 @@ class TailTest : public testing::Test {
         ::close(output[1]);
     }
     void follow() { start({"-f", fifo}); }
-    /// Started for a reader who has gone.
+    /// Starts it with a standard output that has no reader.
     void startUnread(const std::vector<std::string>& arguments) {
         std::array<int, 2> output{-1, -1};
         ASSERT_EQ(::pipe2(output.data(), O_CLOEXEC), 0);
@@ -58,7 +58,7 @@ class TailTest : public testing::Test {
         }
     }
 
-    /// A writer, which is there once somebody reads.
+    /// Waits for a reader and opens the pipe for writing.
     int openWriter() const {
         int writer = -1;
         EXPECT_TRUE(waitFor([&] {
@@ -70,7 +70,7 @@ class TailTest : public testing::Test {
     static void write(int writer, std::string_view text) {
         EXPECT_EQ(::write(writer, text.data(), text.size()), static_cast<ssize_t>(text.size()));
     }
-    /// The next bytes of the output, up to `size`; fewer when they do not come.
+    /// Reads `size` bytes of the output; fewer after ten seconds without output or at its end.
     std::string read(std::size_t size) const {
         std::string text;
         while (text.size() < size) {
@@ -87,7 +87,7 @@ class TailTest : public testing::Test {
         }
         return text;
     }
-    /// Waits for the end; the exit status.
+    /// Waits for the end and returns the exit status.
     int result() {
         int status = 0;
         const pid_t pid = std::exchange(pid_, -1);
@@ -125,7 +125,7 @@ class TailTest : public testing::Test {
     int output_ = -1;
 };
 
-TEST_F(TailTest, copiesFromTheFirstByteAtOnce) {
+TEST_F(TailTest, copiesFromTheFirstByteWithoutDelay) {
     follow();
     const int writer = openWriter();
     for (const std::string_view text : {"a", "b\n", "\xFF\0x", "long line without an end"}) {
@@ -135,7 +135,7 @@ TEST_F(TailTest, copiesFromTheFirstByteAtOnce) {
     ::close(writer);
 }
 
-TEST_F(TailTest, copiesWhatWasWrittenBeforeItCame) {
+TEST_F(TailTest, copiesBytesThatWereWrittenBeforeItsStart) {
     const int early = ::open(fifo.c_str(), O_RDWR | O_CLOEXEC);
     write(early, "early\n");
     follow();
@@ -143,7 +143,7 @@ TEST_F(TailTest, copiesWhatWasWrittenBeforeItCame) {
     ::close(early);
 }
 
-TEST_F(TailTest, letsAWriterInThatWaits) {
+TEST_F(TailTest, releasesAWaitingWriter) {
     const pid_t writer = ::fork();
     if (writer == 0) {
         const int pipe = ::open(fifo.c_str(), O_WRONLY | O_CLOEXEC);
@@ -156,7 +156,7 @@ TEST_F(TailTest, letsAWriterInThatWaits) {
     EXPECT_EQ(status, 0);
 }
 
-TEST_F(TailTest, goesOnAfterAWriterHasLeft) {
+TEST_F(TailTest, continuesAfterAWriterHasClosedThePipe) {
     follow();
     for (int writer = 0; writer < 5; ++writer) {
         const int pipe = openWriter();
@@ -170,7 +170,7 @@ TEST_F(TailTest, goesOnAfterAWriterHasLeft) {
 TEST_F(TailTest, sleepsWhileNobodyWrites) {
     follow();
     ::close(openWriter());
-    // Once it sleeps it stays asleep; a turn of its loop would be a switch.
+    // Each turn of its loop would be a voluntary context switch.
     const std::string status = "/proc/" + std::to_string(pid()) + "/status";
     const auto switches = [&status] {
         const std::string text = readFile(status);
@@ -186,7 +186,7 @@ TEST_F(TailTest, sleepsWhileNobodyWrites) {
     }));
 }
 
-TEST_F(TailTest, endsOnceNobodyReadsThoughNobodyWrites) {
+TEST_F(TailTest, endsWithoutAReaderEvenIfNobodyWrites) {
     follow();
     ::close(openWriter());
     closeOutput();
@@ -194,12 +194,12 @@ TEST_F(TailTest, endsOnceNobodyReadsThoughNobodyWrites) {
     EXPECT_EQ(errors(), "");
 }
 
-TEST_F(TailTest, endsOnceNobodyReadsWhatItIsAboutToWrite) {
+TEST_F(TailTest, endsWithoutAReaderWhileItWaitsToWrite) {
     follow();
     const int writer = openWriter();
     ::fcntl(writer, F_SETFL, O_NONBLOCK);
     const std::string chunk(65536, 'x');
-    // Until both pipes are full, and it waits for its reader.
+    // Write until both pipes are full, so that it waits for its reader.
     EXPECT_TRUE(waitFor([&] {
         int waiting = 0;
         ::ioctl(output(), FIONREAD, &waiting);
@@ -210,7 +210,7 @@ TEST_F(TailTest, endsOnceNobodyReadsWhatItIsAboutToWrite) {
     ::close(writer);
 }
 
-TEST_F(TailTest, losesNothingToASlowReader) {
+TEST_F(TailTest, losesNothingWithASlowReader) {
     follow();
     const pid_t writer = ::fork();
     constexpr int lines = 100000;
@@ -229,7 +229,7 @@ TEST_F(TailTest, losesNothingToASlowReader) {
     ::waitpid(writer, nullptr, 0);
 }
 
-TEST_F(TailTest, leavesThePipeAloneWhenNobodyReads) {
+TEST_F(TailTest, doesNotReadThePipeWithoutAReader) {
     const int other = ::open(fifo.c_str(), O_RDWR | O_NONBLOCK | O_CLOEXEC);
     write(other, "another run's");
     startUnread({"-f", fifo});
@@ -240,13 +240,13 @@ TEST_F(TailTest, leavesThePipeAloneWhenNobodyReads) {
     ::close(other);
 }
 
-TEST_F(TailTest, endsQuietlyWithoutThePipeOfARunThatIsOver) {
+TEST_F(TailTest, endsSilentlyIfThePipeIsMissing) {
     start({"-f", folder.file("missing")});
     EXPECT_EQ(result(), 0);
     EXPECT_EQ(errors(), "");
 }
 
-TEST_F(TailTest, refusesWhatIsNoPipe) {
+TEST_F(TailTest, refusesAFileThatIsNoPipe) {
     start({"-f", folder.write("file", "text")});
     EXPECT_EQ(result(), 1);
     EXPECT_EQ(errors(), "tail: " + folder.file("file") + ": not a named pipe\n");
@@ -260,7 +260,7 @@ TEST_F(TailTest, followsNoLink) {
     EXPECT_EQ(errors(), "tail: " + link + ": not a named pipe\n");
 }
 
-TEST_F(TailTest, takesTwoArgumentsOnly) {
+TEST_F(TailTest, requiresTwoArguments) {
     for (const std::vector<std::string>& arguments : std::vector<std::vector<std::string>>{
              {}, {"-f"}, {fifo}, {"-n", fifo}, {"-f", fifo, fifo}}) {
         start(arguments);
