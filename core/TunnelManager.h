@@ -4,8 +4,8 @@
 #include "core/ClientOutput.h"
 #include "core/Observable.h"
 #include "core/OperatorValues.h"
+#include "core/Platform.h"
 #include "core/TunnelStatus.h"
-#include "platform/Platform.h"
 #include "platform/Process.h"
 
 #include <cstdint>

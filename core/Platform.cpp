@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: MIT
+#include "core/Platform.h"
+
 #include "platform/Bundle.h"
 #include "platform/FileManager.h"
-#include "platform/Platform.h"
 #include "platform/SystemPaths.h"
 
 namespace kestrelnet {
