@@ -22,7 +22,7 @@ void TunnelManager::connect() {
     }
     if (!binaryInstalled()) {
         status = TunnelStatus::error;
-        lastLog = "kestrelnet-client not found. Install: " + installCommand();
+        lastLog = std::string(product::clientName) + " not found. Install: " + installCommand();
         return;
     }
     if (status != TunnelStatus::disconnected && status != TunnelStatus::error) {

@@ -9,9 +9,9 @@ void TunnelManager::startViaHelper() {
     const auto errors = std::make_shared<Pipe>();
 
     Environment environment = currentEnvironment();
-    environment["DEVICE_API_KEY"] = apiKey;
-    environment["AUTH_URL"] = operator_.authURL;
-    environment["RELAY_ADDR"] = operator_.relayAddress;
+    environment[product::keyVariable] = apiKey;
+    environment[product::authURLVariable] = operator_.authURL;
+    environment[product::relayAddressVariable] = operator_.relayAddress;
 
     process->executablePath = platform_.paths.helper;
     process->environment = std::move(environment);

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
 #include "core/PromptLaunch.h"
 
+#include "core/RunFiles.h"
 #include "core/TunnelManager.h"
 #include "platform/FileManager.h"
-#include "platform/RunFiles.h"
 
 namespace kestrelnet {
 
@@ -13,20 +13,16 @@ constexpr unsigned launcherMode = 0755;
 constexpr unsigned fifoMode = 0600;
 constexpr Seconds readerDelay{1.0};
 
+std::string exportLine(const char* variable, const std::string& value) {
+    return std::string("export ") + variable + "='" + value + "'\n";
+}
+
 } // namespace
 
 std::string launcherScript(const LauncherValues& values) {
-    return "#!/bin/bash\n"
-           "export DEVICE_API_KEY='" +
-           values.apiKey +
-           "'\n"
-           "export AUTH_URL='" +
-           values.authURL +
-           "'\n"
-           "export RELAY_ADDR='" +
-           values.relayAddress +
-           "'\n"
-           "stdbuf -oL '" +
+    return "#!/bin/bash\n" + exportLine(product::keyVariable, values.apiKey) +
+           exportLine(product::authURLVariable, values.authURL) +
+           exportLine(product::relayAddressVariable, values.relayAddress) + "stdbuf -oL '" +
            values.clientPath + "' 2>&1";
 }
 

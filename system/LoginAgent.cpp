@@ -13,7 +13,8 @@ std::string launchAgentText(const std::string& bundlePath) {
 <plist version="1.0">
 <dict>
     <key>Label</key>
-    <string>com.kestrelnetvpn.app</string>
+    <string>)" +
+           std::string(product::applicationIdentifier) + R"(</string>
     <key>ProgramArguments</key>
     <array>
         <string>/usr/bin/open</string>
@@ -45,8 +46,8 @@ void TunnelManager::setStartAtLogin(bool value) {
 
 const std::string& TunnelManager::launchAgentPath() {
     if (launchAgentPath_.empty()) {
-        launchAgentPath_ =
-            platform_.paths.home + "/Library/LaunchAgents/com.kestrelnetvpn.app.plist";
+        launchAgentPath_ = platform_.paths.home + "/Library/LaunchAgents/" +
+                           product::applicationIdentifier + ".plist";
     }
     return launchAgentPath_;
 }

@@ -57,7 +57,7 @@ void TunnelManager::performUninstall(const std::function<void()>& completion) {
 
 void TunnelManager::finishUninstall(const std::string& home,
                                     const std::function<void()>& completion) {
-    files::remove(home + "/.kestrelnet");
+    files::remove(home + '/' + product::userFolderName);
     for (const char* startupFile : {"/.zshrc", "/.bashrc"}) {
         removeOwnLines(home + startupFile);
     }

@@ -25,7 +25,7 @@ class PlatformTest : public testing::Test {
     TemporaryFolder folder;
 };
 
-TEST_F(PlatformTest, KnowsTheFixedPlaces) {
+TEST_F(PlatformTest, knowsTheFixedPaths) {
     const Paths paths = Platform::system().paths;
     EXPECT_EQ(paths.helper, "/Library/PrivilegedHelperTools/com.kestrelnetvpn.tunnel");
     EXPECT_EQ(paths.systemClient, "/usr/local/bin/kestrelnet-client");
@@ -36,7 +36,7 @@ TEST_F(PlatformTest, KnowsTheFixedPlaces) {
     EXPECT_EQ(paths.tail, paths.bundle + "/Contents/Helpers/tail");
 }
 
-TEST_F(PlatformTest, HasEveryService) {
+TEST_F(PlatformTest, hasEveryService) {
     const Platform platform = Platform::system();
     EXPECT_NE(platform.defaults, nullptr);
     EXPECT_NE(platform.mainQueue, nullptr);
@@ -45,14 +45,15 @@ TEST_F(PlatformTest, HasEveryService) {
     EXPECT_NE(platform.urlSession, nullptr);
 }
 
-TEST_F(PlatformTest, KeepsTheSettingsInTheUsersConfigurationFolder) {
+TEST_F(PlatformTest, keepsTheSettingsInTheUsersConfigurationFolder) {
     const std::string path = folder.file("config/com.kestrelnetvpn.app.conf");
     Platform::system();
     EXPECT_FALSE(files::exists(path));
-    UserDefaults::standard()->set("kestrelnet_auto_connect", true);
+    UserDefaults::standard(product::settingsDomain)->set("kestrelnet_auto_connect", true);
     EXPECT_EQ(readFile(path), "[General]\nkestrelnet_auto_connect=true\n");
     EXPECT_EQ(std::filesystem::status(path).permissions(), std::filesystem::perms(0600));
-    EXPECT_TRUE(UserDefaults::standard()->boolean("kestrelnet_auto_connect"));
+    EXPECT_TRUE(
+        UserDefaults::standard(product::settingsDomain)->boolean("kestrelnet_auto_connect"));
 }
 
 } // namespace
