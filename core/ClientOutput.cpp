@@ -3,34 +3,18 @@
 
 #include <algorithm>
 #include <array>
-#include <cstdint>
+#include <utility>
 
 namespace kestrelnet {
 
 namespace {
 
-/// The pairs of neighbouring characters in `text`, each folded into one of 64 bits: a text can only
-/// hold another when it has all of the other's bits.
-constexpr std::uint64_t pairBits(std::string_view text) {
-    std::uint64_t bits = 0;
-    for (std::size_t next = 1; next < text.size(); ++next) {
-        const auto first = static_cast<unsigned char>(text[next - 1]);
-        const auto second = static_cast<unsigned char>(text[next]);
-        bits |= std::uint64_t{1} << ((first * 31U + second) % 64U);
-    }
-    return bits;
-}
-
 struct Marker {
-    constexpr Marker(MarkerGroup itsGroup, std::string_view itsText)
-        : group(itsGroup), text(itsText), bits(pairBits(itsText)) {}
-
     MarkerGroup group;
     std::string_view text;
-    std::uint64_t bits;
 };
 
-/// In the order in which they are looked for.
+/// In the order of the tests: the first marker that the line contains decides.
 constexpr std::array markers{
     Marker{MarkerGroup::routes, "Full-tunnel:"},
     Marker{MarkerGroup::routes, "Split-tunnel routes:"},
@@ -52,11 +36,8 @@ constexpr std::string_view locationPrefix = "server: ";
 } // namespace
 
 MarkerGroup markerGroup(std::string_view line) {
-    // Most lines hold no marker, and most markers have a pair that the line has not: searching for
-    // each of them all the same would be most of what handling a line costs.
-    const std::uint64_t bits = pairBits(line);
-    const auto found = std::find_if(markers.begin(), markers.end(), [&](const Marker& marker) {
-        return (marker.bits & ~bits) == 0 && line.find(marker.text) != std::string_view::npos;
+    const auto found = std::find_if(markers.begin(), markers.end(), [line](const Marker& marker) {
+        return line.find(marker.text) != std::string_view::npos;
     });
     return found == markers.end() ? MarkerGroup::none : found->group;
 }
@@ -71,24 +52,14 @@ std::optional<std::string_view> serverLocation(std::string_view line) {
 }
 
 void RollingLog::append(std::string_view line) {
-    if (ring_.size() < capacity_) {
-        ring_.emplace_back(line);
-        return;
+    std::string text;
+    if (lines_.size() == capacity_) {
+        // Reuses the memory of the oldest line.
+        text = std::move(lines_.front());
+        lines_.pop_front();
     }
-    ring_[oldest_] = line;
-    oldest_ = (oldest_ + 1) % capacity_;
-}
-
-void RollingLog::clear() {
-    ring_.clear();
-    oldest_ = 0;
-}
-
-std::vector<std::string> RollingLog::lines() const {
-    std::vector<std::string> result = ring_;
-    std::rotate(result.begin(), result.begin() + static_cast<std::ptrdiff_t>(oldest_),
-                result.end());
-    return result;
+    text = line;
+    lines_.push_back(std::move(text));
 }
 
 } // namespace kestrelnet

@@ -1,8 +1,9 @@
 // SPDX-License-Identifier: MIT
-// What the lines of the client's output mean, apart from what is done about them.
+// Parses the client's output. TunnelManager acts on the result.
 #pragma once
 
 #include <cstddef>
+#include <deque>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -10,17 +11,17 @@
 
 namespace kestrelnet {
 
-/// The group of markers that a line holds, in the order in which they are looked for.
+/// The groups of markers, in the order in which a line is tested for them.
 enum class MarkerGroup { routes, relay, reconnect, error, server, none };
 
-/// The first group with a marker anywhere in `line`; case matters.
+/// The first group with a marker anywhere in `line`. Case-sensitive.
 MarkerGroup markerGroup(std::string_view line);
 
-/// The word behind the first "server: " in `line`, up to the next space; it may be empty. None when
-/// there is no such place.
+/// The text between the first "server: " in `line` and the next space, possibly empty. No value
+/// when `line` does not contain "server: ".
 std::optional<std::string_view> serverLocation(std::string_view line);
 
-/// Calls `visit` for each non-empty piece of `chunk` between line feeds, in order.
+/// Splits `chunk` at line feeds and calls `visit` for each piece that is not empty, in order.
 template <typename Visit>
 void forEachLine(std::string_view chunk, Visit visit) {
     while (!chunk.empty()) {
@@ -33,20 +34,20 @@ void forEachLine(std::string_view chunk, Visit visit) {
     }
 }
 
-/// The latest lines, oldest first, a fixed number at most.
+/// The latest lines, oldest first.
 class RollingLog {
   public:
+    /// Keeps at most `capacity` lines, which must be at least 1.
     explicit RollingLog(std::size_t capacity) : capacity_(capacity) {}
 
-    /// Appends `line`, and drops the oldest one when there were as many as fit.
+    /// Appends `line`. When the log is full, removes the oldest line.
     void append(std::string_view line);
-    void clear();
-    std::vector<std::string> lines() const;
+    void clear() { lines_.clear(); }
+    std::vector<std::string> lines() const { return {lines_.begin(), lines_.end()}; }
 
   private:
     std::size_t capacity_;
-    std::vector<std::string> ring_;
-    std::size_t oldest_ = 0;
+    std::deque<std::string> lines_;
 };
 
 } // namespace kestrelnet

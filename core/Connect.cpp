@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "core/TunnelManager.h"
 
+#include "platform/Log.h"
+
 #include <chrono>
 
 namespace kestrelnet {
@@ -18,11 +20,13 @@ constexpr int killSignal = 9;
 void TunnelManager::connect() {
     if (!isConfigured()) {
         lastLog = "API key not configured";
+        log::warning(log::Category::tunnel, *lastLog);
         return;
     }
     if (!binaryInstalled()) {
         status = TunnelStatus::error;
-        lastLog = "kestrelnet-client not found. Install: " + installCommand();
+        lastLog = std::string(product::clientName) + " not found. Install: " + installCommand();
+        log::warning(log::Category::tunnel, "the client is not installed");
         return;
     }
     if (status != TunnelStatus::disconnected && status != TunnelStatus::error) {
@@ -53,6 +57,7 @@ void TunnelManager::disconnect() {
             clock->sleep(pollInterval);
         }
         if (process->isRunning()) {
+            log::warning(log::Category::tunnel, "the client did not end in time and is killed");
             process->kill(killSignal);
         }
         mainQueue->async([manager] {

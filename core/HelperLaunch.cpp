@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "core/TunnelManager.h"
 
+#include "platform/Log.h"
+
 namespace kestrelnet {
 
 void TunnelManager::startViaHelper() {
@@ -9,9 +11,9 @@ void TunnelManager::startViaHelper() {
     const auto errors = std::make_shared<Pipe>();
 
     Environment environment = currentEnvironment();
-    environment["DEVICE_API_KEY"] = apiKey;
-    environment["AUTH_URL"] = operator_.authURL;
-    environment["RELAY_ADDR"] = operator_.relayAddress;
+    environment[product::keyVariable] = apiKey;
+    environment[product::authURLVariable] = operator_.authURL;
+    environment[product::relayAddressVariable] = operator_.relayAddress;
 
     process->executablePath = platform_.paths.helper;
     process->environment = std::move(environment);
@@ -21,13 +23,14 @@ void TunnelManager::startViaHelper() {
     readOutput(output->fileHandleForReading());
     process->terminationHandler = terminationHandler();
 
-    // Recorded before the start is tried: a run that could not be started is replaced by the next
-    // one, or dropped by a disconnect, like any other.
+    // Stored before the start: a process that could not be started is replaced by the next run, or
+    // released by a disconnect, like any other.
     tunnelProcess_ = process;
     outputPipe_ = output;
     if (const auto error = process->run()) {
         status = TunnelStatus::error;
         lastLog = "Failed to start helper: " + error->description;
+        log::warning(log::Category::tunnel, *lastLog);
     }
 }
 

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Change notices of an observable object: one channel, on which every published member announces
-// each assignment before the new value is stored.
+// Change notices of an observable object. All published members of the object share one publisher.
+// Each assignment sends a notice before the new value is stored.
 #pragma once
 
 #include <cstdint>
@@ -11,12 +11,12 @@
 
 namespace kestrelnet {
 
-/// The notice channel of one object. Main thread only.
+/// Sends the notices of one object. Main thread only.
 class ObservableObjectPublisher {
   public:
     using Observer = std::function<void()>;
 
-    /// Ends its observation when destroyed; may outlive the channel.
+    /// Ends the subscription when destroyed. May outlive the publisher.
     class Subscription {
       public:
         Subscription() = default;
@@ -48,8 +48,9 @@ class ObservableObjectPublisher {
         std::uint64_t id_ = 0;
     };
 
-    /// `observer` is called at every notice, in the order of subscription, until the subscription
-    /// goes away. It may subscribe and end subscriptions; what it adds hears the next notice.
+    /// Calls `observer` at every notice, in the order of subscription, until the subscription is
+    /// destroyed. The observer may subscribe and end subscriptions; a new subscription starts with
+    /// the next notice.
     [[nodiscard]] Subscription subscribe(Observer observer) {
         const std::uint64_t id = ++lastId_;
         observers_->emplace(id, std::make_shared<const Observer>(std::move(observer)));
@@ -73,11 +74,12 @@ class ObservableObjectPublisher {
     std::uint64_t lastId_ = 0;
 };
 
-/// A member whose every assignment, of an equal value too, sends a notice and then stores.
+/// A member of an observable object. Every assignment, even of an equal value, sends a notice and
+/// then stores the value.
 template <typename Value>
 class Published {
   public:
-    /// `didSet`, when there is one, is called after each assignment with the value stored.
+    /// Called after each assignment with the stored value.
     using DidSet = std::function<void(const Value&)>;
 
     explicit Published(const ObservableObjectPublisher& publisher, Value initial = {},
@@ -97,7 +99,7 @@ class Published {
         return *this;
     }
 
-    // NOLINTNEXTLINE(google-explicit-constructor): reads like the value it holds.
+    // NOLINTNEXTLINE(google-explicit-constructor): used like the value itself.
     operator const Value&() const { return value_; }
     const Value& operator*() const { return value_; }
     const Value* operator->() const { return &value_; }

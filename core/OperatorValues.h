@@ -7,18 +7,18 @@
 
 namespace kestrelnet {
 
-/// What the operator of the service chose at build time.
+/// Values that the operator of the service chooses at build time.
 struct OperatorValues {
-    /// Handed to the client as AUTH_URL.
+    /// Passed to the client as AUTH_URL.
     std::string authURL = configuration::authURL;
-    /// Handed to the client as RELAY_ADDR.
+    /// Passed to the client as RELAY_ADDR.
     std::string relayAddress = configuration::relayAddress;
     std::string productDomain = configuration::productDomain;
-    /// Answers a GET with the caller's address as plain text.
+    /// A service that answers a GET request with the caller's IP address as plain text.
     std::string exitIPServiceURL = configuration::exitIPServiceURL;
 
     std::string homePageURL() const { return "https://" + productDomain; }
-    /// Where a user gets a device key.
+    /// The page where a user gets a device key.
     std::string portalURL() const { return homePageURL() + "/portal"; }
     std::string installScriptURL() const { return homePageURL() + "/downloads/install-client.sh"; }
 };

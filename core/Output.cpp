@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "core/TunnelManager.h"
 
+#include "platform/Log.h"
 #include "platform/Text.h"
 
 namespace kestrelnet {
@@ -9,11 +10,16 @@ void TunnelManager::readOutput(FileHandle& handle) {
     handle.setReadabilityHandler(
         [manager = weak_from_this(), queue = platform_.mainQueue](FileHandle& readable) {
             const std::string chunk = readable.availableData();
-            if (chunk.empty() || !text::isValidUtf8(chunk)) {
+            if (chunk.empty()) {
                 return;
             }
-            // Waiting holds at most one chunk of each stream in memory and slows a flooding client
-            // down.
+            if (!text::isValidUtf8(chunk)) {
+                log::warning(log::Category::output, "ignored " + std::to_string(chunk.size()) +
+                                                        " bytes that are not UTF-8 text");
+                return;
+            }
+            // Waiting keeps at most one chunk of each stream in memory. A client that writes
+            // faster than the main thread reads is slowed down.
             asyncAndWait(*queue, [&manager, &chunk] {
                 if (const auto self = manager.lock()) {
                     self->handleOutput(chunk);
@@ -43,7 +49,7 @@ void TunnelManager::handleLine(std::string_view line) {
         status = TunnelStatus::reconnecting;
         break;
     case MarkerGroup::error:
-        // Only a start fails by what the client says; a tunnel that is up takes it as talk.
+        // Once connected, error lines do not change the status.
         if (status == TunnelStatus::connecting) {
             status = TunnelStatus::error;
         }

@@ -1,9 +1,11 @@
 // SPDX-License-Identifier: MIT
 #include "core/PromptLaunch.h"
 
+#include "core/AdministratorStatement.h"
+#include "core/RunFiles.h"
 #include "core/TunnelManager.h"
 #include "platform/FileManager.h"
-#include "platform/RunFiles.h"
+#include "platform/Log.h"
 
 namespace kestrelnet {
 
@@ -13,26 +15,38 @@ constexpr unsigned launcherMode = 0755;
 constexpr unsigned fifoMode = 0600;
 constexpr Seconds readerDelay{1.0};
 
+std::string exportLine(const char* variable, const std::string& value) {
+    return std::string("export ") + variable + "='" + value + "'\n";
+}
+
+/// Starts the process that reads the FIFO. `outputPipe` has expired when the run has ended.
+void startReader(Process& reader, const std::weak_ptr<Pipe>& outputPipe) {
+    reader.standardOutput = outputPipe.lock();
+    if (!reader.standardOutput) {
+        // The next run may already use a FIFO of the same name. A reader whose output has no
+        // reading end leaves the FIFO alone and ends.
+        reader.standardOutput = std::make_shared<Pipe>();
+        reader.standardOutput->closeReading();
+    }
+    if (const auto error = reader.run()) {
+        log::warning(log::Category::tunnel, "cannot start the reader: " + error->description);
+    }
+    // Nothing stops the reader. It ends at its next write after the controller released the pipe,
+    // so this process must not keep the reading end open.
+    reader.standardOutput.reset();
+}
+
 } // namespace
 
 std::string launcherScript(const LauncherValues& values) {
-    return "#!/bin/bash\n"
-           "export DEVICE_API_KEY='" +
-           values.apiKey +
-           "'\n"
-           "export AUTH_URL='" +
-           values.authURL +
-           "'\n"
-           "export RELAY_ADDR='" +
-           values.relayAddress +
-           "'\n"
-           "stdbuf -oL '" +
+    return "#!/bin/bash\n" + exportLine(product::keyVariable, values.apiKey) +
+           exportLine(product::authURLVariable, values.authURL) +
+           exportLine(product::relayAddressVariable, values.relayAddress) + "stdbuf -oL '" +
            values.clientPath + "' 2>&1";
 }
 
 std::string runnerCommand(const std::string& launcherPath, const std::string& fifoPath) {
-    return "do shell script \"" + launcherPath + " > " + fifoPath +
-           " 2>&1\" with administrator privileges";
+    return administratorStatement(launcherPath + " > " + fifoPath + " 2>&1");
 }
 
 std::string TunnelManager::launcherPath() const {
@@ -43,29 +57,36 @@ std::string TunnelManager::fifoPath() const {
     return platform_.paths.temporaryDirectory + runFiles::outputPipe;
 }
 
+void TunnelManager::createRunFiles(const std::string& clientPath) {
+    const std::string script = launcherScript({.apiKey = apiKey,
+                                               .authURL = operator_.authURL,
+                                               .relayAddress = operator_.relayAddress,
+                                               .clientPath = clientPath});
+    // A failure does not stop the run.
+    if (!files::writeAtomically(launcherPath(), script)) {
+        log::warning(log::Category::tunnel, "cannot write " + launcherPath());
+    }
+    if (!files::setPermissions(launcherPath(), launcherMode)) {
+        log::warning(log::Category::tunnel, "cannot make executable " + launcherPath());
+    }
+    files::remove(fifoPath());
+    if (!files::makeFifo(fifoPath(), fifoMode)) {
+        log::warning(log::Category::tunnel, "cannot create the FIFO " + fifoPath());
+    }
+}
+
 void TunnelManager::startViaOsascript() {
     const auto clientPath = binaryPath();
     if (!clientPath) {
         return;
     }
-    const auto reader = Process::create();
-    const auto output = std::make_shared<Pipe>();
-
-    files::writeAtomically(launcherPath(), launcherScript({.apiKey = apiKey,
-                                                           .authURL = operator_.authURL,
-                                                           .relayAddress = operator_.relayAddress,
-                                                           .clientPath = *clientPath}));
-    files::setPermissions(launcherPath(), launcherMode);
-    files::remove(fifoPath());
-    files::makeFifo(fifoPath(), fifoMode);
+    createRunFiles(*clientPath);
 
     const auto runner = Process::create();
     runner->executablePath = platform_.paths.osascript;
     runner->arguments = {"-e", runnerCommand(launcherPath(), fifoPath())};
     runner->terminationHandler = terminationHandler();
-    reader->executablePath = platform_.paths.tail;
-    reader->arguments = {"-f", fifoPath()};
-    reader->standardOutput = output;
+    const auto output = std::make_shared<Pipe>();
     readOutput(output->fileHandleForReading());
 
     tunnelProcess_ = runner;
@@ -73,20 +94,16 @@ void TunnelManager::startViaOsascript() {
     if (const auto error = runner->run()) {
         status = TunnelStatus::error;
         lastLog = "Failed to start: " + error->description;
+        log::warning(log::Category::tunnel, *lastLog);
         return;
     }
-    // The reader has the run's output only once it is started: the shell waits for it at the FIFO.
-    platform_.backgroundQueue->asyncAfter(readerDelay, [reader] {
-        const bool isOver = reader->standardOutput.use_count() == 1;
-        if (isOver) {
-            // The FIFO of that name may be the next run's. A reader that nobody reads leaves it
-            // alone.
-            reader->standardOutput->closeReading();
-        }
-        [[maybe_unused]] const auto error = reader->run();
-        // Nobody stops the reader: once the controller lets go of the pipe, its next write fails.
-        reader->standardOutput.reset();
-    });
+    const auto reader = Process::create();
+    reader->executablePath = platform_.paths.tail;
+    reader->arguments = {"-f", fifoPath()};
+    // Until then only the controller owns the pipe. It releases the pipe when the run ends.
+    platform_.backgroundQueue->asyncAfter(
+        readerDelay,
+        [reader, outputPipe = std::weak_ptr<Pipe>(output)] { startReader(*reader, outputPipe); });
 }
 
 } // namespace kestrelnet

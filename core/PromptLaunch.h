@@ -13,12 +13,12 @@ struct LauncherValues {
     std::string clientPath;
 };
 
-/// The shell script that runs the client with its environment. The values stand between single
-/// quotes as they are, without escaping.
+/// The shell script that runs the client with its environment. The values are inserted between
+/// single quotes, without escaping.
 std::string launcherScript(const LauncherValues& values);
 
-/// The AppleScript statement that runs the launcher as root with its output going to the FIFO. The
-/// paths stand in it as they are, without quoting.
+/// The AppleScript statement that runs the launcher as root and redirects its output to the FIFO.
+/// The paths are inserted without quoting or escaping.
 std::string runnerCommand(const std::string& launcherPath, const std::string& fifoPath);
 
 } // namespace kestrelnet

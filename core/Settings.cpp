@@ -1,18 +1,11 @@
 // SPDX-License-Identifier: MIT
 #include "core/TunnelManager.h"
 
+#include "core/DeviceKey.h"
 #include "core/SettingsKeys.h"
 #include "platform/FileManager.h"
-#include "platform/Text.h"
 
 namespace kestrelnet {
-
-namespace {
-
-constexpr std::string_view keyPrefix = "dev_";
-constexpr std::size_t longestUnconfiguredKey = 10;
-
-} // namespace
 
 bool TunnelManager::autoConnect() const {
     return platform_.defaults->boolean(settings::autoConnect);
@@ -24,14 +17,15 @@ void TunnelManager::setAutoConnect(bool value) {
 }
 
 bool TunnelManager::isConfigured() const {
-    return apiKey->starts_with(keyPrefix) && text::characterCount(*apiKey) > longestUnconfiguredKey;
+    return isDeviceKey(*apiKey);
 }
 
 std::optional<std::string> TunnelManager::binaryPath() const {
     const Paths& paths = platform_.paths;
+    const std::string name = product::clientName;
     for (const std::string& candidate :
-         {paths.bundle + "/Contents/Resources/kestrelnet-client",
-          paths.home + "/.kestrelnet/kestrelnet-client", paths.systemClient}) {
+         {paths.bundle + "/Contents/Resources/" + name,
+          paths.home + '/' + product::userFolderName + '/' + name, paths.systemClient}) {
         if (files::exists(candidate)) {
             return candidate;
         }

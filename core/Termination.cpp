@@ -2,6 +2,7 @@
 #include "core/TunnelManager.h"
 
 #include "platform/FileManager.h"
+#include "platform/Log.h"
 
 namespace kestrelnet {
 
@@ -17,11 +18,14 @@ Process::TerminationHandler TunnelManager::terminationHandler() {
 }
 
 void TunnelManager::handleTermination(const Process& process) {
+    log::debug(log::Category::tunnel, "process " + std::to_string(process.processIdentifier()) +
+                                          " ended with status " +
+                                          std::to_string(process.terminationStatus()));
     if (tunnelProcess_ && tunnelProcess_->processIdentifier() == process.processIdentifier()) {
         tunnelProcess_.reset();
     }
-    // Also when an earlier run ended: the output that is read belongs to at most one run, and the
-    // end of any leaves none that can be trusted.
+    // Also when the process of an earlier run ended: the output of the present run is then no
+    // longer read.
     forgetOutput();
     if (status != TunnelStatus::disconnected) {
         status = TunnelStatus::error;

@@ -4,8 +4,8 @@
 #include "core/ClientOutput.h"
 #include "core/Observable.h"
 #include "core/OperatorValues.h"
+#include "core/Platform.h"
 #include "core/TunnelStatus.h"
-#include "platform/Platform.h"
 #include "platform/Process.h"
 
 #include <cstdint>
@@ -16,78 +16,85 @@
 
 namespace kestrelnet {
 
-/// The one controller: it starts, watches and stops the tunnel client, and tells what it knows.
+/// The controller: starts, observes and stops the tunnel client, and publishes its state. The
+/// application has exactly one.
 ///
-/// Everything here is for the main thread alone; no member is guarded by a lock, and every notice
-/// is sent there. Work elsewhere comes back as a job on the main queue that holds the controller
-/// weakly and does nothing when it is gone. Nothing throws; failures show in `status` and
-/// `lastLog`.
+/// Main thread only: no member is locked, and every notice is sent on the main thread. Work on
+/// other threads returns as a job on the main queue. The job holds the controller weakly and does
+/// nothing when the controller was destroyed. No operation throws; failures are reported in
+/// `status` and `lastLog`, and in the log (platform/Log.h).
 ///
-/// Held by a `std::shared_ptr`. Destroying it does not stop a running client.
+/// Must be owned by a `std::shared_ptr`. The destructor does not stop a running client.
 class TunnelManager : public std::enable_shared_from_this<TunnelManager> {
-    // Before the published members: the first value of `apiKey` comes from the settings.
+    // Declared before the published members, because `apiKey` is initialised from the settings.
     Platform platform_;
     OperatorValues operator_;
 
   public:
-    /// Loads the key and looks for the helper; connects nothing, starts no thread and no timer.
+    /// Loads the key from the settings and tests whether the helper exists. Does not connect, and
+    /// starts no thread and no timer.
     explicit TunnelManager(Platform platform = Platform::system(),
                            OperatorValues operatorValues = {});
     ~TunnelManager();
     TunnelManager(const TunnelManager&) = delete;
     TunnelManager& operator=(const TunnelManager&) = delete;
 
-    /// Gets one notice before each assignment of a published member, and one after each write of
+    /// Sends one notice before each assignment of a published member, and one after each write of
     /// `autoConnect` or `startAtLogin`.
     ObservableObjectPublisher objectWillChange;
 
-    Published<TunnelStatus> status{objectWillChange, TunnelStatus::disconnected};
-    /// The public address that the internet sees, as the last lookup to finish gave it.
+    /// The connection state.
+    Published<TunnelStatus> status;
+    /// The public IP address, from the last lookup that finished.
     Published<std::optional<std::string>> exitIP{objectWillChange};
-    /// The name of the home server, as the client told it.
+    /// The name of the home server, from the client's output.
     Published<std::optional<std::string>> serverLocation{objectWillChange};
-    /// The client's latest line, or the latest message of the controller's own.
+    /// The latest line of the client's output, or the latest message of the controller itself.
     Published<std::string> lastLog{objectWillChange};
-    /// Whether the helper was there at start or after the last installation; not looked at again
-    /// before a connect.
+    /// Whether the helper existed when the controller was created or after the last installation;
+    /// false after an uninstall. connect() does not test again.
     Published<bool> helperInstalled{objectWillChange, false};
     /// The device key. Each assignment is written to the settings exactly as given.
     Published<std::string> apiKey;
 
     // -- Settings ------------------------------------------------------------------------------
 
-    /// Whether to connect when the application starts. Read from the settings each time.
+    /// Whether to connect when the application starts. Each call reads the settings.
     bool autoConnect() const;
     void setAutoConnect(bool value);
 
-    /// Whether the application is opened when the user logs in. Read from the settings each time:
-    /// what the user chose, whatever became of it.
+    /// Whether the user chose to open the application at login. Each call reads the settings; the
+    /// login agent itself is not tested.
     bool startAtLogin() const;
-    /// Stores the choice, announces it, then installs or removes the login agent, also when nothing
-    /// changes. Returns once the service manager's command has ended; a failure shows nowhere.
+    /// Stores the choice, sends the notice, then installs or removes the login agent, even when the
+    /// choice did not change. Blocks until launchctl has ended. Failures are only logged.
     void setStartAtLogin(bool value);
 
-    /// Whether the key has the form of a device key: "dev_" and more than 10 characters in all.
+    /// Whether `apiKey` has the form of a device key, see isDeviceKey().
     bool isConfigured() const;
 
-    /// Where the client is: inside the bundle, in the user's own folder, or in the system's; none
-    /// when it is nowhere. The file system is asked each time.
+    /// The path of the client: in the bundle, in the user's own folder, or in the system's folder,
+    /// tested in this order. No value when there is none. Each call reads the file system.
     std::optional<std::string> binaryPath() const;
     bool binaryInstalled() const { return binaryPath().has_value(); }
 
-    /// How to get the client, as shown when it is missing.
+    /// The shell command that installs the client. Shown when the client is missing.
     std::string installCommand() const;
+
+    /// The values that the operator of the service chose at build time.
+    const OperatorValues& operatorValues() const { return operator_; }
 
     // -- Connect and disconnect ----------------------------------------------------------------
 
-    /// Starts the client, through the helper when it is installed and behind the administrator
-    /// prompt otherwise. Without a valid key only `lastLog` says so; without a client `status`
-    /// becomes `error`; ignored while a run is starting or up.
+    /// Starts the client: through the helper when `helperInstalled` is true, otherwise behind the
+    /// administrator prompt. Without a valid key only `lastLog` changes. Without a client `status`
+    /// becomes `error`. Does nothing unless the status is `disconnected` or `error`.
     void connect();
 
-    /// Asks the client to end and returns. A client that is still there after 3.0 seconds is
-    /// killed. `status` becomes `disconnected` once it is gone; at once when nothing runs. A run
-    /// that is started before then is forgotten as well, and goes on unwatched.
+    /// Asks the client to end and returns. A client that still runs after 3.0 seconds is killed.
+    /// `status` becomes `disconnected` when the client has ended, or immediately when none runs. If
+    /// connect() starts another client before that, this controller loses track of it, and it
+    /// continues to run.
     void disconnect();
 
     /// Connects when disconnected or after an error; disconnects otherwise.
@@ -95,34 +102,37 @@ class TunnelManager : public std::enable_shared_from_this<TunnelManager> {
 
     // -- The privileged helper -----------------------------------------------------------------
 
-    /// Installs the helper, behind the administrator prompt, by the script that comes with the
-    /// application. Calls `completion` once, on the main thread, with whether the helper is there
-    /// afterwards, whatever became of the prompt; `helperInstalled` says the same. Two requests at
-    /// a time ask twice.
+    /// Installs the helper behind the administrator prompt, with the script that comes with the
+    /// application. Calls `completion` once, on the main thread, with whether the helper exists
+    /// afterwards, even when the prompt was dismissed. `helperInstalled` is set to the same value.
+    /// Two calls at the same time show two prompts.
     ///
-    /// Without a script the client that is found becomes the helper by a command that the prompt
-    /// refuses to run; without a client `completion` gets false before this returns.
+    /// Without the script, a command that makes the client the helper is passed to the prompt,
+    /// which refuses it because it contains double quotes. Without a client, `completion` is called
+    /// with false before this returns.
     void installHelper(const std::function<void(bool)>& completion);
 
     // -- Uninstalling --------------------------------------------------------------------------
 
-    /// Removes what the application has brought, but not itself: the login agent, the helper
-    /// (behind the administrator prompt, when it is there), the user's folder .kestrelnet, the
-    /// lines that mention it in the shells' start-up files, and the settings. Unless disconnected
-    /// it disconnects first and gives that 2.0 seconds.
+    /// Removes what the application has installed, but not the application itself: the login agent,
+    /// the helper (behind the administrator prompt, if it exists), the user's folder .kestrelnet,
+    /// the lines that contain ".kestrelnet" in the shells' start-up files, and the settings. Unless
+    /// the status is `disconnected`, it disconnects first and continues 2.0 seconds later.
     ///
-    /// Calls `completion` once, on the main thread, whatever could be removed; before this returns
-    /// when the status is disconnected and there is no helper. Never, when the controller goes
-    /// first. The published members but `helperInstalled` keep their values.
+    /// Calls `completion` once, on the main thread, even when something could not be removed. When
+    /// the status is `disconnected` and there is no helper, that happens before this returns. When
+    /// the controller is destroyed first, `completion` is never called. Of the published members
+    /// only `helperInstalled` changes.
     void uninstall(const std::function<void()>& completion);
 
   private:
-    // The private members that no effect shows, for the tests to read.
+    // Lets tests read private members that have no observable effect.
     friend struct TunnelManagerInspector;
 
     // Launch
     void startViaHelper();
     void startViaOsascript();
+    void createRunFiles(const std::string& clientPath);
     std::string launcherPath() const;
     std::string fifoPath() const;
 
@@ -142,9 +152,9 @@ class TunnelManager : public std::enable_shared_from_this<TunnelManager> {
 
     // Administrator's rights
 
-    /// Runs a shell command line as root behind the administrator prompt and returns at once.
-    /// `completion` gets whether it exited with status 0: on a background thread, or with false on
-    /// this one when it could not be tried.
+    /// Runs a shell command line as root behind the administrator prompt and returns immediately.
+    /// Calls `completion` with whether the command exited with status 0, on a background thread; or
+    /// with false on this thread when the prompt could not be started.
     void runWithAdminPrivileges(const std::string& command,
                                 const std::function<void(bool)>& completion);
     void installHelperInline(const std::function<void(bool)>& completion);
@@ -160,7 +170,7 @@ class TunnelManager : public std::enable_shared_from_this<TunnelManager> {
     void performUninstall(const std::function<void()>& completion);
     void finishUninstall(const std::string& home, const std::function<void()>& completion);
 
-    /// Computed once, on first use.
+    /// Computed on first use.
     std::string launchAgentPath_;
 
     static constexpr std::int64_t maxLogLines = 200;

@@ -8,18 +8,18 @@
 
 namespace kestrelnet {
 
-/// The connection state. Its raw value is what a person reads.
+/// The connection state. The user interface shows its raw value.
 enum class TunnelStatus {
-    disconnected, ///< No tunnel: the state at start and after a stop.
+    disconnected, ///< No tunnel: the initial state, and the state after a stop.
     connecting,   ///< The client is starting; no routes yet.
     connected,    ///< The client reported that the routes are in place.
-    reconnecting, ///< The client reported that it is connecting again.
-    error,        ///< A start failed, or the client ended on its own.
+    reconnecting, ///< The client reported that it reconnects.
+    error,        ///< A start failed, or the client ended unexpectedly.
 };
 
 std::string_view rawValue(TunnelStatus status);
 
-/// The status with exactly this raw value, or none.
+/// The status with exactly this raw value, or no value.
 std::optional<TunnelStatus> tunnelStatus(std::string_view rawValue);
 
 } // namespace kestrelnet

@@ -44,7 +44,8 @@ std::string standardizedPath(const std::string& path);
 /// a separator at the end; empty when the account has none.
 std::string homeDirectory();
 
-/// A folder that only the current user can enter, with a separator at the end.
-std::string temporaryDirectory();
+/// A folder that only the current user can enter, with a separator at the end. Where the system has
+/// none, a folder whose name begins with `name` is created.
+std::string temporaryDirectory(const std::string& name);
 
 } // namespace kestrelnet::files

@@ -86,9 +86,9 @@ UserDefaults::UserDefaults(std::unique_ptr<Store> store) : store_(std::move(stor
 
 UserDefaults::~UserDefaults() = default;
 
-std::shared_ptr<UserDefaults> UserDefaults::standard() {
+std::shared_ptr<UserDefaults> UserDefaults::standard(const std::string& domain) {
     return std::shared_ptr<UserDefaults>(
-        new UserDefaults(std::make_unique<Store>(standardSettings())));
+        new UserDefaults(std::make_unique<Store>(standardSettings(domain))));
 }
 
 std::optional<std::string> UserDefaults::string(std::string_view key) const {

@@ -19,8 +19,8 @@ class UserDefaults {
     UserDefaults(const UserDefaults&) = delete;
     UserDefaults& operator=(const UserDefaults&) = delete;
 
-    /// The application's own store.
-    static std::shared_ptr<UserDefaults> standard();
+    /// The user's store of the application that `domain` names, for example "com.example.app".
+    static std::shared_ptr<UserDefaults> standard(const std::string& domain);
 
     /// The text stored under `key`; nothing when it is missing or no text. Empty text is a value.
     std::optional<std::string> string(std::string_view key) const;

@@ -1,13 +1,9 @@
 // SPDX-License-Identifier: MIT
-#include "system/AdministratorCommand.h"
-
+#include "core/AdministratorStatement.h"
 #include "core/TunnelManager.h"
+#include "platform/Log.h"
 
 namespace kestrelnet {
-
-std::string administratorStatement(const std::string& command) {
-    return "do shell script \"" + command + "\" with administrator privileges";
-}
 
 void TunnelManager::runWithAdminPrivileges(const std::string& command,
                                            const std::function<void(bool)>& completion) {
@@ -15,9 +11,17 @@ void TunnelManager::runWithAdminPrivileges(const std::string& command,
     runner->executablePath = platform_.paths.osascript;
     runner->arguments = {"-e", administratorStatement(command)};
     runner->terminationHandler = [completion](const std::shared_ptr<Process>& process) {
-        completion(process->terminationStatus() == 0);
+        const int exitStatus = process->terminationStatus();
+        if (exitStatus != 0) {
+            log::warning(log::Category::system, "the command with administrator rights ended with "
+                                                "status " +
+                                                    std::to_string(exitStatus));
+        }
+        completion(exitStatus == 0);
     };
-    if (runner->run()) {
+    if (const auto error = runner->run()) {
+        log::warning(log::Category::system,
+                     "cannot ask for administrator rights: " + error->description);
         completion(false);
     }
 }

@@ -3,12 +3,13 @@
 
 #include "core/TunnelManager.h"
 #include "platform/FileManager.h"
+#include "platform/Log.h"
 
 namespace kestrelnet {
 
 namespace {
 
-/// For a place between single quotes of a shell.
+/// Escapes `text` for use between single quotes in a shell command.
 std::string escapeSingleQuotes(const std::string& text) {
     std::string escaped;
     for (const char character : text) {
@@ -56,11 +57,14 @@ void TunnelManager::installHelperInline(const std::function<void(bool)>& complet
 std::function<void(bool)>
 TunnelManager::refreshHelper(const std::function<void(bool)>& completion) {
     return [completion, manager = weak_from_this(), queue = platform_.mainQueue](bool) {
-        // What counts is whether the helper is there, however the command has ended.
+        // The result is whether the helper exists, regardless of how the command ended.
         queue->async([completion, manager] {
             const auto self = manager.lock();
             if (self) {
                 self->helperInstalled = files::exists(self->platform_.paths.helper);
+                if (!self->helperInstalled) {
+                    log::warning(log::Category::system, "the helper is not installed");
+                }
             }
             completion(self && self->helperInstalled);
         });

@@ -1,17 +1,18 @@
 // SPDX-License-Identifier: MIT
-// The texts of the commands that install the privileged helper.
+// The shell commands that install the privileged helper.
 #pragma once
 
 #include <string>
 
 namespace kestrelnet {
 
-/// Runs the installer at `scriptPath`, which stands between single quotes as it is.
+/// Runs the installer at `scriptPath`. The path is inserted between single quotes, without
+/// escaping.
 std::string scriptInstallCommand(const std::string& scriptPath);
 
-/// Writes a launcher of two lines for the client to `helperPath`, in an existing folder or not, as
-/// root's and set-user-ID. Single quotes in the client's path are escaped for the shell. The text
-/// holds double quotes, which an AppleScript string ends at.
+/// Creates the folder of `helperPath` if needed and writes a launcher of two lines for the client
+/// to `helperPath`, owned by root and set-user-ID. Single quotes in the client's path are escaped
+/// for the shell. The command contains double quotes, which end an AppleScript string.
 std::string inlineInstallCommand(const std::string& clientPath, const std::string& helperPath);
 
 } // namespace kestrelnet

@@ -4,6 +4,7 @@
 #include "core/SettingsKeys.h"
 #include "core/TunnelManager.h"
 #include "platform/FileManager.h"
+#include "platform/Log.h"
 
 namespace kestrelnet {
 
@@ -13,7 +14,8 @@ std::string launchAgentText(const std::string& bundlePath) {
 <plist version="1.0">
 <dict>
     <key>Label</key>
-    <string>com.kestrelnetvpn.app</string>
+    <string>)" +
+           std::string(product::applicationIdentifier) + R"(</string>
     <key>ProgramArguments</key>
     <array>
         <string>/usr/bin/open</string>
@@ -45,8 +47,8 @@ void TunnelManager::setStartAtLogin(bool value) {
 
 const std::string& TunnelManager::launchAgentPath() {
     if (launchAgentPath_.empty()) {
-        launchAgentPath_ =
-            platform_.paths.home + "/Library/LaunchAgents/com.kestrelnetvpn.app.plist";
+        launchAgentPath_ = platform_.paths.home + "/Library/LaunchAgents/" +
+                           product::applicationIdentifier + ".plist";
     }
     return launchAgentPath_;
 }
@@ -54,22 +56,32 @@ const std::string& TunnelManager::launchAgentPath() {
 void TunnelManager::installLaunchAgent() {
     const std::string& path = launchAgentPath();
     files::createFolder(path.substr(0, path.rfind('/')));
-    files::writeAtomically(path, launchAgentText(platform_.paths.bundle));
+    if (!files::writeAtomically(path, launchAgentText(platform_.paths.bundle))) {
+        log::warning(log::Category::system, "cannot write " + path);
+    }
     runLaunchctl("load");
 }
 
 void TunnelManager::removeLaunchAgent() {
     runLaunchctl("unload");
-    files::remove(launchAgentPath());
+    if (!files::remove(launchAgentPath()) && files::exists(launchAgentPath())) {
+        log::warning(log::Category::system, "cannot remove " + launchAgentPath());
+    }
 }
 
 void TunnelManager::runLaunchctl(const std::string& subcommand) {
     const auto launchctl = Process::create();
     launchctl->executablePath = platform_.paths.launchctl;
     launchctl->arguments = {subcommand, launchAgentPath()};
-    // The switch shows what the user chose, also where the service manager is missing or refuses.
-    static_cast<void>(launchctl->run());
+    // A failure changes nothing: the setting keeps the user's choice.
+    const auto error = launchctl->run();
     launchctl->waitUntilExit();
+    if (error) {
+        log::warning(log::Category::system, "cannot start launchctl: " + error->description);
+    } else if (const int exitStatus = launchctl->terminationStatus(); exitStatus != 0) {
+        log::warning(log::Category::system, "launchctl " + subcommand + " ended with status " +
+                                                std::to_string(exitStatus));
+    }
 }
 
 } // namespace kestrelnet

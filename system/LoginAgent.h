@@ -1,13 +1,12 @@
 // SPDX-License-Identifier: MIT
-// The text of the login agent.
 #pragma once
 
 #include <string>
 
 namespace kestrelnet {
 
-/// The property list that opens the application at `bundlePath` once at each login. The path stands
-/// in it as it is: with "&" or "<" in it the list is invalid.
+/// The property list that opens the application at `bundlePath` once at each login. The path is
+/// inserted without escaping: "&" or "<" in it makes the list invalid.
 std::string launchAgentText(const std::string& bundlePath);
 
 } // namespace kestrelnet

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "system/ShellStartup.h"
 
+#include "core/Product.h"
+
 #include <algorithm>
 
 namespace kestrelnet {
@@ -13,7 +15,7 @@ std::string withoutOwnLines(std::string_view text) {
         const std::size_t end = std::min(text.find('\n', begin), text.size());
         const std::string_view line = text.substr(begin, end - begin);
         begin = end + 1;
-        if (line.find(".kestrelnet") != std::string_view::npos) {
+        if (line.find(product::userFolderName) != std::string_view::npos) {
             continue;
         }
         if (!isFirst) {

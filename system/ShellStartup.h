@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: MIT
-// The shells' start-up files.
 #pragma once
 
 #include <string>
@@ -7,8 +6,9 @@
 
 namespace kestrelnet {
 
-/// `text` without the lines that mention ".kestrelnet" anywhere. Lines end at a line feed alone;
-/// the others stay byte for byte, and so does a line feed at the end, or its absence.
+/// `text`, the content of a shell's start-up file, without the lines that contain ".kestrelnet".
+/// Only a line feed ends a line. All other bytes are kept, including a missing line feed at the
+/// end.
 std::string withoutOwnLines(std::string_view text);
 
 } // namespace kestrelnet

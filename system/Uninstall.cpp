@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "core/TunnelManager.h"
 #include "platform/FileManager.h"
+#include "platform/Log.h"
 #include "platform/Text.h"
 #include "system/ShellStartup.h"
 
@@ -10,13 +11,14 @@ namespace {
 
 using namespace std::chrono_literals;
 
-/// What a disconnect gets before anything is removed, whether or not it takes that long.
+/// The time between the request to disconnect and the first removal, however long the disconnect
+/// takes.
 constexpr auto disconnectDelay = 2s;
 
 void removeOwnLines(const std::string& path) {
     const auto text = files::read(path);
-    if (text && text::isValidUtf8(*text)) {
-        files::writeAtomically(path, withoutOwnLines(*text));
+    if (text && text::isValidUtf8(*text) && !files::writeAtomically(path, withoutOwnLines(*text))) {
+        log::warning(log::Category::system, "cannot write " + path);
     }
 }
 
@@ -43,7 +45,7 @@ void TunnelManager::performUninstall(const std::function<void()>& completion) {
         finishUninstall(home, completion);
         return;
     }
-    // Whether the helper could be removed is not asked: the rest goes in any case.
+    // The rest is removed even when the helper could not be removed.
     runWithAdminPrivileges(
         "rm -f " + platform_.paths.helper,
         [manager = weak_from_this(), queue = platform_.mainQueue, home, completion](bool) {
@@ -57,11 +59,17 @@ void TunnelManager::performUninstall(const std::function<void()>& completion) {
 
 void TunnelManager::finishUninstall(const std::string& home,
                                     const std::function<void()>& completion) {
-    files::remove(home + "/.kestrelnet");
+    const std::string userFolder = home + '/' + product::userFolderName;
+    if (!files::remove(userFolder) && files::exists(userFolder)) {
+        log::warning(log::Category::system, "cannot remove " + userFolder);
+    }
     for (const char* startupFile : {"/.zshrc", "/.bashrc"}) {
         removeOwnLines(home + startupFile);
     }
     platform_.defaults->removePersistentDomain();
+    if (files::exists(platform_.paths.helper)) {
+        log::warning(log::Category::system, "the helper was not removed");
+    }
     helperInstalled = false;
     completion();
 }

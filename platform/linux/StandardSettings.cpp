@@ -6,9 +6,10 @@
 
 namespace kestrelnet {
 
-std::unique_ptr<QSettings> standardSettings() {
+std::unique_ptr<QSettings> standardSettings(const std::string& domain) {
     const QString folder = QStandardPaths::writableLocation(QStandardPaths::GenericConfigLocation);
-    return std::make_unique<QSettings>(folder + QStringLiteral("/com.kestrelnetvpn.app.conf"),
+    return std::make_unique<QSettings>(folder + QLatin1Char('/') + QString::fromStdString(domain) +
+                                           QLatin1String(".conf"),
                                        QSettings::IniFormat);
 }
 

@@ -8,10 +8,10 @@
 
 namespace kestrelnet {
 
-std::string files::temporaryDirectory() {
+std::string files::temporaryDirectory(const std::string& /*name*/) {
     std::array<char, PATH_MAX> folder{};
     const std::size_t size = ::confstr(_CS_DARWIN_USER_TEMP_DIR, folder.data(), folder.size());
-    // Below the last resort nothing can be created at all.
+    // Nothing can be created below /dev/null, so every later use fails.
     if (size == 0 || size > folder.size()) {
         return "/dev/null/";
     }

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Clients that write what no client should.
+// Clients with malformed or excessive output.
 #include "tests/core/TunnelTest.h"
 
 #include <fstream>
@@ -22,10 +22,10 @@ std::size_t residentMemory() {
     return pages * static_cast<std::size_t>(::sysconf(_SC_PAGESIZE));
 }
 
-TEST_F(BadOutputTest, aChunkThatEndsInsideACharacterIsLostWhole) {
+TEST_F(BadOutputTest, aChunkThatEndsInsideACharacterIsDropped) {
     const FakeClient& client = start("half-utf8");
     ASSERT_TRUE(time.waitHoldingMain([&] { return client.isHeard(); }));
-    // The rest of the character begins the next chunk, which is lost as well.
+    // The rest of the character begins the next chunk, which is dropped as well.
     client.say("\xBCrich\nmore\n");
     ASSERT_TRUE(time.waitHoldingMain([&] { return client.isHeard(); }));
     EXPECT_EQ(time.pendingCount(), 0U);
@@ -35,7 +35,7 @@ TEST_F(BadOutputTest, aChunkThatEndsInsideACharacterIsLostWhole) {
     EXPECT_EQ(*manager->serverLocation, std::nullopt);
 }
 
-TEST_F(BadOutputTest, aChunkThatIsNoTextIsLostAndTheStreamGoesOn) {
+TEST_F(BadOutputTest, aChunkThatIsNotTextIsDroppedAndReadingContinues) {
     const FakeClient& client = start("not-utf8");
     ASSERT_TRUE(time.waitHoldingMain([&] { return client.isHeard(); }));
     feed(client, "after\n");
@@ -43,13 +43,13 @@ TEST_F(BadOutputTest, aChunkThatIsNoTextIsLostAndTheStreamGoesOn) {
     EXPECT_EQ(manager->status, TunnelStatus::connecting);
 }
 
-TEST_F(BadOutputTest, nulBytesAreCharactersLikeAnyOther) {
+TEST_F(BadOutputTest, nulBytesAreOrdinaryCharacters) {
     start("nul-bytes");
     ASSERT_TRUE(reaches(TunnelStatus::connected));
     EXPECT_THAT(log(), ElementsAre(std::string("a\0b Split-tunnel routes:\0"sv)));
 }
 
-TEST_F(BadOutputTest, aLineWithoutAnEndIsTakenPieceByPiece) {
+TEST_F(BadOutputTest, aLineWithoutAnEndIsHandledPieceByPiece) {
     const std::size_t before = residentMemory();
     const FakeClient& client = install("endless-line", "256");
     manager->connect();
@@ -61,7 +61,7 @@ TEST_F(BadOutputTest, aLineWithoutAnEndIsTakenPieceByPiece) {
     EXPECT_LT(residentMemory(), before + 96 * mebibyte);
 }
 
-TEST_F(BadOutputTest, aFloodIsTakenWithoutFillingTheMemory) {
+TEST_F(BadOutputTest, aFloodIsReadWithBoundedMemory) {
     const std::size_t before = residentMemory();
     const FakeClient& client = install("flood", "64");
     manager->connect();
@@ -75,7 +75,7 @@ TEST_F(BadOutputTest, aFloodIsTakenWithoutFillingTheMemory) {
 TEST_F(BadOutputTest, aFloodWaitsWhileTheMainThreadIsBusy) {
     const FakeClient& client = install("flood", "16");
     manager->connect();
-    // Nothing moves any more: one chunk has been handed over, and the pipe behind it is full.
+    // One chunk was handed over and the pipe is full, so no more is read.
     int unread = 0;
     int looks = 0;
     ASSERT_TRUE(time.waitHoldingMain([&] {
@@ -98,7 +98,7 @@ TEST_F(BadOutputTest, aFloodCanBeStopped) {
     EXPECT_EQ(manager->status, TunnelStatus::disconnected);
 }
 
-TEST_F(BadOutputTest, closedStreamsAreNoEnd) {
+TEST_F(BadOutputTest, closedStreamsDoNotEndTheRun) {
     const FakeClient& client = start("closes-streams");
     EXPECT_TRUE(process()->isRunning());
     EXPECT_EQ(manager->status, TunnelStatus::connecting);
@@ -108,7 +108,7 @@ TEST_F(BadOutputTest, closedStreamsAreNoEnd) {
     EXPECT_EQ(manager->status, TunnelStatus::disconnected);
 }
 
-TEST_F(BadOutputTest, aClientThatTalksOnStandardErrorOnlyIsUnderstood) {
+TEST_F(BadOutputTest, aClientThatWritesOnlyToStandardErrorIsHandled) {
     start("stderr-only");
     ASSERT_TRUE(reaches(TunnelStatus::connected));
 }

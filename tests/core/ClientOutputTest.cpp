@@ -36,7 +36,7 @@ constexpr std::array groupCases{
     GroupCase{"Discovered home server: lisbon", MarkerGroup::server},
     GroupCase{"server:", MarkerGroup::server},
     GroupCase{"DNS server:192.0.2.53", MarkerGroup::server},
-    // Earlier groups win.
+    // The earliest group decides.
     GroupCase{"applied routes after an error", MarkerGroup::routes},
     GroupCase{"error: applied routes", MarkerGroup::routes},
     GroupCase{"Reconnecting: Connected to relay", MarkerGroup::relay},
@@ -86,7 +86,7 @@ constexpr std::array locationCases{
     LocationCase{"", std::nullopt},
 };
 
-TEST(ServerLocationTest, isTheWordBehindTheFirstPlace) {
+TEST(ServerLocationTest, isTheWordAfterTheFirstPrefix) {
     for (const auto& [line, location] : locationCases) {
         EXPECT_EQ(serverLocation(line), location) << line;
     }
@@ -109,7 +109,7 @@ TEST(ForEachLineTest, visitsTheNonEmptyPiecesInOrder) {
     EXPECT_THAT(linesOf("one\ntw"), ElementsAre("one", "tw"));
 }
 
-TEST(ForEachLineTest, takesNothingElseAway) {
+TEST(ForEachLineTest, removesNothingElse) {
     EXPECT_THAT(linesOf("  one \t\r\n \n"), ElementsAre("  one \t\r", " "));
     EXPECT_THAT(linesOf("a\0b\n"sv), ElementsAre(std::string("a\0b", 3)));
     EXPECT_THAT(linesOf("a\xE2\x80\xA8"
@@ -136,7 +136,7 @@ TEST(RollingLogTest, keepsTheLatestLinesOldestFirst) {
     }
 }
 
-TEST(RollingLogTest, startsAnewWhenCleared) {
+TEST(RollingLogTest, isEmptyAfterClear) {
     RollingLog log(3);
     for (const std::string& line : numbers(1, 5)) {
         log.append(line);

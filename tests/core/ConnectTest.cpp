@@ -41,7 +41,7 @@ TEST_F(ConnectTest, withoutAKeyNoStatusChanges) {
     }
 }
 
-TEST_F(ConnectTest, theKeyIsLookedAtBeforeTheClient) {
+TEST_F(ConnectTest, theKeyIsTestedBeforeTheClient) {
     manager->apiKey = "";
     removeClient();
     manager->connect();
@@ -49,7 +49,7 @@ TEST_F(ConnectTest, theKeyIsLookedAtBeforeTheClient) {
     EXPECT_EQ(manager->status, TunnelStatus::disconnected);
 }
 
-TEST_F(ConnectTest, withoutAClientAnyStatusBecomesErrorAndTheMessageTellsTheCommand) {
+TEST_F(ConnectTest, withoutAClientAnyStatusBecomesErrorAndTheMessageContainsTheCommand) {
     operatorValues.productDomain = "domain.example";
     manager = makeManager();
     removeClient();
@@ -93,7 +93,7 @@ TEST_F(ConnectTest, anAcceptedConnectAnnouncesStatusThenMessage) {
     EXPECT_EQ(manager->status, TunnelStatus::connecting);
 }
 
-TEST_F(ConnectTest, fromErrorItIsAcceptedAndKeepsAddressAndLocation) {
+TEST_F(ConnectTest, aConnectAfterAnErrorKeepsAddressAndLocation) {
     const FakeClient& first = start();
     feed(first, "Discovered home server: lisbon\n");
     first.exit(0);
@@ -107,7 +107,7 @@ TEST_F(ConnectTest, fromErrorItIsAcceptedAndKeepsAddressAndLocation) {
     EXPECT_EQ(process()->processIdentifier(), second.pid());
 }
 
-TEST_F(ConnectTest, whileARunIsStartingOrUpNothingChanges) {
+TEST_F(ConnectTest, aConnectDuringARunChangesNothing) {
     const FakeClient& client = start();
     feed(client, "a line\n");
     const auto running = process();
@@ -126,7 +126,7 @@ TEST_F(ConnectTest, whileARunIsStartingOrUpNothingChanges) {
     }
 }
 
-TEST_F(ConnectTest, whileConnectedThePreconditionsComeFirstAndTheRunningClientIsLeftAlone) {
+TEST_F(ConnectTest, whileConnectedThePreconditionsAreTestedFirstAndTheClientKeepsRunning) {
     const FakeClient& client = start("routes");
     ASSERT_TRUE(reaches(TunnelStatus::connected));
     manager->apiKey = "";
@@ -145,14 +145,14 @@ TEST_F(ConnectTest, whileConnectedThePreconditionsComeFirstAndTheRunningClientIs
 
 // -- The way of starting -----------------------------------------------------------------------
 
-TEST_F(ConnectTest, aHelperThatWentAwayAfterTheStartIsTriedAllTheSame) {
+TEST_F(ConnectTest, aHelperThatWasRemovedAfterTheStartIsStillTried) {
     std::filesystem::remove(paths().helper);
     manager->connect();
     EXPECT_EQ(manager->status, TunnelStatus::error);
     EXPECT_THAT(*manager->lastLog, StartsWith("Failed to start helper: "));
 }
 
-TEST_F(ConnectTest, aHelperThatCameAfterTheStartIsNotUsed) {
+TEST_F(ConnectTest, aHelperThatWasCreatedAfterTheStartIsNotUsed) {
     manager->helperInstalled = false;
     manager->connect();
     EXPECT_EQ(manager->status, TunnelStatus::error);
@@ -171,7 +171,7 @@ TEST_F(ConnectTest, toggleConnectsFromDisconnectedAndFromError) {
     }
 }
 
-TEST_F(ConnectTest, toggleDisconnectsFromTheOthers) {
+TEST_F(ConnectTest, toggleDisconnectsFromTheOtherStatuses) {
     for (const TunnelStatus status :
          {TunnelStatus::connecting, TunnelStatus::connected, TunnelStatus::reconnecting}) {
         manager->status = status;
@@ -181,7 +181,7 @@ TEST_F(ConnectTest, toggleDisconnectsFromTheOthers) {
     }
 }
 
-TEST_F(ConnectTest, toggleWithoutAKeyOnlySaysSo) {
+TEST_F(ConnectTest, toggleWithoutAKeyOnlySetsTheMessage) {
     manager->apiKey = "";
     manager->toggle();
     EXPECT_EQ(manager->status, TunnelStatus::disconnected);

@@ -19,7 +19,7 @@ class DisconnectTest : public TunnelTest {
         ASSERT_EQ(time.sleeperCount(), 1U);
     }
 
-    /// A client that survives the request to end, and has got it.
+    /// A client that has received the request to end and ignores it.
     const FakeClient& startAndBeginStop() {
         const FakeClient& client = start("stubborn");
         beginStop();
@@ -30,7 +30,7 @@ class DisconnectTest : public TunnelTest {
 
 // -- Nothing runs ------------------------------------------------------------------------------
 
-TEST_F(DisconnectTest, withNothingRunningAnyStatusIsDisconnectedAtOnce) {
+TEST_F(DisconnectTest, withoutARunAnyStatusBecomesDisconnectedImmediately) {
     for (const TunnelStatus status :
          {TunnelStatus::disconnected, TunnelStatus::connecting, TunnelStatus::connected,
           TunnelStatus::reconnecting, TunnelStatus::error}) {
@@ -45,7 +45,7 @@ TEST_F(DisconnectTest, withNothingRunningAnyStatusIsDisconnectedAtOnce) {
     EXPECT_EQ(time.sleeperCount(), 0U);
 }
 
-TEST_F(DisconnectTest, withNothingRunningStatusThenAddressThenLocationAreAnnounced) {
+TEST_F(DisconnectTest, withoutARunStatusThenAddressThenLocationAreAnnounced) {
     manager->status = TunnelStatus::error;
     manager->exitIP = "192.0.2.9";
     manager->serverLocation = "lisbon";
@@ -56,7 +56,7 @@ TEST_F(DisconnectTest, withNothingRunningStatusThenAddressThenLocationAreAnnounc
                                      Snapshot{"Disconnected", "", "none", "lisbon"}));
 }
 
-TEST_F(DisconnectTest, withNothingRunningTheLogIsKept) {
+TEST_F(DisconnectTest, withoutARunTheLogIsKept) {
     const FakeClient& client = start();
     feed(client, "a line\n");
     client.exit(0);
@@ -68,7 +68,7 @@ TEST_F(DisconnectTest, withNothingRunningTheLogIsKept) {
 
 // -- The escalating stop -----------------------------------------------------------------------
 
-TEST_F(DisconnectTest, nothingChangesUntilTheClientIsGone) {
+TEST_F(DisconnectTest, nothingChangesUntilTheClientHasEnded) {
     const FakeClient& client = start("stubborn");
     feed(client, "Split-tunnel routes: 1\n");
     recordNotices();
@@ -108,7 +108,7 @@ TEST_F(DisconnectTest, theEndIsNoticedAtTheNextPoll) {
     EXPECT_EQ(time.sleeperCount(), 0U);
 }
 
-TEST_F(DisconnectTest, aClientThatLeavesAtOnceIsNotKilledAndIsGoneAfterTheFirstPoll) {
+TEST_F(DisconnectTest, aClientThatEndsImmediatelyIsNotKilledAndIsNoticedAtTheFirstPoll) {
     const FakeClient& client = start("exits-on-terminate");
     const auto stopped = process();
     manager->disconnect();
@@ -118,7 +118,7 @@ TEST_F(DisconnectTest, aClientThatLeavesAtOnceIsNotKilledAndIsGoneAfterTheFirstP
     EXPECT_EQ(stopped->terminationStatus(), 0);
 }
 
-TEST_F(DisconnectTest, forAClientThatHasAlreadyEndedThereIsNoPoll) {
+TEST_F(DisconnectTest, aClientThatHasAlreadyEndedIsNotPolled) {
     const FakeClient& client = start();
     client.exit(0);
     ASSERT_TRUE(endsUnnoticed(client));
@@ -130,7 +130,7 @@ TEST_F(DisconnectTest, forAClientThatHasAlreadyEndedThereIsNoPoll) {
     EXPECT_EQ(time.clock()->now(), Clock::Time{});
 }
 
-TEST_F(DisconnectTest, aRunThatCouldNotBeStartedIsDropped) {
+TEST_F(DisconnectTest, aRunThatCouldNotBeStartedIsReleased) {
     std::filesystem::remove(paths().helper);
     manager->connect();
     ASSERT_NE(process(), nullptr);
@@ -144,7 +144,7 @@ TEST_F(DisconnectTest, aRunThatCouldNotBeStartedIsDropped) {
 
 // -- The clean-up ------------------------------------------------------------------------------
 
-TEST_F(DisconnectTest, afterAnUnnoticedEndTheMessageStaysAndTheStatusSettles) {
+TEST_F(DisconnectTest, afterAnUnnoticedEndTheMessageStaysAndTheStatusBecomesDisconnected) {
     const FakeClient& client = startAndBeginStop();
     feed(client, "Discovered home server: lisbon\nSplit-tunnel routes: 1\n");
     manager->exitIP = "192.0.2.9";
@@ -152,7 +152,7 @@ TEST_F(DisconnectTest, afterAnUnnoticedEndTheMessageStaysAndTheStatusSettles) {
     client.exit(0);
     ASSERT_TRUE(endsUnnoticed(client));
     time.advance(Seconds(0.1));
-    // First the end that nobody expects, then the clean-up.
+    // The unexpected end comes first, then the clean-up.
     const std::string line = "Split-tunnel routes: 1";
     EXPECT_THAT(notices, ElementsAre(Snapshot{"Connected", line, "192.0.2.9", "lisbon"},
                                      Snapshot{"Error", line, "192.0.2.9", "lisbon"},
@@ -164,7 +164,7 @@ TEST_F(DisconnectTest, afterAnUnnoticedEndTheMessageStaysAndTheStatusSettles) {
     EXPECT_FALSE(log().empty());
 }
 
-TEST_F(DisconnectTest, outputDuringTheStopStillCounts) {
+TEST_F(DisconnectTest, outputDuringTheStopIsStillHandled) {
     const FakeClient& client = startAndBeginStop();
     feed(client, "Split-tunnel routes: 1\n");
     EXPECT_EQ(manager->status, TunnelStatus::connected);
@@ -172,7 +172,7 @@ TEST_F(DisconnectTest, outputDuringTheStopStillCounts) {
     EXPECT_EQ(manager->status, TunnelStatus::reconnecting);
 }
 
-TEST_F(DisconnectTest, twiceAsksTwiceAndCleansUpTwice) {
+TEST_F(DisconnectTest, twoDisconnectsTerminateTwiceAndCleanUpTwice) {
     const FakeClient& client = startAndBeginStop();
     manager->disconnect();
     EXPECT_TRUE(time.waitHoldingMain([&] { return client.terminations() == 2; }));
@@ -189,7 +189,7 @@ TEST_F(DisconnectTest, twiceAsksTwiceAndCleansUpTwice) {
 
 // -- Deliberately unguarded --------------------------------------------------------------------
 
-TEST_F(DisconnectTest, aLateCleanUpForgetsTheNextRunWhichGoesOn) {
+TEST_F(DisconnectTest, aLateCleanUpReleasesTheNextRunWhichContinues) {
     const FakeClient& first = startAndBeginStop();
     first.exit(0);
     ASSERT_TRUE(reaches(TunnelStatus::error));
@@ -203,18 +203,18 @@ TEST_F(DisconnectTest, aLateCleanUpForgetsTheNextRunWhichGoesOn) {
     EXPECT_EQ(pipe(), nullptr);
     EXPECT_TRUE(second.isAlive());
 
-    // Standard error is read on, standard output is not.
+    // Standard error is still read, standard output is not.
     second.say("unread\n");
     feedError(second, "read\n");
     EXPECT_EQ(*manager->lastLog, "read");
 
-    // Nor does a disconnect reach it any more.
+    // A disconnect does not reach it either.
     manager->disconnect();
     time.advance(Seconds(4));
     EXPECT_TRUE(second.isAlive());
 }
 
-TEST_F(DisconnectTest, theStopGoesOnWithoutTheController) {
+TEST_F(DisconnectTest, theStopContinuesWithoutTheController) {
     const FakeClient& client = startAndBeginStop();
     const auto stopped = process();
     const std::weak_ptr<TunnelManager> gone = manager;

@@ -10,7 +10,7 @@ namespace {
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-/// A client that has been started, and the service that tells its address.
+/// A test with a service that answers the lookups of the exit IP.
 class ExitIPTest : public TunnelTest {
   protected:
     ExitIPTest() {
@@ -18,7 +18,7 @@ class ExitIPTest : public TunnelTest {
         manager = makeManager();
     }
 
-    /// Starts a client that reports its routes; the lookup that follows gets `answer`.
+    /// Starts a client that reports its routes. The lookup that follows gets `answer`.
     void connectWith(TlsAnswer answer) {
         server.enqueue(std::move(answer));
         start("routes");
@@ -27,7 +27,7 @@ class ExitIPTest : public TunnelTest {
     bool shows(const std::string& address) {
         return time.waitUntil([&] { return *manager->exitIP == address; });
     }
-    /// Waits until every lookup has ended, as nothing but the test holds the controller then.
+    /// Waits until every lookup has ended. Then only the test owns the controller.
     bool lookupsEnd() {
         return time.waitUntil([this] { return manager.use_count() == 1; });
     }
@@ -77,7 +77,7 @@ TEST_F(ExitIPTest, theBodyIsShownWithoutBlanksAtItsEnds) {
     }
 }
 
-TEST_F(ExitIPTest, theTextOfAnErrorAnswerIsShownLikeAnyOther) {
+TEST_F(ExitIPTest, theTextOfAnErrorAnswerIsShown) {
     const FakeClient& client = start();
     for (const int status : {404, 429, 500, 503}) {
         server.enqueue({.status = status, .body = "  slow down: " + std::to_string(status) + "\n"});
@@ -86,7 +86,7 @@ TEST_F(ExitIPTest, theTextOfAnErrorAnswerIsShownLikeAnyOther) {
     }
 }
 
-TEST_F(ExitIPTest, aBodyThatIsNoTextChangesNothing) {
+TEST_F(ExitIPTest, aBodyThatIsNotTextChangesNothing) {
     const FakeClient& client = start();
     manager->exitIP = "192.0.2.9";
     server.enqueue({.body = "192.0.2.44 \xFF"});
@@ -99,7 +99,7 @@ TEST_F(ExitIPTest, aBodyThatIsNoTextChangesNothing) {
     EXPECT_EQ(notices.size(), 2U);
 }
 
-TEST_F(ExitIPTest, aBrokenTransferChangesNothingAndIsNotTriedAgain) {
+TEST_F(ExitIPTest, aBrokenTransferChangesNothingAndIsNotRetried) {
     const FakeClient& client = start();
     manager->exitIP = "192.0.2.9";
     server.enqueue({.body = "192.0.2.44", .ending = TlsAnswer::Ending::drops});
@@ -121,7 +121,7 @@ TEST_F(ExitIPTest, withoutANetworkNothingIsShownOrReported) {
     EXPECT_EQ(notices.size(), 2U);
 }
 
-TEST_F(ExitIPTest, aServerThatNobodyVouchesForIsNotBelieved) {
+TEST_F(ExitIPTest, aServerWithAnUntrustedCertificateIsRejected) {
     server.distrust();
     server.enqueue({.body = "192.0.2.44"});
     feed(start(), "applied routes\n");
@@ -146,7 +146,7 @@ TEST_F(ExitIPTest, noOtherLineStartsALookup) {
     EXPECT_THAT(server.requests(), IsEmpty());
 }
 
-TEST_F(ExitIPTest, theLookupThatEndsLastDecides) {
+TEST_F(ExitIPTest, theLookupThatEndsLastSetsTheAddress) {
     const FakeClient& client = start();
     server.enqueue({.body = "192.0.2.1", .held = true});
     server.enqueue({.body = "192.0.2.2", .held = true});
@@ -176,7 +176,7 @@ TEST_F(ExitIPTest, aLookupThatEndsAfterADisconnectStillSetsTheAddress) {
     EXPECT_EQ(*manager->exitIP, std::nullopt);
 }
 
-TEST_F(ExitIPTest, aLookupUnderWayKeepsTheControllerUntilItEnds) {
+TEST_F(ExitIPTest, aPendingLookupKeepsTheControllerAliveUntilItEnds) {
     connectWith({.body = "192.0.2.44", .held = true});
     ASSERT_TRUE(time.waitUntil([this] { return server.requestCount() == 1; }));
     const std::weak_ptr<TunnelManager> kept = std::exchange(manager, nullptr);

@@ -60,7 +60,7 @@ TEST_F(HelperLaunchTest, theClientHoldsNoDescriptorOfTheApplication) {
 
 // -- The run -----------------------------------------------------------------------------------
 
-TEST_F(HelperLaunchTest, theStatusStaysUntilTheClientSpeaks) {
+TEST_F(HelperLaunchTest, theStatusStaysUntilTheClientWritesOutput) {
     const FakeClient& client = start();
     EXPECT_EQ(manager->status, TunnelStatus::connecting);
     EXPECT_EQ(*manager->lastLog, "Starting VPN...");
@@ -68,7 +68,7 @@ TEST_F(HelperLaunchTest, theStatusStaysUntilTheClientSpeaks) {
     EXPECT_NE(pipe(), nullptr);
 }
 
-TEST_F(HelperLaunchTest, aWholeStartReachesConnected) {
+TEST_F(HelperLaunchTest, aCompleteStartReachesConnected) {
     start("relay-then-routes");
     ASSERT_TRUE(reaches(TunnelStatus::connected));
     EXPECT_EQ(*manager->serverLocation, "lisbon");
@@ -76,7 +76,7 @@ TEST_F(HelperLaunchTest, aWholeStartReachesConnected) {
     EXPECT_EQ(log().size(), 3U);
 }
 
-TEST_F(HelperLaunchTest, theEndIsNoticedWhileAGrandchildHoldsTheStreams) {
+TEST_F(HelperLaunchTest, theEndIsNoticedWhileAGrandchildKeepsTheStreamsOpen) {
     const FakeClient& client = install("leaves-grandchild");
     manager->connect();
     ASSERT_TRUE(reaches(TunnelStatus::error));
@@ -85,7 +85,7 @@ TEST_F(HelperLaunchTest, theEndIsNoticedWhileAGrandchildHoldsTheStreams) {
     EXPECT_TRUE(isAlive(*client.grandchild()));
 }
 
-TEST_F(HelperLaunchTest, aClientThatBecomesADaemonHasEnded) {
+TEST_F(HelperLaunchTest, aClientThatBecomesADaemonCountsAsEnded) {
     install("daemonises");
     manager->connect();
     ASSERT_TRUE(reaches(TunnelStatus::error));
@@ -127,7 +127,7 @@ TEST_F(HelperLaunchTest, afterAFailedStartAConnectIsAccepted) {
 
 // -- The controller goes away ------------------------------------------------------------------
 
-TEST_F(HelperLaunchTest, aRunningClientNeitherKeepsTheControllerNorEndsWithIt) {
+TEST_F(HelperLaunchTest, aRunningClientNeitherKeepsTheControllerAliveNorEndsWithIt) {
     const FakeClient& client = start();
     client.say("late\n");
     ASSERT_TRUE(time.waitHoldingMain([this] { return time.pendingCount() == 1; }));
@@ -148,7 +148,7 @@ TEST_F(HelperLaunchTest, manyRunsLeaveNothingBehind) {
     std::size_t descriptors = 0;
     constexpr int rounds = 30;
     for (int round = 0; round < rounds; ++round) {
-        // Each client keeps one descriptor of the test's for its commands.
+        // Each client uses one descriptor of the test for its commands.
         const FakeClient& client = start();
         feed(client, "Connected to relay\n");
         client.exit(0);

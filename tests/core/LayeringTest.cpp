@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Reads the include lines of the sources: which floor sees which.
+// Checks the include lines of the sources: which folder may include which.
 #include "tests/support/TemporaryFolder.h"
 
 #include <gmock/gmock.h>
@@ -9,11 +9,12 @@
 #include <filesystem>
 #include <functional>
 #include <map>
-#include <regex>
+#include <optional>
 #include <set>
 #include <sstream>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 namespace kestrelnet {
@@ -24,7 +25,7 @@ using testing::IsEmpty;
 const std::filesystem::path root = KESTRELNET_SOURCE_FOLDER;
 
 struct Source {
-    /// From the root of the sources, for example "platform/linux/Descriptors.cpp".
+    /// Relative to the root of the sources, for example "platform/linux/Descriptors.cpp".
     std::string path;
     std::vector<std::string> lines;
 
@@ -54,18 +55,58 @@ struct Include {
     std::string path;
 };
 
+std::string_view withoutBlanks(std::string_view text) {
+    return text.substr(std::min(text.find_first_not_of(" \t"), text.size()));
+}
+
+/// What follows `name` in a preprocessor directive of that name. No value for any other line.
+std::optional<std::string_view> directive(std::string_view line, std::string_view name) {
+    line = withoutBlanks(line);
+    if (!line.starts_with('#')) {
+        return std::nullopt;
+    }
+    line = withoutBlanks(line.substr(1));
+    if (!line.starts_with(name)) {
+        return std::nullopt;
+    }
+    return withoutBlanks(line.substr(name.size()));
+}
+
+std::optional<Include> include(std::string_view line) {
+    const auto argument = directive(line, "include");
+    if (!argument || argument->find_first_of("<\"") != 0) {
+        return std::nullopt;
+    }
+    const std::string_view path = argument->substr(1);
+    return Include{argument->front() == '"',
+                   std::string(path.substr(0, path.find_first_of(">\"")))};
+}
+
 std::vector<Include> includes(const Source& source) {
-    static const std::regex form(R"(^\s*#\s*include\s*([<"])([^>"]+)[>"].*)");
     std::vector<Include> found;
     for (const std::string& line : source.lines) {
-        if (std::smatch match; std::regex_match(line, match, form)) {
-            found.push_back({match[1] == "\"", match[2]});
+        if (auto included = include(line)) {
+            found.push_back(std::move(*included));
         }
     }
     return found;
 }
 
-/// Includes of `folders` that are not as `isAllowed` says, as "FILE: INCLUDE".
+/// Whether `line` is a preprocessor condition on the operating system.
+bool isSystemCondition(std::string_view line) {
+    const std::vector<std::string_view> conditions{"if", "elif"};
+    const std::vector<std::string_view> macros{"__linux",   "__APPLE", "__unix",   "_WIN32",
+                                               "__FreeBSD", "Q_OS_",   "TARGET_OS"};
+    return std::any_of(conditions.begin(), conditions.end(), [&](std::string_view condition) {
+        // "if" stands for "ifdef" and "ifndef" as well.
+        const auto argument = directive(line, condition);
+        return argument && std::any_of(macros.begin(), macros.end(), [&](std::string_view macro) {
+                   return argument->find(macro) != std::string_view::npos;
+               });
+    });
+}
+
+/// The includes in `folders` that `isAllowed` rejects, as "FILE: INCLUDE".
 std::vector<std::string>
 offences(const std::set<std::string>& folders,
          const std::function<bool(const Source&, const Include&)>& isAllowed) {
@@ -82,7 +123,7 @@ offences(const std::set<std::string>& folders,
     return found;
 }
 
-/// Standard C++ headers have a name without a dot or a folder; so do Qt's, which begin with a Q.
+/// The names of standard C++ headers contain neither a dot nor a folder. Qt's names begin with a Q.
 bool isStandard(const Include& include) {
     return !include.isQuoted && include.path.find_first_of("./") == std::string::npos &&
            include.path.front() != 'Q';
@@ -92,7 +133,7 @@ bool isQt(const Include& include) {
     return !include.isQuoted && (include.path.front() == 'Q' || include.path.starts_with("qt"));
 }
 
-/// What Qt generates from the source itself.
+/// A file that Qt's moc generates from the source itself.
 bool isGenerated(const Source& source, const Include& include) {
     return include.path ==
            std::filesystem::path(source.path).filename().replace_extension(".moc").string();
@@ -103,7 +144,7 @@ bool startsWithAny(std::string_view path, const std::vector<std::string_view>& s
                        [path](std::string_view start) { return path.starts_with(start); });
 }
 
-TEST(LayeringTest, theTestKnowsItsHeaders) {
+TEST(LayeringTest, recognisesIncludesAndConditions) {
     EXPECT_TRUE(isStandard({false, "vector"}));
     EXPECT_FALSE(isStandard({false, "unistd.h"}));
     EXPECT_FALSE(isStandard({false, "sys/wait.h"}));
@@ -112,10 +153,20 @@ TEST(LayeringTest, theTestKnowsItsHeaders) {
     EXPECT_FALSE(isQt({true, "platform/Queue.h"}));
     const Source sample{"core/X.cpp",
                         {"#include <vector>", "  # include \"core/Y.h\" // why", "x"}};
-    EXPECT_EQ(includes(sample).size(), 2U);
+    const std::vector<Include> found = includes(sample);
+    ASSERT_EQ(found.size(), 2U);
+    EXPECT_FALSE(found[0].isQuoted);
+    EXPECT_EQ(found[0].path, "vector");
+    EXPECT_TRUE(found[1].isQuoted);
+    EXPECT_EQ(found[1].path, "core/Y.h");
+    EXPECT_TRUE(isSystemCondition("#ifdef __linux__"));
+    EXPECT_TRUE(isSystemCondition("  # elif defined(Q_OS_MACOS)"));
+    EXPECT_FALSE(isSystemCondition("#define X __linux__"));
+    EXPECT_FALSE(isSystemCondition("#ifdef NDEBUG"));
+    EXPECT_FALSE(isSystemCondition("// __linux__"));
 }
 
-TEST(LayeringTest, coreAndSystemSeeTheStandardLibraryAndThePlatformsHeadersOnly) {
+TEST(LayeringTest, coreAndSystemIncludeOnlyTheStandardLibraryAndThePlatformHeaders) {
     EXPECT_THAT(
         offences({"core", "system"},
                  [](const Source&, const Include& include) {
@@ -129,10 +180,10 @@ TEST(LayeringTest, coreAndSystemSeeTheStandardLibraryAndThePlatformsHeadersOnly)
         IsEmpty());
 }
 
-TEST(LayeringTest, thePlatformSeesNothingAboveItAndOfTheRootSideOnlyThePromptsHeaders) {
+TEST(LayeringTest, thePlatformIncludesNothingAboveItAndOnlyItsStandInsIncludePrivilegedHeaders) {
     EXPECT_THAT(offences({"platform"},
                          [](const Source& source, const Include& include) {
-                             // The unprivileged end of the prompt speaks to the root side.
+                             // osascript communicates with the root side of the prompt.
                              const bool isStandIn =
                                  source.path.starts_with("platform/linux/standins/");
                              return !include.isQuoted || include.path.starts_with("platform/") ||
@@ -142,7 +193,7 @@ TEST(LayeringTest, thePlatformSeesNothingAboveItAndOfTheRootSideOnlyThePromptsHe
                 IsEmpty());
 }
 
-TEST(LayeringTest, theRootSideIncludesNoOtherFloorAndNoQt) {
+TEST(LayeringTest, privilegedCodeIncludesNoOtherFolderAndNoQt) {
     EXPECT_THAT(offences({"privileged"},
                          [](const Source&, const Include& include) {
                              return include.isQuoted ? include.path.starts_with("privileged/")
@@ -151,7 +202,7 @@ TEST(LayeringTest, theRootSideIncludesNoOtherFloorAndNoQt) {
                 IsEmpty());
 }
 
-TEST(LayeringTest, nothingOfTheProductSeesTheTests) {
+TEST(LayeringTest, theProductIncludesNothingOfTheTests) {
     EXPECT_THAT(offences({"privileged", "platform", "core", "system", "ui"},
                          [](const Source&, const Include& include) {
                              return !startsWithAny(include.path, {"tests/", "benchmarks/"});
@@ -159,7 +210,7 @@ TEST(LayeringTest, nothingOfTheProductSeesTheTests) {
                 IsEmpty());
 }
 
-TEST(LayeringTest, thePlatformsHeadersAreFreeOfQt) {
+TEST(LayeringTest, thePublicPlatformHeadersIncludeNoQt) {
     EXPECT_THAT(offences({"platform"},
                          [](const Source& source, const Include& include) {
                              const bool isPublic =
@@ -169,13 +220,13 @@ TEST(LayeringTest, thePlatformsHeadersAreFreeOfQt) {
                 IsEmpty());
 }
 
-/// The room of `ui/` that `path` lies in, for example "panel".
-std::string roomOf(const std::string& path) {
+/// The folder of `ui/` that contains `path`, for example "panel".
+std::string uiFolderOf(const std::string& path) {
     const std::size_t start = std::string_view("ui/").size();
     return path.substr(start, path.find('/', start) - start);
 }
 
-TEST(LayeringTest, inTheInterfaceIncludesGoFromShellToPanelAndSettingsToWidgetsToStyle) {
+TEST(LayeringTest, uiIncludesGoFromShellToPanelAndSettingsToWidgetsToStyle) {
     const std::map<std::string, std::set<std::string>> mayInclude{
         {"shell", {"shell", "panel", "settings", "widgets", "style"}},
         {"panel", {"panel", "widgets", "style"}},
@@ -185,15 +236,15 @@ TEST(LayeringTest, inTheInterfaceIncludesGoFromShellToPanelAndSettingsToWidgetsT
     };
     EXPECT_THAT(offences({"ui"},
                          [&](const Source& source, const Include& include) {
-                             const auto allowed = mayInclude.find(roomOf(source.path));
+                             const auto allowed = mayInclude.find(uiFolderOf(source.path));
                              return allowed != mayInclude.end() &&
                                     (!include.path.starts_with("ui/") ||
-                                     allowed->second.contains(roomOf(include.path)));
+                                     allowed->second.contains(uiFolderOf(include.path)));
                          }),
                 IsEmpty());
 }
 
-TEST(LayeringTest, theWidgetsKnowNothingOfTheTunnel) {
+TEST(LayeringTest, theWidgetsIncludeNothingOfCoreAndSystem) {
     EXPECT_THAT(offences({"ui/widgets"},
                          [](const Source&, const Include& include) {
                              return !startsWithAny(include.path, {"core/", "system/"});
@@ -201,7 +252,7 @@ TEST(LayeringTest, theWidgetsKnowNothingOfTheTunnel) {
                 IsEmpty());
 }
 
-TEST(LayeringTest, qtIsSeenInThePlatformAndInTheViewsOnly) {
+TEST(LayeringTest, coreAndSystemIncludeNoQt) {
     EXPECT_THAT(offences({"core", "system", "tests/core"},
                          [](const Source&, const Include& include) { return !isQt(include); }),
                 IsEmpty());
@@ -218,13 +269,11 @@ TEST(LayeringTest, quotedIncludesStartAtTheRoot) {
                 IsEmpty());
 }
 
-TEST(LayeringTest, onlyThePlatformKnowsTheOperatingSystemAndItUsesFilesNotConditions) {
-    static const std::regex condition(
-        R"(^\s*#\s*(if|ifdef|ifndef|elif)\b.*(__linux|__APPLE|__unix|_WIN32|__FreeBSD|Q_OS_|TARGET_OS).*)");
+TEST(LayeringTest, noSourceContainsAConditionOnTheOperatingSystem) {
     std::vector<std::string> found;
     for (const Source& source : sourcesIn({"privileged", "platform", "core", "system", "ui"})) {
         for (const std::string& line : source.lines) {
-            if (std::regex_match(line, condition)) {
+            if (isSystemCondition(line)) {
                 found.push_back(source.path + ": " + line);
             }
         }
@@ -232,7 +281,7 @@ TEST(LayeringTest, onlyThePlatformKnowsTheOperatingSystemAndItUsesFilesNotCondit
     EXPECT_THAT(found, IsEmpty());
 }
 
-TEST(LayeringTest, everySourceOpensWithItsLicence) {
+TEST(LayeringTest, everySourceBeginsWithItsLicence) {
     std::vector<std::string> found;
     for (const Source& source :
          sourcesIn({"privileged", "platform", "core", "system", "ui", "tests", "benchmarks"})) {

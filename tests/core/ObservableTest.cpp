@@ -67,7 +67,7 @@ TEST(PublishedTest, anOptionalCanBeSetAndCleared) {
     EXPECT_FALSE(member->has_value());
 }
 
-TEST(PublisherTest, observersHearInTheOrderOfSubscription) {
+TEST(PublisherTest, observersAreCalledInTheOrderOfSubscription) {
     ObservableObjectPublisher publisher;
     std::vector<int> heard;
     const Subscription first = publisher.subscribe([&] { heard.push_back(1); });
@@ -76,7 +76,7 @@ TEST(PublisherTest, observersHearInTheOrderOfSubscription) {
     EXPECT_THAT(heard, ElementsAre(1, 2));
 }
 
-TEST(PublisherTest, anEndedSubscriptionHearsNothing) {
+TEST(PublisherTest, anEndedSubscriptionGetsNoNotice) {
     ObservableObjectPublisher publisher;
     int heard = 0;
     {
@@ -98,7 +98,7 @@ TEST(PublisherTest, aSubscriptionCanBeMovedAndReplaced) {
     EXPECT_THAT(heard, ElementsAre(1, 2));
 }
 
-TEST(PublisherTest, aSubscriptionMayOutliveTheChannel) {
+TEST(PublisherTest, aSubscriptionMayOutliveThePublisher) {
     Subscription subscription;
     {
         ObservableObjectPublisher publisher;
@@ -107,7 +107,7 @@ TEST(PublisherTest, aSubscriptionMayOutliveTheChannel) {
     subscription = Subscription();
 }
 
-TEST(PublisherTest, anObserverMaySubscribeAndTheNewOneHearsTheNextNotice) {
+TEST(PublisherTest, anObserverMaySubscribeAndTheNewOneGetsTheNextNotice) {
     ObservableObjectPublisher publisher;
     std::vector<Subscription> added;
     std::vector<std::string> heard;
@@ -122,7 +122,7 @@ TEST(PublisherTest, anObserverMaySubscribeAndTheNewOneHearsTheNextNotice) {
     EXPECT_THAT(heard, ElementsAre("first", "added"));
 }
 
-TEST(PublisherTest, anObserverMayEndSubscriptionsItsOwnIncluded) {
+TEST(PublisherTest, anObserverMayEndSubscriptionsIncludingItsOwn) {
     ObservableObjectPublisher publisher;
     std::vector<int> heard;
     Subscription first;
@@ -153,7 +153,7 @@ TEST(PublisherTest, anObserverMayAssignAMember) {
     EXPECT_EQ(depth, 2);
 }
 
-TEST(PublisherTest, withoutObserversANoticeGoesNowhere) {
+TEST(PublisherTest, aNoticeWithoutObserversHasNoEffect) {
     ObservableObjectPublisher publisher;
     Published<int> member(publisher, 0);
     member = 1;

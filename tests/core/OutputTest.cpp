@@ -9,7 +9,7 @@ namespace {
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-/// A client that has been started and says what the test wants.
+/// A test with a started client that writes what the test wants.
 class OutputTest : public TunnelTest {
   protected:
     void feed(std::string_view chunk) { TunnelTest::feed(client, chunk); }
@@ -67,12 +67,12 @@ TEST_F(OutputTest, aChunkOfTwoLinesIsOneJob) {
     EXPECT_THAT(log(), ElementsAre("one", "two"));
 }
 
-TEST_F(OutputTest, blanksStay) {
+TEST_F(OutputTest, blanksAreKept) {
     feed("  one \t\r\n");
     EXPECT_THAT(log(), ElementsAre("  one \t\r"));
 }
 
-TEST_F(OutputTest, theLogHoldsTheLast200Lines) {
+TEST_F(OutputTest, theLogKeepsTheLast200Lines) {
     feed(numbered(1, 200));
     EXPECT_EQ(log().size(), 200U);
     EXPECT_EQ(log().front(), "1");
@@ -86,7 +86,7 @@ TEST_F(OutputTest, theLogHoldsTheLast200Lines) {
     EXPECT_EQ(log().back(), "1000");
 }
 
-TEST_F(OutputTest, theLogIsKeptAfterTheEndAndEmptiedByTheNextConnect) {
+TEST_F(OutputTest, theLogIsKeptAfterTheEndAndClearedByTheNextConnect) {
     feed("one\n");
     client.exit(0);
     ASSERT_TRUE(reaches(TunnelStatus::error));
@@ -99,11 +99,11 @@ TEST_F(OutputTest, theLogIsKeptAfterTheEndAndEmptiedByTheNextConnect) {
 
 struct Effect {
     std::string_view line;
-    /// What the statuses of `everyStatus` become.
+    /// The statuses that follow those of `everyStatus`.
     std::array<TunnelStatus, everyStatus.size()> after;
 };
 
-TEST_F(OutputTest, theStatusFollowsTheTable) {
+TEST_F(OutputTest, theStatusFollowsTheMarkers) {
     using enum TunnelStatus;
     constexpr std::array unchanged = everyStatus;
     constexpr std::array effects{
@@ -135,13 +135,13 @@ TEST_F(OutputTest, theStatusFollowsTheTable) {
     }
 }
 
-TEST_F(OutputTest, aLineWithRoutesAndErrorConnects) {
+TEST_F(OutputTest, aLineWithRoutesAndErrorSetsConnected) {
     feed("applied routes after an error\n");
     EXPECT_EQ(manager->status, TunnelStatus::connected);
     EXPECT_EQ(*manager->lastLog, "applied routes after an error");
 }
 
-TEST_F(OutputTest, theRelayLineGivesWayToAMessageOnlyWhileConnecting) {
+TEST_F(OutputTest, theRelayLineIsReplacedByAMessageOnlyWhileConnecting) {
     feed("Connected to relay 192.0.2.1\n");
     EXPECT_EQ(*manager->lastLog, "Tunnel connected, setting up routes...");
     EXPECT_THAT(log(), ElementsAre("Connected to relay 192.0.2.1"));
@@ -172,7 +172,7 @@ TEST_F(OutputTest, anErrorLineWhileConnectingKeepsTheLineAndTheClient) {
     EXPECT_EQ(manager->status, TunnelStatus::connected);
 }
 
-TEST_F(OutputTest, anErrorLineOfATunnelThatIsUpChangesOnlyTheLog) {
+TEST_F(OutputTest, anErrorLineWhileConnectedChangesOnlyTheLog) {
     for (const TunnelStatus status : {TunnelStatus::connected, TunnelStatus::reconnecting}) {
         manager->status = status;
         feed("read error\n");
@@ -182,7 +182,7 @@ TEST_F(OutputTest, anErrorLineOfATunnelThatIsUpChangesOnlyTheLog) {
     EXPECT_THAT(log(), ElementsAre("read error", "read error"));
 }
 
-TEST_F(OutputTest, eachLineOfAChunkSeesWhatTheOneBeforeItLeft) {
+TEST_F(OutputTest, eachLineOfAChunkIsHandledAfterTheOneBeforeIt) {
     feed("Split-tunnel routes: 1\nread error\n");
     EXPECT_EQ(manager->status, TunnelStatus::connected);
     manager->status = TunnelStatus::connecting;
@@ -192,7 +192,7 @@ TEST_F(OutputTest, eachLineOfAChunkSeesWhatTheOneBeforeItLeft) {
 
 // -- The server's location ---------------------------------------------------------------------
 
-TEST_F(OutputTest, theLocationIsTheWordBehindTheMarker) {
+TEST_F(OutputTest, theLocationIsTheWordAfterTheMarker) {
     feed("Discovered home server: lisbon (198.51.100.7)\n");
     EXPECT_EQ(*manager->serverLocation, "lisbon");
     feed("DNS server: oslo\n");
@@ -204,7 +204,7 @@ TEST_F(OutputTest, aMarkerWithoutASpaceSetsNoLocation) {
     EXPECT_EQ(*manager->serverLocation, std::nullopt);
 }
 
-TEST_F(OutputTest, twoSpacesGiveTheEmptyLocation) {
+TEST_F(OutputTest, twoSpacesSetTheEmptyLocation) {
     feed("Discovered home server:  lisbon\n");
     EXPECT_EQ(*manager->serverLocation, "");
 }
@@ -217,7 +217,7 @@ TEST_F(OutputTest, aLineOfAnotherGroupSetsNoLocation) {
 
 // -- Standard error ----------------------------------------------------------------------------
 
-TEST_F(OutputTest, standardErrorIsReadInTheSameWay) {
+TEST_F(OutputTest, standardErrorIsHandledLikeStandardOutput) {
     feedError(client, "Discovered home server: lisbon\nSplit-tunnel routes: 1\n");
     EXPECT_EQ(manager->status, TunnelStatus::connected);
     EXPECT_EQ(*manager->serverLocation, "lisbon");

@@ -18,7 +18,7 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::StartsWith;
 
-/// Notes the delays of the jobs that are to run later.
+/// Records the delays of the delayed jobs.
 class NotingQueue : public Queue {
   public:
     explicit NotingQueue(std::shared_ptr<Queue> queue) : queue_(std::move(queue)) {}
@@ -40,15 +40,15 @@ class PromptLaunchTest : public TunnelTest {
         restart();
     }
 
-    /// Makes the controller anew, after a change to the platform; there is no helper.
+    /// Creates the controller again after a change of the platform, without a helper.
     void restart() {
         fs::remove(paths().helper);
         fs::create_directories(paths().temporaryDirectory);
         manager = makeManager();
     }
 
-    /// Puts programs in the places of the runner and the reader that do their work: the first runs
-    /// the statement's command in a shell, as an administrator who has typed the password at once.
+    /// Installs a working runner and reader. The runner passes the statement's command to a
+    /// shell immediately, without asking for a password.
     void installWorkingPrograms() const {
         writeProgram("usr/bin/osascript", "statement=${2#'do shell script \"'}\n"
                                           "exec sh -c \"${statement%'\" with administrator "
@@ -65,7 +65,7 @@ class PromptLaunchTest : public TunnelTest {
         return installAt(paths().home + "/.kestrelnet/kestrelnet-client", mode);
     }
 
-    /// Connects with a client behind programs that work, and waits until its part is done.
+    /// Connects with a client, a working runner and a working reader, and waits for the client.
     FakeClient& startBehindPrompt(std::string_view mode = "script") {
         installWorkingPrograms();
         FakeClient& client = installTunnelClient(mode);
@@ -75,7 +75,7 @@ class PromptLaunchTest : public TunnelTest {
         return client;
     }
 
-    /// Connects with a runner that does nothing: the prompt is up until it exits.
+    /// Connects with a runner that does nothing: the prompt is shown until it exits.
     FakeClient& startPrompt() {
         FakeClient& runner = installAt(paths().osascript, "script");
         manager->connect();
@@ -143,7 +143,7 @@ TEST(PromptLaunchTextsTest, theStatementNeitherQuotesNorEscapesThePaths) {
 
 // -- The files ---------------------------------------------------------------------------------
 
-TEST_F(PromptLaunchTest, theLauncherHoldsKeyAndPathAndMayBeRun) {
+TEST_F(PromptLaunchTest, theLauncherContainsKeyAndPathAndIsExecutable) {
     operatorValues.authURL = "https://kestrelnet.example/other/api";
     operatorValues.relayAddress = "192.0.2.200:443";
     restart();
@@ -158,7 +158,7 @@ TEST_F(PromptLaunchTest, theLauncherHoldsKeyAndPathAndMayBeRun) {
     EXPECT_EQ(modeOf(launcher()), 0755U);
 }
 
-TEST_F(PromptLaunchTest, aLauncherLeftOverIsReplacedWholeAndMayBeRun) {
+TEST_F(PromptLaunchTest, aLeftoverLauncherIsReplacedWholeAndMadeExecutable) {
     fs::permissions(world->root.write("tmp/kestrelnet-launcher.sh", std::string(5000, 'x')),
                     fs::perms::owner_read | fs::perms::owner_write);
     startPrompt();
@@ -167,15 +167,15 @@ TEST_F(PromptLaunchTest, aLauncherLeftOverIsReplacedWholeAndMayBeRun) {
     EXPECT_EQ(modeOf(launcher()), 0755U);
 }
 
-TEST_F(PromptLaunchTest, theFifoIsForTheUserAlone) {
+TEST_F(PromptLaunchTest, theFifoIsAccessibleToTheUserOnly) {
     startPrompt();
     EXPECT_TRUE(fs::is_fifo(fifo()));
     EXPECT_EQ(modeOf(fifo()), 0600U);
 }
 
-TEST_F(PromptLaunchTest, aFifoLeftOverIsDeletedAndMadeAnew) {
+TEST_F(PromptLaunchTest, aLeftoverFifoIsDeletedAndCreatedAgain) {
     ASSERT_EQ(::mkfifo(fifo().c_str(), 0644), 0);
-    // A second name, so that the new one cannot get the number of the old.
+    // A second link keeps the inode in use, so the new FIFO gets another inode number.
     const std::string old = world->root.file("old");
     fs::create_hard_link(fifo(), old);
     startPrompt();
@@ -184,7 +184,7 @@ TEST_F(PromptLaunchTest, aFifoLeftOverIsDeletedAndMadeAnew) {
     EXPECT_EQ(modeOf(fifo()), 0600U);
 }
 
-TEST_F(PromptLaunchTest, whateverIsInThePlaceOfTheFifoGivesWay) {
+TEST_F(PromptLaunchTest, anythingAtTheFifosPathIsReplaced) {
     for (const char* name : {"tmp/kestrelnet-output.fifo", "tmp/kestrelnet-output.fifo/folder/x"}) {
         world->root.write(name, "left over");
         const FakeClient& runner = startPrompt();
@@ -194,7 +194,7 @@ TEST_F(PromptLaunchTest, whateverIsInThePlaceOfTheFifoGivesWay) {
     }
 }
 
-TEST_F(PromptLaunchTest, whatCannotBeWrittenIsIgnoredAndTheRunGoesOn) {
+TEST_F(PromptLaunchTest, failuresToWriteAreIgnoredAndTheRunContinues) {
     world->platform.paths.temporaryDirectory = world->root.file("missing/");
     manager = makeManager();
     const FakeClient& runner = startPrompt();
@@ -207,7 +207,7 @@ TEST_F(PromptLaunchTest, whatCannotBeWrittenIsIgnoredAndTheRunGoesOn) {
     EXPECT_EQ(*manager->lastLog, exitMessage);
 }
 
-TEST_F(PromptLaunchTest, aFolderInThePlaceOfTheLauncherIsIgnoredAndTheRunGoesOn) {
+TEST_F(PromptLaunchTest, aFolderAtTheLaunchersPathIsIgnoredAndTheRunContinues) {
     fs::create_directory(launcher());
     startPrompt();
     EXPECT_TRUE(fs::is_directory(launcher()));
@@ -261,7 +261,7 @@ TEST_F(PromptLaunchTest, withoutARunnerTheStartFailsAndNoReaderIsEverStarted) {
     EXPECT_EQ(reader.pid(), std::nullopt);
 }
 
-TEST_F(PromptLaunchTest, afterAFailedStartFilesAndUnstartedRunStay) {
+TEST_F(PromptLaunchTest, afterAFailedStartTheFilesAndTheUnstartedRunRemain) {
     manager->connect();
     time.advance(Seconds(10));
     EXPECT_TRUE(fs::exists(launcher()));
@@ -273,7 +273,7 @@ TEST_F(PromptLaunchTest, afterAFailedStartFilesAndUnstartedRunStay) {
     EXPECT_EQ(manager->status, TunnelStatus::connecting);
 }
 
-TEST_F(PromptLaunchTest, aClientThatGoesAwayBeforeTheStartLeavesNoTrace) {
+TEST_F(PromptLaunchTest, aClientThatIsRemovedBeforeTheStartLeavesNoTrace) {
     installAt(paths().osascript, "script");
     const auto watching = manager->objectWillChange.subscribe([this] { removeClient(); });
     manager->connect();
@@ -290,7 +290,7 @@ TEST_F(PromptLaunchTest, aClientThatGoesAwayBeforeTheStartLeavesNoTrace) {
 TEST_F(PromptLaunchTest, theReaderIsStartedOneSecondAfterTheRunnerWhateverThePromptDoes) {
     startPrompt();
     EXPECT_THAT(timers->delays, ElementsAre(1.0));
-    // Whatever tried to start it up to here has failed.
+    // The program did not exist before, so an earlier start would have failed.
     time.advance(Seconds(0.999));
     const FakeClient& reader = installAt(paths().tail, "script");
     time.advance(Seconds(0.001));
@@ -317,7 +317,7 @@ TEST_F(PromptLaunchTest, theReaderFollowsTheFifoAndInheritsTheRest) {
     EXPECT_EQ(manager->status, TunnelStatus::connected);
 }
 
-TEST_F(PromptLaunchTest, theReaderIsStartedAlsoWhenTheRunnerHasEndedBefore) {
+TEST_F(PromptLaunchTest, theReaderIsStartedEvenWhenTheRunnerHasEnded) {
     const FakeClient& reader = installAt(paths().tail, "script");
     startPrompt().exit(1);
     ASSERT_TRUE(reaches(TunnelStatus::error));
@@ -336,7 +336,7 @@ TEST_F(PromptLaunchTest, withoutAReaderTheStatusStaysUntilTheUserDisconnects) {
     EXPECT_FALSE(temporaryFilesExist());
 }
 
-TEST_F(PromptLaunchTest, theReaderIsNotStoppedButNobodyReadsItAnyMore) {
+TEST_F(PromptLaunchTest, theReaderIsNotStoppedButItsOutputIsNoLongerRead) {
     const FakeClient& reader = installAt(paths().tail, "script");
     const FakeClient& runner = startPrompt();
     time.advance(Seconds(1));
@@ -344,7 +344,7 @@ TEST_F(PromptLaunchTest, theReaderIsNotStoppedButNobodyReadsItAnyMore) {
     runner.exit(0);
     ASSERT_TRUE(reaches(TunnelStatus::error));
     EXPECT_TRUE(reader.isAlive());
-    // Without a reader of its own, it ends by writing.
+    // It ends when it writes, because its output has no reader.
     EXPECT_TRUE(time.waitHoldingMain([&] {
         reader.say("late\n");
         return reader.isGone();
@@ -375,7 +375,7 @@ TEST_F(PromptLaunchTest, aDisconnectEndsThePromptAndLeavesNoFile) {
     EXPECT_FALSE(temporaryFilesExist());
 }
 
-TEST_F(PromptLaunchTest, thePromptNeitherKeepsTheControllerNorEndsWithIt) {
+TEST_F(PromptLaunchTest, thePromptNeitherKeepsTheControllerAliveNorEndsWithIt) {
     const FakeClient& runner = startPrompt();
     const std::weak_ptr<TunnelManager> gone = manager;
     manager.reset();
@@ -388,7 +388,7 @@ TEST_F(PromptLaunchTest, thePromptNeitherKeepsTheControllerNorEndsWithIt) {
 
 // -- The data path -----------------------------------------------------------------------------
 
-TEST_F(PromptLaunchTest, whatTheClientSaysComesThroughTheFifo) {
+TEST_F(PromptLaunchTest, theClientsOutputComesThroughTheFifo) {
     const FakeClient& client = startBehindPrompt();
     feed(client, "Discovered home server: lisbon\nConnected to relay\n");
     EXPECT_EQ(*manager->serverLocation, "lisbon");
@@ -436,7 +436,7 @@ TEST_F(PromptLaunchTest, aKeyWithASingleQuoteIsWrittenUnescapedAndBreaksTheLaunc
     EXPECT_EQ(client.pid(), std::nullopt);
 }
 
-TEST_F(PromptLaunchTest, aClientPathMayHoldBlanksAndDollars) {
+TEST_F(PromptLaunchTest, aClientPathMayContainBlanksAndDollars) {
     world->platform.paths.home = world->root.file("a \"home\" of $HOME");
     restart();
     const FakeClient& client = startBehindPrompt();
@@ -448,14 +448,14 @@ TEST_F(PromptLaunchTest, aBlankInTheTemporaryFolderSplitsTheCommand) {
     world->platform.paths.temporaryDirectory = world->root.file("two halves/");
     restart();
     installWorkingPrograms();
-    // The shell opens another file: one that waits at the FIFO would wait for ever.
+    // The shell opens another file, so a reader that opens the FIFO would wait forever.
     installAt(paths().tail, "script");
     const FakeClient& client = installTunnelClient();
     manager->connect();
     EXPECT_TRUE(temporaryFilesExist());
     ASSERT_TRUE(reaches(TunnelStatus::error));
     EXPECT_EQ(client.pid(), std::nullopt);
-    // The shell took the first half of the FIFO's path for the whole.
+    // The shell took the first half of the FIFO's path for the complete path.
     EXPECT_TRUE(fs::is_regular_file(world->root.file("two")));
 }
 
@@ -466,7 +466,7 @@ TEST_F(PromptLaunchTest, manyRunsLeaveNothingBehind) {
     std::size_t descriptors = 0;
     constexpr int rounds = 20;
     for (int round = 0; round < rounds; ++round) {
-        // Each client keeps one descriptor of the test's for its commands.
+        // Each client uses one descriptor of the test for its commands.
         const FakeClient& client = startBehindPrompt("routes");
         ASSERT_TRUE(reaches(TunnelStatus::connected));
         client.exit(0);

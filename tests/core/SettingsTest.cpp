@@ -13,7 +13,7 @@ using testing::ElementsAre;
 constexpr const char* keySetting = "kestrelnet_api_key";
 constexpr const char* autoConnectSetting = "kestrelnet_auto_connect";
 
-/// A user of whom nothing is known yet.
+/// A user without stored settings.
 class FreshUserTest : public testing::Test {
   protected:
     std::shared_ptr<TunnelManager> makeManager() const {
@@ -23,7 +23,7 @@ class FreshUserTest : public testing::Test {
     TestPlatform world;
 };
 
-TEST_F(FreshUserTest, startsFromNothing) {
+TEST_F(FreshUserTest, startsWithEmptyValues) {
     const auto manager = makeManager();
     EXPECT_EQ(*manager->apiKey, "");
     EXPECT_FALSE(manager->isConfigured());
@@ -65,7 +65,7 @@ TEST_F(FreshUserTest, aKeyNeedsItsPrefixAndMoreThanTenCharacters) {
         KeyCase{"dev_123456 ", true},
         KeyCase{"dev-1234567", false},
         KeyCase{"key_dev_1234567", false},
-        // What a person sees as one character counts once, however many bytes it takes.
+        // A user-perceived character counts once, regardless of its number of bytes.
         KeyCase{"dev_12345" + accented, false},
         KeyCase{"dev_123456" + accented, true},
         KeyCase{"dev_12345\xF0\x9F\x94\x91", false},
@@ -77,7 +77,7 @@ TEST_F(FreshUserTest, aKeyNeedsItsPrefixAndMoreThanTenCharacters) {
     }
 }
 
-TEST_F(FreshUserTest, theKeyIsWrittenAtOnceAndReadBackUnchanged) {
+TEST_F(FreshUserTest, theKeyIsWrittenImmediatelyAndReadBackUnchanged) {
     for (const std::string key :
          {"  dev_0123456789 \t", "", "\xC3\xA9;=\"x\", y\n", "@Invalid()"}) {
         makeManager()->apiKey = key;
@@ -107,7 +107,7 @@ TEST_F(FreshUserTest, theKeyIsAnnouncedThenStoredThenWritten) {
     EXPECT_THAT(seen, ElementsAre("old", "old", "new", "new"));
 }
 
-TEST_F(FreshUserTest, autoConnectIsReadAndWrittenStraightThrough) {
+TEST_F(FreshUserTest, autoConnectIsReadFromAndWrittenToTheSettings) {
     const auto manager = makeManager();
     manager->setAutoConnect(true);
     EXPECT_TRUE(world.reopenDefaults()->boolean(autoConnectSetting));
@@ -116,7 +116,7 @@ TEST_F(FreshUserTest, autoConnectIsReadAndWrittenStraightThrough) {
     EXPECT_FALSE(manager->autoConnect());
 }
 
-TEST_F(FreshUserTest, autoConnectIsAnnouncedAfterItWasWrittenEachTime) {
+TEST_F(FreshUserTest, eachWriteOfAutoConnectIsAnnouncedAfterwards) {
     const auto manager = makeManager();
     std::vector<bool> seen;
     const auto subscription =
@@ -127,7 +127,7 @@ TEST_F(FreshUserTest, autoConnectIsAnnouncedAfterItWasWrittenEachTime) {
     EXPECT_THAT(seen, ElementsAre(true, true, false));
 }
 
-TEST_F(FreshUserTest, eachPublishedMemberIsAnnouncedBeforeItIsStoredAlsoUnchanged) {
+TEST_F(FreshUserTest, eachPublishedMemberIsAnnouncedBeforeItIsStoredEvenWhenUnchanged) {
     const auto manager = makeManager();
     std::vector<std::string> seen;
     const auto subscription = manager->objectWillChange.subscribe([&] {
@@ -150,7 +150,7 @@ TEST_F(FreshUserTest, eachPublishedMemberIsAnnouncedBeforeItIsStoredAlsoUnchange
                             "Connected,192.0.2.1,lisbon,line,helper"));
 }
 
-TEST_F(FreshUserTest, theClientIsLookedForInTheBundleThenAtHomeThenInTheSystem) {
+TEST_F(FreshUserTest, theClientIsSearchedInTheBundleThenAtHomeThenInTheSystem) {
     const auto manager = makeManager();
     const TemporaryFolder& root = world.root;
     const std::string system = root.write("usr/local/bin/kestrelnet-client", "");
@@ -170,13 +170,13 @@ TEST_F(FreshUserTest, theClientIsLookedForInTheBundleThenAtHomeThenInTheSystem) 
     EXPECT_FALSE(manager->binaryInstalled());
 }
 
-TEST_F(FreshUserTest, aFolderInTheClientsPlaceCounts) {
+TEST_F(FreshUserTest, aFolderAtTheClientsPathIsTakenForTheClient) {
     const auto manager = makeManager();
     std::filesystem::create_directories(world.platform.paths.systemClient);
     EXPECT_EQ(manager->binaryPath(), world.platform.paths.systemClient);
 }
 
-TEST_F(FreshUserTest, theHelperIsLookedForAtTheStartOnly) {
+TEST_F(FreshUserTest, theHelperIsTestedOnlyAtTheStart) {
     const auto early = makeManager();
     const std::string helper = world.root.write("helpers/com.kestrelnetvpn.tunnel", "");
     EXPECT_FALSE(early->helperInstalled);
@@ -187,7 +187,7 @@ TEST_F(FreshUserTest, theHelperIsLookedForAtTheStartOnly) {
     EXPECT_FALSE(makeManager()->helperInstalled);
 }
 
-TEST_F(FreshUserTest, aFolderInTheHelpersPlaceCounts) {
+TEST_F(FreshUserTest, aFolderAtTheHelpersPathIsTakenForTheHelper) {
     std::filesystem::create_directories(world.platform.paths.helper);
     EXPECT_TRUE(makeManager()->helperInstalled);
 }

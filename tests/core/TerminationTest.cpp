@@ -21,7 +21,7 @@ class TerminationTest : public TunnelTest {
     }
 };
 
-TEST_F(TerminationTest, anyEndButOfADisconnectedTunnelIsAnError) {
+TEST_F(TerminationTest, anEndIsAnErrorUnlessDisconnected) {
     for (const TunnelStatus status : {TunnelStatus::connecting, TunnelStatus::connected,
                                       TunnelStatus::reconnecting, TunnelStatus::error}) {
         manager->status = TunnelStatus::disconnected;
@@ -37,7 +37,7 @@ TEST_F(TerminationTest, anyEndButOfADisconnectedTunnelIsAnError) {
     }
 }
 
-TEST_F(TerminationTest, theEndOfADisconnectedTunnelChangesNoMember) {
+TEST_F(TerminationTest, anEndWhileDisconnectedChangesNoMember) {
     const FakeClient& client = start();
     manager->status = TunnelStatus::disconnected;
     manager->exitIP = "192.0.2.9";
@@ -61,7 +61,7 @@ TEST_F(TerminationTest, theExitStatusDoesNotMatter) {
     }
 }
 
-TEST_F(TerminationTest, aClientThatEndsWhileConnectedLeavesOnlyTheLocation) {
+TEST_F(TerminationTest, aClientThatEndsWhileConnectedKeepsOnlyTheLocation) {
     const FakeClient& client = start("relay-then-routes");
     ASSERT_TRUE(reaches(TunnelStatus::connected));
     manager->exitIP = "192.0.2.9";
@@ -90,7 +90,7 @@ TEST_F(TerminationTest, aCancelledPromptIsAnErrorAndLeavesNoFile) {
     EXPECT_FALSE(temporaryFilesExist());
 }
 
-TEST_F(TerminationTest, afterAStartThroughTheHelperLeftOverFilesGoAsWell) {
+TEST_F(TerminationTest, theEndOfAHelperRunRemovesLeftoverFilesAsWell) {
     leaveTemporaryFiles();
     const FakeClient& client = start();
     EXPECT_TRUE(temporaryFilesExist());
@@ -99,7 +99,7 @@ TEST_F(TerminationTest, afterAStartThroughTheHelperLeftOverFilesGoAsWell) {
     EXPECT_FALSE(temporaryFilesExist());
 }
 
-TEST_F(TerminationTest, outputThatWaitsIsHandledBeforeTheEnd) {
+TEST_F(TerminationTest, pendingOutputIsHandledBeforeTheEnd) {
     const FakeClient& client = start();
     client.say("Discovered home server: oslo\n");
     ASSERT_TRUE(time.waitHoldingMain([this] { return time.pendingCount() == 1; }));
@@ -109,8 +109,8 @@ TEST_F(TerminationTest, outputThatWaitsIsHandledBeforeTheEnd) {
     EXPECT_EQ(snapshot(), (Snapshot{"Error", exitMessage, "none", "oslo"}));
 }
 
-TEST_F(TerminationTest, anEndAfterTheCleanUpDeletesTheFilesAndNoMore) {
-    // The clean-up of the first run forgets the second, whose end then comes late.
+TEST_F(TerminationTest, anEndAfterTheCleanUpOnlyDeletesTheFiles) {
+    // The clean-up of the first run releases the second run, whose end then comes late.
     const FakeClient& first = start("stubborn");
     manager->disconnect();
     time.settle();
@@ -127,7 +127,7 @@ TEST_F(TerminationTest, anEndAfterTheCleanUpDeletesTheFilesAndNoMore) {
     EXPECT_THAT(notices, IsEmpty());
 }
 
-TEST_F(TerminationTest, theLateEndOfAnEarlierRunDetachesTheOutputOfThePresentOne) {
+TEST_F(TerminationTest, theLateEndOfAnEarlierRunDetachesTheOutputOfThePresentRun) {
     const FakeClient& first = start();
     feed(first, "handshake failed\n");
     ASSERT_EQ(manager->status, TunnelStatus::error);
@@ -143,12 +143,12 @@ TEST_F(TerminationTest, theLateEndOfAnEarlierRunDetachesTheOutputOfThePresentOne
     EXPECT_TRUE(second.isAlive());
     EXPECT_EQ(pipe(), nullptr);
 
-    // Standard error is read on, standard output is not.
+    // Standard error is still read, standard output is not.
     second.say("unread\n");
     feedError(second, "read\n");
     EXPECT_EQ(*manager->lastLog, "read");
 
-    // The run is still there to be stopped.
+    // The run can still be stopped.
     manager->disconnect();
     ASSERT_TRUE(time.waitHoldingMain([&] { return second.isGone(); }));
     time.advance(Seconds(0.1));

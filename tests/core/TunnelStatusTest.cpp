@@ -35,7 +35,7 @@ TEST(TunnelStatusTest, eachTextGivesItsStatus) {
     }
 }
 
-TEST(TunnelStatusTest, anyOtherTextGivesNone) {
+TEST(TunnelStatusTest, anyOtherTextGivesNoStatus) {
     for (const std::string_view other :
          {"", "Connecting", "Reconnecting", "connected", "error", "DISCONNECTED", "connecting...",
           "Connecting\xE2\x80\xA6", " Error", "Error ", "Connected..."}) {
@@ -44,7 +44,7 @@ TEST(TunnelStatusTest, anyOtherTextGivesNone) {
     EXPECT_EQ(tunnelStatus(std::string_view("Error\0", 6)), std::nullopt);
 }
 
-TEST(TunnelStatusTest, theHashIsThatOfTheText) {
+TEST(TunnelStatusTest, theHashIsTheHashOfTheText) {
     std::set<std::string_view> texts;
     for (const auto& [status, raw] : cases) {
         EXPECT_EQ(std::hash<TunnelStatus>{}(status), std::hash<std::string_view>{}(raw));

@@ -7,7 +7,7 @@
 namespace kestrelnet {
 
 TunnelTest::TunnelTest() {
-    // Nobody listens there, and no packet leaves the machine.
+    // Nothing listens on this port, and no packet leaves the machine.
     operatorValues.exitIPServiceURL = "https://127.0.0.1:1/";
     install("script");
     world->root.write("home/.kestrelnet/kestrelnet-client", "");
@@ -16,7 +16,7 @@ TunnelTest::TunnelTest() {
 }
 
 TunnelTest::~TunnelTest() {
-    // Lookups under way hold it until they end.
+    // Pending lookups keep the controller alive until they end.
     const std::weak_ptr<TunnelManager> ending = std::exchange(manager, nullptr);
     EXPECT_TRUE(time.waitUntil([&ending] { return ending.expired(); }));
     recording_ = {};

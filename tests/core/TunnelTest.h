@@ -20,14 +20,14 @@ inline void PrintTo(TunnelStatus status, std::ostream* out) {
     *out << rawValue(status);
 }
 
-/// A controller on a platform of its own, with a valid key and an installed client, and a helper
-/// that is whatever client the test installs.
+/// A controller on a test platform, with a valid key, an installed client and a helper, which is
+/// the client that the test installs.
 class TunnelTest : public testing::Test {
   protected:
     static constexpr const char* validKey = "dev_0123456789";
     static constexpr const char* exitMessage = "VPN process exited unexpectedly";
 
-    /// The values of a controller's members at one moment.
+    /// The values of the controller's members at one time.
     struct Snapshot {
         std::string status;
         std::string lastLog;
@@ -44,29 +44,29 @@ class TunnelTest : public testing::Test {
     TunnelTest();
     ~TunnelTest() override;
 
-    /// Makes a client and puts it in the helper's place.
+    /// Creates a client and installs it as the helper.
     FakeClient& install(std::string_view mode, std::string_view argument = "");
-    /// The same, and connects; waits until the client's own part is done.
+    /// The same. Then connects and waits until the client is ready.
     FakeClient& start(std::string_view mode = "script", std::string_view argument = "");
-    /// Makes a client and puts it in the place of the program at `path`.
+    /// Creates a client and installs it as the program at `path`.
     FakeClient& installAt(const std::string& path, std::string_view mode,
                           std::string_view argument = "");
     void removeClient() const;
 
-    /// Lets `client` write `chunk` to its standard output, as one chunk, and runs the job that
-    /// this becomes.
+    /// Lets `client` write `chunk` to its standard output as one chunk, and runs the main job
+    /// that handles it.
     void feed(const FakeClient& client, std::string_view chunk);
-    /// The same on standard error.
+    /// The same for standard error.
     void feedError(const FakeClient& client, std::string_view chunk);
 
-    /// Waits, with main jobs running, until the status is `status`.
+    /// Runs main jobs until the status is `status`.
     bool reaches(TunnelStatus status);
-    /// Waits, with main jobs held, until the process of the run has ended and its end was posted
-    /// behind the jobs that are `waiting`.
+    /// Waits, without running main jobs, until the process of the run has ended and a job for that
+    /// was posted after the `waiting` jobs.
     bool endsUnnoticed(const FakeClient& client, std::size_t waiting = 0);
 
     Snapshot snapshot() const;
-    /// What the members were at each notice from now on.
+    /// Records the members' values at each notice from now on.
     void recordNotices();
     std::vector<std::string> log() const { return TunnelManagerInspector::logLines(*manager); }
     std::shared_ptr<Process> process() const { return TunnelManagerInspector::process(*manager); }
@@ -80,7 +80,7 @@ class TunnelTest : public testing::Test {
     OperatorValues operatorValues;
 
   private:
-    // The clients go away last: one that waits to be read ends only once nobody reads any more.
+    // Destroyed last: a client that waits for its reader ends only when the reader is gone.
     std::vector<std::unique_ptr<FakeClient>> clients_;
     ObservableObjectPublisher::Subscription recording_;
 

@@ -315,7 +315,7 @@ TEST_F(FileManagerTest, theHomeFolderIsTheAccountsAndNotTheEnvironments) {
 }
 
 TEST_F(FileManagerTest, onlyTheUserCanEnterTheTemporaryFolder) {
-    const std::string path = files::temporaryDirectory();
+    const std::string path = files::temporaryDirectory("kestrelnet");
     ASSERT_TRUE(path.starts_with('/') && path.ends_with('/')) << path;
     struct stat status {};
     ASSERT_EQ(::stat(path.c_str(), &status), 0) << path;

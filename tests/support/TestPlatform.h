@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "platform/Platform.h"
+#include "core/Platform.h"
 #include "tests/support/TemporaryFolder.h"
 #include "tests/support/VirtualTime.h"
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "system/AdministratorCommand.h"
+#include "core/AdministratorStatement.h"
 
 #include "tests/system/AdministratorTest.h"
 
@@ -21,7 +21,7 @@ TEST(AdministratorStatementTest, isOpeningCommandAndClosing) {
     EXPECT_EQ(administratorStatement("x").size(), 17U + 1U + 31U);
 }
 
-TEST(AdministratorStatementTest, anEmptyCommandLeavesTwoQuotesSideBySide) {
+TEST(AdministratorStatementTest, anEmptyCommandGivesTwoAdjacentQuotes) {
     EXPECT_EQ(administratorStatement(""), "do shell script \"\" with administrator privileges");
 }
 
@@ -48,7 +48,7 @@ class AdministratorCommandTest : public AdministratorTest {
     std::atomic<std::thread::id> thread;
 };
 
-TEST_F(AdministratorCommandTest, theRunnerGetsTwoArgumentsAndNothingElseOfItsOwn) {
+TEST_F(AdministratorCommandTest, theRunnerGetsTwoArgumentsAndInheritsTheRest) {
     FakeClient& runner = installRunner();
     run("/bin/bash '/x'");
     ASSERT_TRUE(hasStarted(runner));
@@ -96,7 +96,7 @@ TEST_F(AdministratorCommandTest, status0IsSuccessAndAnyOtherIsNot) {
     }
 }
 
-TEST_F(AdministratorCommandTest, aRunnerThatIsKilledHasNotSucceeded) {
+TEST_F(AdministratorCommandTest, aKilledRunnerIsAFailure) {
     result = true;
     FakeClient& runner = installRunner();
     run("x");
@@ -118,7 +118,7 @@ TEST_F(AdministratorCommandTest, theRunnersStreamsAreTheApplications) {
     EXPECT_TRUE(isCalled());
 }
 
-TEST_F(AdministratorCommandTest, theCompletionComesOnABackgroundThread) {
+TEST_F(AdministratorCommandTest, theCompletionIsCalledOnABackgroundThread) {
     installRunner("exits-at-once");
     run("x");
     ASSERT_TRUE(isCalled());
@@ -132,7 +132,7 @@ TEST_F(AdministratorCommandTest, aMissingRunnerMeansFalseBeforeTheReturn) {
     EXPECT_EQ(thread.load(), std::this_thread::get_id());
 }
 
-TEST_F(AdministratorCommandTest, severalRunSideBySide) {
+TEST_F(AdministratorCommandTest, severalCommandsRunConcurrently) {
     FakeClient& first = installRunner();
     run("first");
     ASSERT_TRUE(hasStarted(first));
@@ -146,7 +146,7 @@ TEST_F(AdministratorCommandTest, severalRunSideBySide) {
     EXPECT_TRUE(waitFor([this] { return calls == 2; }));
 }
 
-TEST_F(AdministratorCommandTest, neitherStatusNorLogChangesNorIsTheRunnerKept) {
+TEST_F(AdministratorCommandTest, statusAndLogStayAndTheRunnerIsNotKept) {
     recordNotices();
     FakeClient& runner = installRunner();
     run("x");

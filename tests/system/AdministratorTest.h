@@ -9,8 +9,8 @@
 
 namespace kestrelnet {
 
-/// A controller without a helper, whose administrator prompt is a program that does what the test
-/// says.
+/// A controller without a helper. Its administrator prompt is a program that the test
+/// defines.
 class AdministratorTest : public TunnelTest {
   protected:
     AdministratorTest() {

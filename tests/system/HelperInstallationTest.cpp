@@ -20,7 +20,7 @@ const std::string helperPath = Paths().helper;
 
 // -- The texts ---------------------------------------------------------------------------------
 
-TEST(HelperInstallationTextsTest, theScriptStandsBetweenSingleQuotes) {
+TEST(HelperInstallationTextsTest, theScriptIsBetweenSingleQuotes) {
     EXPECT_EQ(scriptInstallCommand("/opt/k/Contents/Resources/install-helper.sh"),
               "/bin/bash '/opt/k/Contents/Resources/install-helper.sh'");
 }
@@ -30,7 +30,7 @@ TEST(HelperInstallationTextsTest, aSingleQuoteInTheScriptsPathIsNotEscaped) {
               "/bin/bash '/opt/it's/install-helper.sh'");
 }
 
-TEST(HelperInstallationTextsTest, theInlineCommandByteForByte) {
+TEST(HelperInstallationTextsTest, theInlineCommandIsExact) {
     EXPECT_EQ(
         inlineInstallCommand("/opt/k/bin/kestrelnet-client", helperPath),
         R"(mkdir -p /Library/PrivilegedHelperTools && printf '#!/bin/bash\nexec "/opt/k/bin/kestrelnet-client" "$@"\n' > /Library/PrivilegedHelperTools/com.kestrelnetvpn.tunnel && chown root:wheel /Library/PrivilegedHelperTools/com.kestrelnetvpn.tunnel && chmod 4755 /Library/PrivilegedHelperTools/com.kestrelnetvpn.tunnel)");
@@ -53,7 +53,7 @@ TEST(HelperInstallationTextsTest, nothingElseInTheClientsPathIsEscaped) {
 
 TEST(HelperInstallationTextsTest, theInlineCommandWritesALauncherOfTwoLines) {
     const TemporaryFolder folder;
-    // But for the owner, which only root can give.
+    // Without changing the owner, which requires root.
     std::string command =
         inlineInstallCommand("/opt/it's/kestrelnet-client", folder.file("new/helper"));
     command.erase(command.find(" && chown"));
@@ -88,7 +88,7 @@ class HelperInstallationTest : public AdministratorTest {
     bool isAnswered(std::size_t count = 1) {
         return time.waitUntil([&] { return results.size() >= count; });
     }
-    /// Installs with a runner that ends with `status` after `meanwhile`.
+    /// Installs with a runner that runs `meanwhile` and ends with `status`.
     void installHelper(
         int status, const std::function<void()>& meanwhile = [] {}) {
         FakeClient& runner = installRunner();
@@ -119,7 +119,7 @@ TEST_F(HelperInstallationTest, theScriptInTheBundleIsPreferred) {
     EXPECT_TRUE(isAnswered());
 }
 
-TEST_F(HelperInstallationTest, theScriptBesideTheBundleStandsWithoutDots) {
+TEST_F(HelperInstallationTest, thePathOfTheScriptBesideTheBundleContainsNoDots) {
     fs::create_directories(paths().bundle);
     write(scriptBesideTheBundle());
     FakeClient& runner = installRunner();
@@ -143,7 +143,7 @@ TEST_F(HelperInstallationTest, withoutAScriptTheClientIsInstalledInline) {
     EXPECT_THAT(results, ElementsAre(false));
 }
 
-TEST_F(HelperInstallationTest, withoutScriptAndClientTheAnswerIsFalseAtOnceWhateverIsOnDisk) {
+TEST_F(HelperInstallationTest, withoutScriptAndClientTheResultIsFalseImmediately) {
     removeClient();
     FakeClient& runner = installRunner();
     write(paths().helper);
@@ -155,14 +155,14 @@ TEST_F(HelperInstallationTest, withoutScriptAndClientTheAnswerIsFalseAtOnceWhate
     EXPECT_FALSE(runner.pid());
 }
 
-TEST_F(HelperInstallationTest, theAnswerIsWhetherTheHelperIsThereAfterwards) {
+TEST_F(HelperInstallationTest, theResultIsWhetherTheHelperExistsAfterwards) {
     write(bundledScript());
     installHelper(0, [this] { write(paths().helper); });
     EXPECT_THAT(results, ElementsAre(true));
     EXPECT_TRUE(manager->helperInstalled);
 }
 
-TEST_F(HelperInstallationTest, anEarlierHelperCountsWhateverTheStatus) {
+TEST_F(HelperInstallationTest, anEarlierHelperCountsForAnyExitStatus) {
     write(bundledScript());
     write(paths().helper);
     installHelper(1);
@@ -170,14 +170,14 @@ TEST_F(HelperInstallationTest, anEarlierHelperCountsWhateverTheStatus) {
     EXPECT_TRUE(manager->helperInstalled);
 }
 
-TEST_F(HelperInstallationTest, status0WithoutAHelperIsNoInstallation) {
+TEST_F(HelperInstallationTest, status0WithoutAHelperIsAFailure) {
     write(bundledScript());
     installHelper(0);
     EXPECT_THAT(results, ElementsAre(false));
     EXPECT_FALSE(manager->helperInstalled);
 }
 
-TEST_F(HelperInstallationTest, aHelperThatHasGoneIsNoticed) {
+TEST_F(HelperInstallationTest, aRemovedHelperIsNoticed) {
     write(bundledScript());
     write(paths().helper);
     manager = makeManager();
@@ -187,7 +187,7 @@ TEST_F(HelperInstallationTest, aHelperThatHasGoneIsNoticed) {
     EXPECT_FALSE(manager->helperInstalled);
 }
 
-TEST_F(HelperInstallationTest, theAnswerIsAMainJobAlsoWhenTheRunnerIsMissing) {
+TEST_F(HelperInstallationTest, theResultIsDeliveredByAMainJobEvenWhenTheRunnerIsMissing) {
     write(bundledScript());
     write(paths().helper);
     installHelper();
@@ -198,7 +198,7 @@ TEST_F(HelperInstallationTest, theAnswerIsAMainJobAlsoWhenTheRunnerIsMissing) {
     EXPECT_TRUE(manager->helperInstalled);
 }
 
-TEST_F(HelperInstallationTest, theRunnersEndChangesNothingBeforeTheMainJob) {
+TEST_F(HelperInstallationTest, theEndOfTheRunnerChangesNothingBeforeTheMainJob) {
     write(bundledScript());
     FakeClient& runner = installRunner();
     installHelper();
@@ -213,7 +213,7 @@ TEST_F(HelperInstallationTest, theRunnersEndChangesNothingBeforeTheMainJob) {
     EXPECT_THAT(results, ElementsAre(true));
 }
 
-TEST_F(HelperInstallationTest, theAnswerIsFalseOnceTheControllerHasGone) {
+TEST_F(HelperInstallationTest, theResultIsFalseWhenTheControllerWasDestroyed) {
     write(bundledScript());
     write(paths().helper);
     FakeClient& runner = installRunner();
@@ -227,7 +227,7 @@ TEST_F(HelperInstallationTest, theAnswerIsFalseOnceTheControllerHasGone) {
     EXPECT_THAT(results, ElementsAre(false));
 }
 
-TEST_F(HelperInstallationTest, aSecondRequestAsksAgain) {
+TEST_F(HelperInstallationTest, aSecondRequestShowsAnotherPrompt) {
     write(bundledScript());
     FakeClient& first = installRunner();
     installHelper();
@@ -242,7 +242,7 @@ TEST_F(HelperInstallationTest, aSecondRequestAsksAgain) {
     EXPECT_THAT(results, ElementsAre(false, false));
 }
 
-TEST_F(HelperInstallationTest, neitherStatusNorLogTellsOfIt) {
+TEST_F(HelperInstallationTest, statusAndLogDoNotChange) {
     write(bundledScript());
     const Snapshot before = snapshot();
     installHelper(1);

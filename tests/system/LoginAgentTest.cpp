@@ -18,7 +18,7 @@ using testing::IsEmpty;
 
 constexpr const char* setting = "kestrelnet_start_at_login";
 
-TEST(LoginAgentTextTest, isEighteenLinesByteForByte) {
+TEST(LoginAgentTextTest, consistsOfEighteenFixedLines) {
     EXPECT_EQ(launchAgentText("/opt/Kestrelnet.app"),
               "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
               "<!DOCTYPE plist PUBLIC \"-//Apple//DTD PLIST 1.0//EN\" "
@@ -46,8 +46,8 @@ TEST(LoginAgentTextTest, escapesNothingInTheBundlesPath) {
               std::string::npos);
 }
 
-/// The service manager is a program that writes down how it is called, what it finds and what the
-/// settings say at that moment.
+/// launchctl is a program that records its arguments, the files that it finds and the settings at
+/// that time.
 class LoginAgentTest : public TunnelTest {
   protected:
     LoginAgentTest() {
@@ -69,7 +69,7 @@ class LoginAgentTest : public TunnelTest {
     std::string agent() const {
         return paths().home + "/Library/LaunchAgents/com.kestrelnetvpn.app.plist";
     }
-    /// One line for each run of the service manager.
+    /// One line for each run of launchctl.
     std::vector<std::string> calls() const {
         std::ifstream file(record());
         std::vector<std::string> lines;
@@ -106,7 +106,7 @@ TEST_F(LoginAgentTest, switchingOffUnloadsTheAgentThenDeletesIt) {
     EXPECT_FALSE(stored());
 }
 
-TEST_F(LoginAgentTest, switchingOnTwiceWritesAndLoadsAgainWhateverTheSecondSays) {
+TEST_F(LoginAgentTest, switchingOnTwiceWritesAndLoadsAgainEvenWhenLoadingFails) {
     manager->setStartAtLogin(true);
     installLaunchctl("echo 'already loaded' >&2; exit 1");
     manager->setStartAtLogin(true);
@@ -121,7 +121,7 @@ TEST_F(LoginAgentTest, anOlderAgentIsReplaced) {
     EXPECT_EQ(written(), launchAgentText(paths().bundle));
 }
 
-TEST_F(LoginAgentTest, theValueItAlreadyHasIsWrittenAnnouncedOnceAndActedOnAgain) {
+TEST_F(LoginAgentTest, anUnchangedValueIsWrittenAnnouncedOnceAndAppliedAgain) {
     for (const bool value : {true, false}) {
         manager->setStartAtLogin(value);
         world->reopenDefaults()->set(setting, !value);
@@ -135,7 +135,7 @@ TEST_F(LoginAgentTest, theValueItAlreadyHasIsWrittenAnnouncedOnceAndActedOnAgain
     }
 }
 
-TEST_F(LoginAgentTest, isAnnouncedAfterTheWriteAndBeforeTheAgent) {
+TEST_F(LoginAgentTest, isAnnouncedAfterTheWriteAndBeforeTheAgentIsInstalled) {
     std::vector<std::string> seen;
     const auto subscription = manager->objectWillChange.subscribe([&] {
         seen.push_back(std::string(stored() ? "on, " : "off, ") +
@@ -184,7 +184,7 @@ TEST_F(LoginAgentTest, aMissingServiceManagerIsNotReported) {
     EXPECT_EQ(snapshot(), before);
 }
 
-TEST_F(LoginAgentTest, aFolderThatIsAFileLeavesNoAgentAndStillLoads) {
+TEST_F(LoginAgentTest, aFileAtTheFoldersPathLeavesNoAgentAndLaunchctlStillRuns) {
     const std::string inTheWay = world->root.write("home/Library/LaunchAgents", "mine");
     manager->setStartAtLogin(true);
     EXPECT_EQ(readFile(inTheWay), "mine");
@@ -194,7 +194,7 @@ TEST_F(LoginAgentTest, aFolderThatIsAFileLeavesNoAgentAndStillLoads) {
     EXPECT_EQ(readFile(inTheWay), "mine");
 }
 
-TEST_F(LoginAgentTest, aHomeThatIsGoneIsMade) {
+TEST_F(LoginAgentTest, aMissingHomeFolderIsCreated) {
     fs::remove_all(paths().home);
     manager->setStartAtLogin(true);
     EXPECT_EQ(written(), launchAgentText(paths().bundle));
@@ -208,7 +208,7 @@ TEST_F(LoginAgentTest, aChangeOfTheHomeFolderIsNotSeenAfterTheFirstUse) {
     EXPECT_THAT(calls(), ElementsAre(load(), unload(" (there)")));
 }
 
-TEST_F(LoginAgentTest, aPathThatMakesTheListInvalidIsWrittenAsItIs) {
+TEST_F(LoginAgentTest, aPathThatMakesTheListInvalidIsWrittenUnchanged) {
     TunnelManagerInspector::platform(*manager).paths.bundle = "/opt/R&D/Kestrelnet.app";
     installLaunchctl("exit 1");
     manager->setStartAtLogin(true);

@@ -8,7 +8,7 @@ namespace {
 
 using namespace std::string_literals;
 
-TEST(ShellStartupTest, dropsTheLineThatAddsTheFolderAndKeepsTheRest) {
+TEST(ShellStartupTest, removesTheLineThatAddsTheFolderAndKeepsTheRest) {
     EXPECT_EQ(withoutOwnLines("alias l=ls\nexport PATH=\"$HOME/.kestrelnet:$PATH\"\nset -o vi\n"),
               "alias l=ls\nset -o vi\n");
 }
@@ -21,14 +21,14 @@ TEST(ShellStartupTest, keepsATextWithoutSuchALine) {
     }
 }
 
-TEST(ShellStartupTest, theNameCountsAnywhereInALine) {
+TEST(ShellStartupTest, theNameMayBeAnywhereInALine) {
     for (const char* line : {".kestrelnet", "~/.kestrelnet-old/x", "x.kestrelnetwork",
                              "# about .kestrelnet", "\t.kestrelnet", "\xC3\xA9.kestrelnet"}) {
         EXPECT_EQ(withoutOwnLines("a\n"s + line + "\nb\n"), "a\nb\n") << line;
     }
 }
 
-TEST(ShellStartupTest, dropsLinesAtBothEnds) {
+TEST(ShellStartupTest, removesLinesAtBothEnds) {
     EXPECT_EQ(withoutOwnLines(".kestrelnet\na\n"), "a\n");
     EXPECT_EQ(withoutOwnLines("a\n.kestrelnet"), "a");
     EXPECT_EQ(withoutOwnLines("a\n.kestrelnet\n"), "a\n");
@@ -37,7 +37,7 @@ TEST(ShellStartupTest, dropsLinesAtBothEnds) {
     EXPECT_EQ(withoutOwnLines("\n.kestrelnet\n"), "\n");
 }
 
-TEST(ShellStartupTest, dropsEverySuchLine) {
+TEST(ShellStartupTest, removesEverySuchLine) {
     EXPECT_EQ(withoutOwnLines(".kestrelnet\na\n.kestrelnet\n.kestrelnet\nb\n"), "a\nb\n");
 }
 
@@ -47,7 +47,7 @@ TEST(ShellStartupTest, onlyALineFeedEndsALine) {
     EXPECT_EQ(withoutOwnLines("a\u2028.kestrelnet\nb"), "b");
 }
 
-TEST(ShellStartupTest, aHugeTextIsNoTrouble) {
+TEST(ShellStartupTest, aHugeTextIsHandled) {
     const std::string block(1'000'000, 'x');
     std::string text;
     std::string expected;

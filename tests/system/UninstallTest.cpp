@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "platform/FileManager.h"
+#include "tests/support/LogRecorder.h"
 #include "tests/system/AdministratorTest.h"
 
 #include <csignal>
@@ -48,7 +49,7 @@ class UninstallTest : public AdministratorTest {
 
 // -- In order ------------------------------------------------------------------------------------
 
-TEST_F(UninstallTest, disconnectedWithoutAHelperAllIsDoneBeforeItReturns) {
+TEST_F(UninstallTest, withoutARunAndAHelperEverythingIsRemovedBeforeItReturns) {
     FakeClient& runner = installRunner();
     manager->setStartAtLogin(true);
     writeHome(".kestrelnet/deep/file", "");
@@ -62,7 +63,7 @@ TEST_F(UninstallTest, disconnectedWithoutAHelperAllIsDoneBeforeItReturns) {
     EXPECT_FALSE(files::exists(world->defaultsFile));
 }
 
-TEST_F(UninstallTest, nothingThereIsNoTrouble) {
+TEST_F(UninstallTest, succeedsWhenNothingIsInstalled) {
     fs::remove_all(paths().home);
     fs::remove(paths().launchctl);
     fs::remove(world->defaultsFile);
@@ -71,7 +72,7 @@ TEST_F(UninstallTest, nothingThereIsNoTrouble) {
     EXPECT_FALSE(files::exists(paths().home));
 }
 
-TEST_F(UninstallTest, removesTheHelperAndNothingElseAsRoot) {
+TEST_F(UninstallTest, removesOnlyTheHelperAsRoot) {
     installHelperFile();
     FakeClient& runner = installRunner();
     writeHome(".bashrc", ownLine);
@@ -80,7 +81,7 @@ TEST_F(UninstallTest, removesTheHelperAndNothingElseAsRoot) {
     ASSERT_TRUE(hasStarted(runner));
     EXPECT_THAT(runner.arguments(), ElementsAre("-e", "do shell script \"rm -f " + paths().helper +
                                                           "\" with administrator privileges"));
-    // The agent goes before the prompt, the rest after it.
+    // The agent is removed before the prompt, everything else after it.
     EXPECT_EQ(launchctlCalls(), "unload\n");
     EXPECT_TRUE(files::exists(inHome(".kestrelnet")));
     EXPECT_EQ(readFile(inHome(".bashrc")), ownLine);
@@ -93,7 +94,7 @@ TEST_F(UninstallTest, removesTheHelperAndNothingElseAsRoot) {
     EXPECT_EQ(completions, 1);
 }
 
-TEST_F(UninstallTest, aPromptThatIsCancelledChangesNothingOfTheRest) {
+TEST_F(UninstallTest, aCancelledPromptDoesNotAffectTheOtherSteps) {
     installHelperFile();
     FakeClient& runner = installRunner();
     writeHome(".kestrelnet/file", "");
@@ -107,7 +108,7 @@ TEST_F(UninstallTest, aPromptThatIsCancelledChangesNothingOfTheRest) {
     EXPECT_FALSE(files::exists(world->defaultsFile));
 }
 
-TEST_F(UninstallTest, goesOnInALaterMainJobWhenThePromptCannotBeLaunched) {
+TEST_F(UninstallTest, continuesInALaterMainJobWhenThePromptCannotBeStarted) {
     installHelperFile();
     writeHome(".kestrelnet/file", "");
     uninstall();
@@ -147,7 +148,7 @@ TEST_F(UninstallTest, inEveryOtherStateItDisconnectsAndWaitsTwoSeconds) {
         manager->status = status;
         manager->exitIP = "192.0.2.1";
         uninstall();
-        // Nothing runs, so that the disconnect is over at once; the wait is not.
+        // Nothing runs, so the disconnect ends immediately. The wait does not.
         EXPECT_EQ(manager->status, TunnelStatus::disconnected) << rawValue(status);
         EXPECT_EQ(*manager->exitIP, std::nullopt);
         time.advance(1999ms);
@@ -159,7 +160,7 @@ TEST_F(UninstallTest, inEveryOtherStateItDisconnectsAndWaitsTwoSeconds) {
     }
 }
 
-TEST_F(UninstallTest, theStatusIsNotLookedAtAgainAfterTheWait) {
+TEST_F(UninstallTest, theStatusIsNotTestedAgainAfterTheWait) {
     manager->status = TunnelStatus::error;
     uninstall();
     manager->status = TunnelStatus::connected;
@@ -181,7 +182,7 @@ TEST_F(UninstallTest, aClientThatTakesLongerIsNotWaitedFor) {
     EXPECT_TRUE(waitFor([&client] { return client.isGone(); }));
 }
 
-TEST_F(UninstallTest, isOverWhenTheControllerGoesDuringTheWait) {
+TEST_F(UninstallTest, stopsWhenTheControllerIsDestroyedDuringTheWait) {
     writeHome(".kestrelnet/file", "");
     manager->status = TunnelStatus::error;
     uninstall();
@@ -191,7 +192,7 @@ TEST_F(UninstallTest, isOverWhenTheControllerGoesDuringTheWait) {
     EXPECT_TRUE(files::exists(inHome(".kestrelnet")));
 }
 
-TEST_F(UninstallTest, isOverWhenTheControllerGoesWhileThePromptIsUp) {
+TEST_F(UninstallTest, stopsWhenTheControllerIsDestroyedWhileThePromptIsShown) {
     installHelperFile();
     FakeClient& runner = installRunner();
     writeHome(".kestrelnet/file", "");
@@ -205,7 +206,7 @@ TEST_F(UninstallTest, isOverWhenTheControllerGoesWhileThePromptIsUp) {
     EXPECT_TRUE(files::exists(inHome(".kestrelnet")));
 }
 
-TEST_F(UninstallTest, aSecondOneMeanwhileRunsAsWell) {
+TEST_F(UninstallTest, aSecondUninstallMeanwhileRunsAsWell) {
     manager->status = TunnelStatus::error;
     uninstall();
     uninstall();
@@ -215,7 +216,7 @@ TEST_F(UninstallTest, aSecondOneMeanwhileRunsAsWell) {
 
 // -- What it leaves ------------------------------------------------------------------------------
 
-TEST_F(UninstallTest, forgetsEverySettingOnDiskAndNoneInMemory) {
+TEST_F(UninstallTest, removesEverySettingOnDiskAndNoneInMemory) {
     manager->apiKey = validKey;
     manager->setAutoConnect(true);
     manager->setStartAtLogin(true);
@@ -245,7 +246,7 @@ TEST_F(UninstallTest, keepsAClientOutsideTheFolderAndEverythingElse) {
     EXPECT_EQ(manager->binaryPath(), paths().systemClient);
 }
 
-TEST_F(UninstallTest, aFolderThatIsALinkIsRemovedAndWhatItLeadsToIsNot) {
+TEST_F(UninstallTest, aFolderThatIsALinkIsRemovedButNotItsTarget) {
     world->root.write("elsewhere/client", "kept");
     fs::remove_all(inHome(".kestrelnet"));
     fs::create_directory_symlink(world->root.file("elsewhere"), inHome(".kestrelnet"));
@@ -256,7 +257,7 @@ TEST_F(UninstallTest, aFolderThatIsALinkIsRemovedAndWhatItLeadsToIsNot) {
 
 // -- Shell start-up files ------------------------------------------------------------------------
 
-TEST_F(UninstallTest, aStartUpFileLosesExactlyItsOwnLine) {
+TEST_F(UninstallTest, exactlyTheOwnLineOfAStartUpFileIsRemoved) {
     for (const char* name : {".zshrc", ".bashrc"}) {
         writeHome(name, std::string("# mine\nalias l=ls\n") + ownLine + "set -o vi\n");
     }
@@ -266,7 +267,7 @@ TEST_F(UninstallTest, aStartUpFileLosesExactlyItsOwnLine) {
     }
 }
 
-TEST_F(UninstallTest, aLineThatOnlyBeginsALongerNameGoesAsWell) {
+TEST_F(UninstallTest, aLineWithALongerNameIsRemovedAsWell) {
     writeHome(".bashrc", "a\ncp ~/.kestrelnetrc /tmp\nb\n");
     uninstall();
     EXPECT_EQ(readFile(inHome(".bashrc")), "a\nb\n");
@@ -284,14 +285,14 @@ TEST_F(UninstallTest, aStartUpFileWithoutSuchALineIsRewrittenWithTheSameContent)
     EXPECT_EQ(readFile(path), "alias l=ls");
 }
 
-TEST_F(UninstallTest, aMissingFirstFileDoesNotKeepTheSecondFromItsTurn) {
+TEST_F(UninstallTest, aMissingFirstFileDoesNotPreventTheSecond) {
     writeHome(".bashrc", ownLine);
     uninstall();
     EXPECT_FALSE(files::exists(inHome(".zshrc")));
     EXPECT_EQ(readFile(inHome(".bashrc")), "");
 }
 
-TEST_F(UninstallTest, whatIsNoUtf8OrNoFileIsLeftAlone) {
+TEST_F(UninstallTest, filesThatAreNotUtf8OrNotRegularAreNotChanged) {
     const std::string text = std::string(ownLine) + "caf\xE9\n";
     writeHome(".zshrc", text);
     ASSERT_TRUE(files::makeFifo(inHome(".bashrc"), 0600));
@@ -311,8 +312,8 @@ TEST_F(UninstallTest, aStartUpFileKeepsItsMode) {
     }
 }
 
-// People keep such files in a repository: the link stays, and the file it leads to is rewritten.
-TEST_F(UninstallTest, aStartUpFileBehindALinkIsRewrittenWhereItIs) {
+// Users keep such files in a repository. The link remains, and its target is rewritten.
+TEST_F(UninstallTest, aStartUpFileBehindALinkIsRewrittenInPlace) {
     const std::string real = writeHome("dotfiles/bashrc", std::string("a\n") + ownLine);
     fs::create_symlink("dotfiles/bashrc", inHome(".bashrc"));
     fs::create_symlink("nowhere", inHome(".zshrc"));
@@ -331,7 +332,7 @@ TEST_F(UninstallTest, aStartUpFileOfAHundredMegabytesIsRewritten) {
     EXPECT_TRUE(readFile(inHome(".bashrc")) == text + "\n");
 }
 
-TEST_F(UninstallTest, aFullDiskLeavesTheOldFileWhole) {
+TEST_F(UninstallTest, aFullDiskKeepsTheOldFile) {
     const std::string small = std::string(2000, 'x') + "\n" + ownLine;
     const std::string text = std::string(100'000, 'x') + "\n" + ownLine;
     writeHome(".zshrc", small);
@@ -351,7 +352,7 @@ TEST_F(UninstallTest, aFullDiskLeavesTheOldFileWhole) {
     EXPECT_EQ(completions, 1);
 }
 
-/// For its time this process may write no more than any ordinary user.
+/// During its lifetime this process has only the rights of an ordinary user to write files.
 class WithoutPrivileges {
   public:
     WithoutPrivileges() {
@@ -368,7 +369,7 @@ class WithoutPrivileges {
     uid_t user_ = ::geteuid();
 };
 
-TEST_F(UninstallTest, aHomeThatCannotBeWrittenKeepsAllAndIsNotReported) {
+TEST_F(UninstallTest, aReadOnlyHomeKeepsEverythingAndIsOnlyLogged) {
     writeHome(".bashrc", ownLine);
     writeHome(".kestrelnet/file", "");
     const Snapshot before = snapshot();
@@ -376,6 +377,7 @@ TEST_F(UninstallTest, aHomeThatCannotBeWrittenKeepsAllAndIsNotReported) {
     for (const std::string& folder : {inHome(""), inHome(".kestrelnet")}) {
         fs::permissions(folder, fs::perms(0555));
     }
+    const LogRecorder recorder;
     {
         const WithoutPrivileges reduced;
         uninstall();
@@ -387,6 +389,10 @@ TEST_F(UninstallTest, aHomeThatCannotBeWrittenKeepsAllAndIsNotReported) {
     EXPECT_TRUE(files::exists(inHome(".kestrelnet/file")));
     EXPECT_EQ(snapshot(), before);
     EXPECT_EQ(completions, 1);
+    EXPECT_THAT(
+        recorder.messages(),
+        testing::IsSupersetOf({"warning kestrelnet.system: cannot remove " + inHome(".kestrelnet"),
+                               "warning kestrelnet.system: cannot write " + inHome(".bashrc")}));
 }
 
 } // namespace

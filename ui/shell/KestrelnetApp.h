@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "platform/Platform.h"
+#include "core/Platform.h"
 #include "ui/panel/Panel.h"
 
 #include <QObject>

@@ -2,7 +2,6 @@
 #include "platform/linux/standins/Authorization.h"
 
 #include "platform/FileManager.h"
-#include "platform/RunFiles.h"
 #include "privileged/Lifeline.h"
 #include "privileged/Signals.h"
 #include "privileged/Starter.h"
@@ -47,8 +46,8 @@ int refuse(std::string_view reason) {
 
 /// What the dead application cannot remove any more.
 void removeRunFiles() {
-    const std::string folder = files::temporaryDirectory();
-    for (const char* name : {runFiles::launcher, runFiles::outputPipe}) {
+    const std::string folder = files::temporaryDirectory(KESTRELNET_TEMPORARY_FOLDER);
+    for (const char* name : {KESTRELNET_LAUNCHER_FILE, KESTRELNET_OUTPUT_FIFO}) {
         const std::string path = folder + name;
         struct stat status {};
         if (::lstat(path.c_str(), &status) == 0 && status.st_uid == ::getuid()) {

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
+#include "core/Platform.h"
 #include "platform/Bundle.h"
 #include "platform/FileManager.h"
-#include "platform/Platform.h"
 #include "tests/support/TemporaryFolder.h"
 
 #include <gtest/gtest.h>
@@ -13,9 +13,9 @@
 namespace kestrelnet {
 namespace {
 
-class SystemTest : public testing::Test {
+class PlatformTest : public testing::Test {
   protected:
-    SystemTest() {
+    PlatformTest() {
         EXPECT_EQ(::setenv("XDG_CONFIG_HOME", folder.file("config").c_str(), 1), 0);
         std::filesystem::create_directory(folder.file("runtime"));
         EXPECT_TRUE(files::setPermissions(folder.file("runtime"), 0700));
@@ -25,7 +25,7 @@ class SystemTest : public testing::Test {
     TemporaryFolder folder;
 };
 
-TEST_F(SystemTest, KnowsTheFixedPlaces) {
+TEST_F(PlatformTest, knowsTheFixedPaths) {
     const Paths paths = Platform::system().paths;
     EXPECT_EQ(paths.helper, "/Library/PrivilegedHelperTools/com.kestrelnetvpn.tunnel");
     EXPECT_EQ(paths.systemClient, "/usr/local/bin/kestrelnet-client");
@@ -36,7 +36,7 @@ TEST_F(SystemTest, KnowsTheFixedPlaces) {
     EXPECT_EQ(paths.tail, paths.bundle + "/Contents/Helpers/tail");
 }
 
-TEST_F(SystemTest, HasEveryService) {
+TEST_F(PlatformTest, hasEveryService) {
     const Platform platform = Platform::system();
     EXPECT_NE(platform.defaults, nullptr);
     EXPECT_NE(platform.mainQueue, nullptr);
@@ -45,14 +45,15 @@ TEST_F(SystemTest, HasEveryService) {
     EXPECT_NE(platform.urlSession, nullptr);
 }
 
-TEST_F(SystemTest, KeepsTheSettingsInTheUsersConfigurationFolder) {
+TEST_F(PlatformTest, keepsTheSettingsInTheUsersConfigurationFolder) {
     const std::string path = folder.file("config/com.kestrelnetvpn.app.conf");
     Platform::system();
     EXPECT_FALSE(files::exists(path));
-    UserDefaults::standard()->set("kestrelnet_auto_connect", true);
+    UserDefaults::standard(product::settingsDomain)->set("kestrelnet_auto_connect", true);
     EXPECT_EQ(readFile(path), "[General]\nkestrelnet_auto_connect=true\n");
     EXPECT_EQ(std::filesystem::status(path).permissions(), std::filesystem::perms(0600));
-    EXPECT_TRUE(UserDefaults::standard()->boolean("kestrelnet_auto_connect"));
+    EXPECT_TRUE(
+        UserDefaults::standard(product::settingsDomain)->boolean("kestrelnet_auto_connect"));
 }
 
 } // namespace

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "core/Product.h"
 #include "platform/Dispatch.h"
 #include "platform/URLSession.h"
 #include "platform/UserDefaults.h"
@@ -10,15 +11,14 @@
 
 namespace kestrelnet {
 
-/// The fixed places of the system. Folders come without a separator at the end, but for
-/// `temporaryDirectory`.
+/// The paths that the controller uses. Only `temporaryDirectory` ends with a separator.
 struct Paths {
-    std::string helper = "/Library/PrivilegedHelperTools/com.kestrelnetvpn.tunnel";
-    std::string systemClient = "/usr/local/bin/kestrelnet-client";
+    std::string helper = product::helperPath;
+    std::string systemClient = product::systemClientPath;
     std::string bundle;
     std::string home;
     std::string temporaryDirectory;
-    /// Runs one AppleScript statement; the way to the administrator prompt.
+    /// Runs one AppleScript statement. It shows the administrator prompt.
     std::string osascript;
     /// Follows a named pipe.
     std::string tail;
@@ -26,8 +26,8 @@ struct Paths {
     std::string launchctl;
 };
 
-/// All that the controller needs of the operating system, as one value: tests pass one with a
-/// temporary root and a virtual clock.
+/// The services of the operating system that the controller uses, as one value. Tests pass one with
+/// a temporary root folder and a virtual clock.
 struct Platform {
     Paths paths;
     std::shared_ptr<UserDefaults> defaults;
@@ -36,7 +36,7 @@ struct Platform {
     std::shared_ptr<Clock> clock;
     std::shared_ptr<URLSession> urlSession;
 
-    /// The real system's. Main thread, with the Qt application made.
+    /// The real system's services. Main thread only, after the Qt application was created.
     static Platform system();
 };
 
