@@ -197,7 +197,7 @@ void Panel::paintEvent(QPaintEvent*) {
         QPainter painter(this);
         painter.setRenderHint(QPainter::Antialiasing);
         painter.setBrush(palette().window());
-        painter.setPen(lineColor(palette()));
+        painter.setPen(lineColor());
         painter.drawRoundedRect(QRectF(rect()).adjusted(0.5, 0.5, -0.5, -0.5), cornerRadius,
                                 cornerRadius);
     }

@@ -33,7 +33,7 @@ class Picture final : public QWidget {
   protected:
     void paintEvent(QPaintEvent*) override {
         QPainter painter(this);
-        paintSymbol(painter, symbol_, rect(), textColor(color_, palette()));
+        paintSymbol(painter, symbol_, rect(), textColor(color_));
     }
 
   private:

@@ -64,7 +64,7 @@ void LinkButton::paintEvent(QPaintEvent*) {
     QFont shown = font();
     shown.setUnderline(underMouse());
     painter.setFont(shown);
-    painter.setPen(QPen(textColor(ColorRole::accent, palette()), 1.5));
+    painter.setPen(QPen(textColor(ColorRole::accent), 1.5));
     if (showsFocus()) {
         painter.drawRoundedRect(QRectF(rect()).adjusted(0.75, 0.75, -0.75, -0.75), 4, 4);
     }

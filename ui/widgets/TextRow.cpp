@@ -152,12 +152,12 @@ void TextRow::paintEvent(QPaintEvent*) {
     if (look_.markColumn > 0) {
         paintMark(painter);
     }
-    painter.setPen(textColor(look_.color, palette()));
+    painter.setPen(textColor(look_.color));
     layout_.draw(&painter, QPointF(textLeft(), textTop()));
 }
 
 void TextRow::paintMark(QPainter& painter) const {
-    const QColor color = textColor(markColor_, palette());
+    const QColor color = textColor(markColor_);
     const int side = symbol_.empty() ? circleDiameter : look_.symbolSide;
     const QRectF place((look_.markColumn - side) / 2.0, textTop() + (lineHeight_ - side) / 2.0,
                        side, side);

@@ -21,6 +21,7 @@ class MenuBarViewTest : public WidgetTest {
   protected:
     MenuBarViewTest() { tunnel->apiKey = validKey; }
     ~MenuBarViewTest() override {
+        setColorMode({});
         QApplication::setPalette(QPalette());
         runPostedEvents();
     }
@@ -196,13 +197,13 @@ TEST_F(MenuBarViewTest, HostileTextsChangeNoWidthAndAreText) {
 
 TEST_F(MenuBarViewTest, FollowsThePaletteToDarkAndBack) {
     const auto cornerIn = [this](Scheme scheme) {
-        QApplication::setPalette(schemePalette(scheme));
+        setColorMode({.scheme = scheme});
         runPostedEvents();
         return view.grab().toImage().pixelColor(1, 1);
     };
     view.show();
     for (const Scheme scheme : {Scheme::light, Scheme::dark, Scheme::light}) {
-        EXPECT_EQ(cornerIn(scheme), schemePalette(scheme).color(QPalette::Window));
+        EXPECT_EQ(cornerIn(scheme), modePalette({.scheme = scheme}).color(QPalette::Window));
     }
 }
 

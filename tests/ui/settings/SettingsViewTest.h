@@ -4,6 +4,7 @@
 #include "tests/support/EventLoop.h"
 #include "tests/ui/WidgetTest.h"
 #include "ui/settings/SettingsWindow.h"
+#include "ui/style/Colors.h"
 #include "ui/widgets/Alert.h"
 
 #include <QApplication>
@@ -21,6 +22,7 @@ class SettingsViewTest : public WidgetTest {
     SettingsViewTest() { tunnel->apiKey = validKey; }
     ~SettingsViewTest() override {
         delete window;
+        setColorMode({});
         QApplication::setPalette(QPalette());
         runPostedEvents();
     }
