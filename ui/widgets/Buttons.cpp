@@ -33,7 +33,7 @@ void Button::keyPressEvent(QKeyEvent* event) {
     if (event->key() != Qt::Key_Return && event->key() != Qt::Key_Enter) {
         return QPushButton::keyPressEvent(event);
     }
-    // A key that is held down must not connect and disconnect in turns.
+    // A key that is held down must not connect and disconnect repeatedly.
     if (!event->isAutoRepeat()) {
         click();
     }
@@ -56,7 +56,7 @@ void Button::focusInEvent(QFocusEvent* event) {
         setUsesKeyboard(false);
         break;
     default:
-        // The window comes and goes; in it all is as before.
+        // The window was activated or deactivated.
         break;
     }
     QPushButton::focusInEvent(event);
@@ -99,7 +99,7 @@ QColor FilledButton::face() const {
     if (!isEnabled()) {
         return lineColor();
     }
-    // Darker, never lighter, under the pointer: the label must stay readable.
+    // Darker under the pointer. A lighter face would make the label hard to read.
     const QColor fill = fillColor(tint_);
     return isDown() ? fill.darker(130) : underMouse() ? fill.darker(110) : fill;
 }

@@ -99,7 +99,7 @@ FormSection::FormSection(const QString& header, QWidget* parent) : QWidget(paren
         title->setContent(header);
         column->addWidget(title);
     }
-    // After the header, for those who hear the page read out in the order in which it was made.
+    // After the header, because screen readers read widgets in the order of their creation.
     card_ = new Card(this);
     column->addWidget(card_);
 }

@@ -11,7 +11,7 @@ namespace kestrelnet {
 
 namespace {
 
-/// No more than its thumb, and nothing where there is nothing to scroll.
+/// Draws only its thumb, and nothing if there is nothing to scroll.
 class SlimScrollBar final : public QScrollBar {
   public:
     explicit SlimScrollBar(QWidget* parent) : QScrollBar(Qt::Vertical, parent) {

@@ -16,7 +16,7 @@
 
 namespace kestrelnet {
 
-/// The settings window of a controller of its own, and eyes and hands for it.
+/// The settings window of a test controller, and functions to read and use it.
 class SettingsViewTest : public WidgetTest {
   protected:
     SettingsViewTest() { tunnel->apiKey = validKey; }
