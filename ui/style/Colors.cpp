@@ -33,7 +33,7 @@ constexpr Shades greenFill{0xff1b7a38, 0xff217a3c};
 constexpr Shades redFill{0xffc4262e, 0xffc73a3a};
 constexpr Shades secondaryFill{0xff5c6066, 0xff5e6269};
 
-/// With high contrast, fills and colours on white are darker by this percentage.
+/// The factor for QColor::darker, in percent, of fills and of colours on white with high contrast.
 constexpr int highContrastFactor = 160;
 
 ColorMode currentMode;
