@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "ui/shell/SetupLink.h"
 
+#include "core/DeviceKey.h"
 #include "platform/Text.h"
 #include "ui/style/QtText.h"
 
@@ -19,8 +20,6 @@ namespace {
 constexpr std::string_view linkScheme = "kestrelnet:";
 constexpr std::string_view linkPlace = "setup";
 constexpr std::string_view keyItem = "key";
-constexpr std::string_view keyPrefix = "dev_";
-constexpr std::size_t shortestKey = 11;
 
 /// Rejects what QUrl accepts in strict mode although RFC 3986 does not: characters outside ASCII,
 /// brackets outside a literal address, and a second '#'. Literal addresses are rejected as well.
@@ -83,10 +82,7 @@ std::optional<std::string> setupKey(std::string_view url) {
         return std::nullopt;
     }
     std::optional<std::string> key = keyIn(parsed.query(QUrl::FullyEncoded));
-    if (!key || !key->starts_with(keyPrefix) || text::characterCount(*key) < shortestKey) {
-        return std::nullopt;
-    }
-    return key;
+    return key && isDeviceKey(*key) ? key : std::nullopt;
 }
 
 } // namespace kestrelnet
