@@ -75,8 +75,11 @@ class TunnelManager : public std::enable_shared_from_this<TunnelManager> {
     std::optional<std::string> binaryPath() const;
     bool binaryInstalled() const { return binaryPath().has_value(); }
 
-    /// How to get the client, as shown when it is missing.
+    /// The shell command that installs the client. Shown when the client is missing.
     std::string installCommand() const;
+
+    /// The values that the operator of the service chose at build time.
+    const OperatorValues& operatorValues() const { return operator_; }
 
     // -- Connect and disconnect ----------------------------------------------------------------
 

@@ -110,7 +110,7 @@ void KestrelnetApp::showSettingsWindow() {
             {.tunnel = *tunnel_,
              .mainQueue = outside_.platform.mainQueue,
              .facts = {.version = bundle::shortVersionString(outside_.platform.paths.bundle),
-                       .operatorValues = {}},
+                       .operatorValues = tunnel_->operatorValues()},
              .terminate = [this] { terminate(); }});
     }
     bringToFront(*settings_);
