@@ -46,10 +46,11 @@ void showRow(TextRow& row, const std::optional<std::string>& text) {
 MenuBarView::MenuBarView(TunnelManager& tunnel, std::shared_ptr<Queue> mainQueue, Actions actions,
                          QWidget* parent)
     : QWidget(parent), actions_(std::move(actions)),
-      updater_(std::move(mainQueue), tunnel.objectWillChange,
+      updater_(std::move(mainQueue),
                {.content = [&tunnel] { return menuBarContent(tunnel); },
                 .apply = [this](const MenuBarContent& content) { apply(content); },
-                .isVisible = [this] { return isVisible(); }}) {
+                .isVisible = [this] { return isVisible(); }}),
+      subscription_(tunnel.objectWillChange.subscribe([this] { updater_.noteChange(); })) {
     setFixedWidth(fullWidth);
     auto* all = new QVBoxLayout(this);
     all->setContentsMargins({});

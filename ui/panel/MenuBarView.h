@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "core/Observable.h"
 #include "ui/panel/MenuBarContent.h"
 #include "ui/widgets/ContentUpdater.h"
 
@@ -62,6 +63,7 @@ class MenuBarView final : public QWidget {
     BorderlessButton* quit_ = nullptr;
 
     ContentUpdater<MenuBarContent> updater_;
+    ObservableObjectPublisher::Subscription subscription_;
 };
 
 } // namespace kestrelnet

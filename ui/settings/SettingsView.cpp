@@ -26,10 +26,11 @@ constexpr int sectionSpacing = 22;
 SettingsView::SettingsView(Context context, SettingsViewState state, QWidget* parent)
     : QWidget(parent), context_(std::move(context)), state_(std::move(state)),
       updater_(
-          context_.mainQueue, context_.tunnel.objectWillChange,
+          context_.mainQueue,
           {.content = [this] { return settingsContent(context_.tunnel, state_, context_.facts); },
            .apply = [this](const SettingsContent& content) { apply(content); },
-           .isVisible = [this] { return isVisible(); }}) {
+           .isVisible = [this] { return isVisible(); }}),
+      subscription_(context_.tunnel.objectWillChange.subscribe([this] { updater_.noteChange(); })) {
     auto* const column = new QVBoxLayout(this);
     column->setContentsMargins({});
     column->setSpacing(sectionSpacing);

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "core/Observable.h"
 #include "platform/Dispatch.h"
 #include "ui/settings/SettingsContent.h"
 #include "ui/widgets/ContentUpdater.h"
@@ -65,6 +66,7 @@ class SettingsView final : public QWidget {
     QPointer<Alert> confirm_;
     QPointer<Alert> done_;
     ContentUpdater<SettingsContent> updater_;
+    ObservableObjectPublisher::Subscription subscription_;
 };
 
 } // namespace kestrelnet

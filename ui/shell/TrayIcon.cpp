@@ -14,13 +14,13 @@ namespace kestrelnet {
 
 TrayIcon::TrayIcon(TunnelManager& tunnel, std::shared_ptr<Queue> mainQueue, Actions actions)
     : actions_(std::move(actions)),
-      updater_(std::move(mainQueue), tunnel.objectWillChange,
-               {.content =
-                    [&tunnel] {
-                        return Content{tunnel.status, tunnel.isConfigured()};
-                    },
-                .apply = [this](const Content& content) { apply(content); },
-                .isVisible = [] { return true; }}) {
+      updater_(std::move(mainQueue), {.content =
+                                          [&tunnel] {
+                                              return Content{tunnel.status, tunnel.isConfigured()};
+                                          },
+                                      .apply = [this](const Content& content) { apply(content); },
+                                      .isVisible = [] { return true; }}),
+      subscription_(tunnel.objectWillChange.subscribe([this] { updater_.noteChange(); })) {
     fillMenu();
     updater_.update();
     QObject::connect(&icon_, &QSystemTrayIcon::activated, &icon_,

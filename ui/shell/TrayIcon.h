@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "core/Observable.h"
 #include "core/TunnelStatus.h"
 #include "ui/widgets/ContentUpdater.h"
 
@@ -53,6 +54,7 @@ class TrayIcon {
     /// The icons made so far, by symbol.
     std::map<std::string_view, QIcon> icons_;
     ContentUpdater<Content> updater_;
+    ObservableObjectPublisher::Subscription subscription_;
 };
 
 } // namespace kestrelnet

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "core/Observable.h"
 #include "ui/widgets/Redraw.h"
 
 #include <functional>
@@ -25,15 +24,14 @@ class ContentUpdater {
         std::function<bool()> isVisible;
     };
 
-    /// Neither `view` nor `changes` is used once this object is gone. The first `update` applies
-    /// the content in any case.
-    ContentUpdater(std::shared_ptr<Queue> mainQueue, ObservableObjectPublisher& changes, View view)
-        : view_(std::move(view)), redraw_(std::move(mainQueue), [this] { update(); }),
-          subscription_(changes.subscribe([this] { noteChange(); })) {}
+    /// Does not use `view` once this object is gone. The first `update` applies the content in any
+    /// case.
+    ContentUpdater(std::shared_ptr<Queue> mainQueue, View view)
+        : view_(std::move(view)), redraw_(std::move(mainQueue), [this] { update(); }) {}
     ContentUpdater(const ContentUpdater&) = delete;
     ContentUpdater& operator=(const ContentUpdater&) = delete;
 
-    /// The content may have changed. Change notices call this; call it for other changes.
+    /// The content may have changed. To be called at each change notice.
     void noteChange() {
         isDirty_ = true;
         if (view_.isVisible()) {
@@ -68,7 +66,6 @@ class ContentUpdater {
     std::optional<Content> shown_;
     bool isDirty_ = true;
     Redraw redraw_;
-    ObservableObjectPublisher::Subscription subscription_;
 };
 
 } // namespace kestrelnet
