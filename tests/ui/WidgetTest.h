@@ -18,8 +18,8 @@
 
 namespace kestrelnet {
 
-/// A controller for widgets to show, on a platform of its own; and eyes and hands for them. What is
-/// seen is what the accessibility interface tells.
+/// A controller on a test platform, and functions to read and press widgets that show it. They read
+/// the widgets through the accessibility interface.
 class WidgetTest : public testing::Test {
   protected:
     static constexpr const char* validKey = "dev_1234567";
@@ -27,17 +27,16 @@ class WidgetTest : public testing::Test {
     WidgetTest();
     ~WidgetTest() override;
 
-    /// Puts the file there whose presence makes the helper installed, and makes the controller
-    /// anew.
+    /// Creates the helper's file, so that the helper counts as installed, and a new controller.
     void installHelper();
 
-    /// All texts shown below `widget`, labels of buttons included, from top to bottom.
+    /// All texts shown in `widget`, including labels of buttons, from top to bottom.
     static QStringList texts(const QWidget& widget);
-    /// The button of that label that is shown below `widget`, or null.
+    /// The visible button with this label in `widget`, or null.
     static QAbstractButton* button(const QWidget& widget, const QString& label);
-    /// What is shown below `widget` with that role and that name, or null.
+    /// The visible control with this role and name in `widget`, or null.
     static QObject* control(const QWidget& widget, QAccessible::Role role, const QString& name);
-    /// All that is shown below `widget` and has something to say or to do.
+    /// All visible texts and controls in `widget`.
     static std::vector<QAccessibleInterface*> controls(const QWidget& widget);
 
     TestPlatform world;

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The entry of test programs that show widgets: on no screen, and away from the desktop around.
+// The entry of test programs that show widgets. They use no screen and no session bus.
 #include <QApplication>
 
 #include <gtest/gtest.h>

@@ -13,7 +13,7 @@ namespace kestrelnet {
 
 class TunnelManager;
 
-/// Stands in for the main button until there is a valid key.
+/// Replaces the main button until there is a valid key.
 struct KeyMissing {
     std::string_view symbol = "key";
     std::string_view text = "API key not set";
@@ -23,7 +23,7 @@ struct KeyMissing {
     bool operator==(const KeyMissing&) const = default;
 };
 
-/// All that the panel shows, as a plain value. A row that has no value is not there.
+/// Everything that the panel shows, as a plain value. A row without a value is not shown.
 struct MenuBarContent {
     std::string_view headerSymbol;
     std::string_view title = "Kestrelnet VPN";

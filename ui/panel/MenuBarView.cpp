@@ -21,7 +21,7 @@ namespace {
 constexpr int stackSpacing = 12;
 constexpr int statusSpacing = 6;
 constexpr int headerPadding = 4;
-/// The marks of all rows stand in one column, under the header's symbol.
+/// The symbols and circles of all rows are centred in one column.
 constexpr int markColumn = 20;
 constexpr int symbolSide = 16;
 
@@ -45,9 +45,12 @@ void showRow(TextRow& row, const std::optional<std::string>& text) {
 
 MenuBarView::MenuBarView(TunnelManager& tunnel, std::shared_ptr<Queue> mainQueue, Actions actions,
                          QWidget* parent)
-    : QWidget(parent), tunnel_(tunnel), actions_(std::move(actions)),
-      redraw_(std::move(mainQueue), [this] { refresh(); }),
-      subscription_(tunnel.objectWillChange.subscribe([this] { noteChange(); })) {
+    : QWidget(parent), actions_(std::move(actions)),
+      updater_(std::move(mainQueue),
+               {.content = [&tunnel] { return menuBarContent(tunnel); },
+                .apply = [this](const MenuBarContent& content) { apply(content); },
+                .isVisible = [this] { return isVisible(); }}),
+      subscription_(tunnel.objectWillChange.subscribe([this] { updater_.noteChange(); })) {
     setFixedWidth(fullWidth);
     auto* all = new QVBoxLayout(this);
     all->setContentsMargins({});
@@ -103,7 +106,7 @@ void MenuBarView::addFooter(QVBoxLayout& all) {
     settings_ = new BorderlessButton(QStringLiteral("Settings..."), ColorRole::accent);
     quit_ = new BorderlessButton(QStringLiteral("Quit"), ColorRole::secondary);
     auto* footer = new QHBoxLayout;
-    // The labels, not the faces that reach beyond them, line up with the rest.
+    // The labels line up with the other rows. Hover and focus faces extend into the padding.
     constexpr QMargins outset = BorderlessButton::outset;
     footer->setContentsMargins(QMargins(padding, stackSpacing, padding, padding) - outset);
     footer->addWidget(settings_);
@@ -112,25 +115,6 @@ void MenuBarView::addFooter(QVBoxLayout& all) {
     all.addLayout(footer);
     connect(settings_, &QPushButton::clicked, this, [this] { actions_.showSettings(); });
     connect(quit_, &QPushButton::clicked, this, [this] { actions_.quit(); });
-}
-
-void MenuBarView::noteChange() {
-    dirty_ = true;
-    if (isVisible()) {
-        redraw_.request();
-    }
-}
-
-void MenuBarView::refresh() {
-    if (!dirty_) {
-        return;
-    }
-    dirty_ = false;
-    MenuBarContent content = menuBarContent(tunnel_);
-    if (shown_ != content) {
-        apply(content);
-        shown_ = std::move(content);
-    }
 }
 
 void MenuBarView::apply(const MenuBarContent& content) {
@@ -143,7 +127,7 @@ void MenuBarView::apply(const MenuBarContent& content) {
     showRow(*server_, content.server);
     applyAction(content);
     showRow(*lastLog_, content.lastLog);
-    // Now, for the window around to take the new size before it is shown or painted.
+    // Now, so that the window has the new size before it is shown or painted.
     layout()->activate();
 }
 

@@ -3,13 +3,12 @@
 
 #include "core/Observable.h"
 #include "ui/panel/MenuBarContent.h"
-#include "ui/widgets/Redraw.h"
+#include "ui/widgets/ContentUpdater.h"
 
 #include <QWidget>
 
 #include <functional>
 #include <memory>
-#include <optional>
 
 class QVBoxLayout;
 
@@ -19,8 +18,8 @@ class BorderlessButton;
 class FilledButton;
 class TextRow;
 
-/// What the panel holds: the state of the tunnel, the button that changes it, and the ways to the
-/// settings and out. It keeps no state of its own; hidden, it only notes that something changed.
+/// The panel's content: the state of the tunnel, the button that changes it, and buttons for the
+/// settings and for quitting. It keeps no state of its own.
 class MenuBarView final : public QWidget {
   public:
     static constexpr int fullWidth = 280;
@@ -36,8 +35,8 @@ class MenuBarView final : public QWidget {
     MenuBarView(TunnelManager& tunnel, std::shared_ptr<Queue> mainQueue, Actions actions,
                 QWidget* parent = nullptr);
 
-    /// Shows the present state now, as becoming visible does.
-    void refresh();
+    /// Shows the current state now, also while hidden.
+    void refresh() { updater_.update(); }
     /// Moves the keyboard focus to the first control.
     void focusMainButton();
 
@@ -48,11 +47,9 @@ class MenuBarView final : public QWidget {
     void addStatus(QVBoxLayout& column);
     void addAction(QVBoxLayout& column);
     void addFooter(QVBoxLayout& all);
-    void noteChange();
     void apply(const MenuBarContent& content);
     void applyAction(const MenuBarContent& content);
 
-    const TunnelManager& tunnel_;
     Actions actions_;
     TextRow* header_ = nullptr;
     TextRow* status_ = nullptr;
@@ -65,9 +62,7 @@ class MenuBarView final : public QWidget {
     BorderlessButton* settings_ = nullptr;
     BorderlessButton* quit_ = nullptr;
 
-    std::optional<MenuBarContent> shown_;
-    bool dirty_ = true;
-    Redraw redraw_;
+    ContentUpdater<MenuBarContent> updater_;
     ObservableObjectPublisher::Subscription subscription_;
 };
 

@@ -28,11 +28,11 @@ using namespace std::chrono_literals;
 
 constexpr qreal cornerRadius = 10;
 
-/// A click on the tray icon takes the activity away first and reports itself afterwards, this much
-/// later at most.
+/// A click on the tray icon first deactivates the panel. The click is reported at most this much
+/// later.
 constexpr auto clickDuration = 300ms;
 
-/// On Wayland a program neither knows where the pointer is nor chooses where its windows go.
+/// On Wayland a program cannot read the pointer position or place its windows.
 bool mayPlaceWindows() {
     return !QGuiApplication::platformName().startsWith(QLatin1StringView("wayland"));
 }
@@ -61,7 +61,7 @@ Panel::Panel(Form form, Context context)
     fill();
 }
 
-/// Anew with each of the desktop's fonts: the content keeps no state of its own.
+/// Creates the content, again after each change of the font. The content keeps no state.
 void Panel::fill() {
     const bool isExplained = explanation_ != nullptr;
     delete std::exchange(explanation_, nullptr);
@@ -99,7 +99,7 @@ void Panel::open() {
     adjustSize();
     place();
     bringToFront(*this);
-    // Only now: what this opens comes in front of the panel.
+    // Last, so that windows which this opens are in front of the panel.
     context_.appeared();
 }
 
@@ -124,7 +124,7 @@ void Panel::hideUnlessOwnDialogIsActive() {
     if (active != nullptr && active->parentWidget() == this) {
         return;
     }
-    // Where the activity went to a window of ours, no click on the tray icon took it.
+    // If one of our windows is active now, the deactivation was no click on the tray icon.
     if (active == nullptr) {
         deactivatedAt_ = context_.clock->now();
     }
@@ -178,7 +178,7 @@ void Panel::hideEvent(QHideEvent* event) {
 void Panel::resizeEvent(QResizeEvent* event) {
     QWidget::resizeEvent(event);
     if (form_ == Form::popup) {
-        // Where there is no compositor, the corners stay see-through all the same.
+        // Makes the corners transparent also without a compositor.
         QBitmap shape(size());
         shape.clear();
         QPainter painter(&shape);
@@ -197,7 +197,7 @@ void Panel::paintEvent(QPaintEvent*) {
         QPainter painter(this);
         painter.setRenderHint(QPainter::Antialiasing);
         painter.setBrush(palette().window());
-        painter.setPen(lineColor(palette()));
+        painter.setPen(lineColor());
         painter.drawRoundedRect(QRectF(rect()).adjusted(0.5, 0.5, -0.5, -0.5), cornerRadius,
                                 cornerRadius);
     }

@@ -15,21 +15,21 @@ class QVBoxLayout;
 
 namespace kestrelnet {
 
-/// The window around the panel's content.
+/// The window of the panel.
 class Panel final : public QWidget {
   public:
     enum class Form {
-        /// Belongs to the tray icon: frameless, opened at the pointer, gone when another window
-        /// becomes active or at Escape.
+        /// For the tray icon: frameless, opens at the pointer, hides when another window becomes
+        /// active and at Escape.
         popup,
-        /// Stands in for the tray icon on desktops without a tray: an ordinary window that stays.
+        /// For desktops without a tray: an ordinary window that stays open.
         window,
     };
 
     /// What closing an ordinary window does.
     enum class Closing {
         hides,
-        /// Where nothing could bring a hidden window back.
+        /// For sessions in which the user could not open a hidden window again.
         minimizes,
     };
 
@@ -38,7 +38,7 @@ class Panel final : public QWidget {
         std::shared_ptr<Queue> mainQueue;
         std::shared_ptr<Clock> clock;
         MenuBarView::Actions actions;
-        /// Called each time the panel comes into view.
+        /// Called each time the panel is opened.
         std::function<void()> appeared;
         Closing closing = Closing::hides;
     };
@@ -47,11 +47,11 @@ class Panel final : public QWidget {
 
     Form form() const { return form_; }
 
-    /// Says below the content, until the window is closed, why it is a window.
+    /// Explains below the content why this is a window, until the window is closed.
     void explainWindow();
     /// Shows the panel and brings it to the front.
     void open();
-    /// What a click on the tray icon does.
+    /// To be called for a click on the tray icon: opens or hides the panel.
     void toggle();
 
   protected:

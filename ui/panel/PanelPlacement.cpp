@@ -9,8 +9,8 @@ namespace {
 
 constexpr int distance = 8;
 
-/// The start of a span of `length` that begins at `wanted`, or as near to it as `low` and `high`,
-/// the first and the last place inside, let it. Too long a span begins at `low`.
+/// Moves a span of `length` from `wanted` into the range from `low` to `high`, both included, and
+/// returns its start. A span longer than the range starts at `low`.
 int fitted(int wanted, int length, int low, int high) {
     return std::max(low, std::min(wanted, high + 1 - length));
 }

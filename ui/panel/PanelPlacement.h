@@ -7,8 +7,8 @@
 
 namespace kestrelnet {
 
-/// Where a panel of this size goes: beside the pointer that asked for it, towards the middle of the
-/// screen, and inside the work area. The tray tells no place of its own.
+/// Returns the position for a panel of this size: at the pointer, towards the middle of the screen,
+/// and inside the work area. The position of the tray icon is not known.
 QPoint panelPosition(QPoint pointer, QSize panel, QRect workArea);
 
 } // namespace kestrelnet

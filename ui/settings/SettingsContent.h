@@ -13,16 +13,16 @@ namespace kestrelnet {
 
 class TunnelManager;
 
-/// What the settings window keeps for itself, as long as it is open.
+/// The state of the settings window while it is open.
 struct SettingsViewState {
-    /// Not the stored key: that one is never shown again.
+    /// The text in the field. It starts empty: the stored key is never shown.
     std::string editingKey;
     bool showKey = false;
     bool showUninstallConfirm = false;
     bool showUninstallDone = false;
 };
 
-/// Text that opens an address.
+/// A text and the address that it opens.
 struct Link {
     std::string text;
     std::string address;
@@ -30,7 +30,7 @@ struct Link {
     bool operator==(const Link&) const = default;
 };
 
-/// All that the settings window shows, as a plain value. A row that has no value is not there.
+/// Everything that the settings window shows, as a plain value. A row without a value is not shown.
 struct SettingsContent {
     // Device API Key
     bool masksKey = true;
@@ -61,7 +61,7 @@ struct SettingsContent {
     // About
     std::string version;
     std::optional<std::string> binary;
-    /// How to get the client; there when `binary` is not.
+    /// How to install the client. Set if `binary` is not.
     std::optional<std::string> installCommand;
     std::optional<Link> home;
 
@@ -71,9 +71,9 @@ struct SettingsContent {
     bool operator==(const SettingsContent&) const = default;
 };
 
-/// What does not change while the program runs.
+/// Values that do not change while the program runs.
 struct SettingsFacts {
-    /// The bundle's own version, when it tells one.
+    /// The bundle's version, if it has one.
     std::optional<std::string> version;
     OperatorValues operatorValues;
 };

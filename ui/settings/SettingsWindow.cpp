@@ -48,7 +48,7 @@ void SettingsWindow::build(const SettingsViewState& state) {
 
 bool SettingsWindow::event(QEvent* event) {
     if (event->type() == QEvent::WindowActivate) {
-        // Whoever was away may have installed the client meanwhile.
+        // The user may have installed the client in another window.
         view_->noteChange();
     }
     return QWidget::event(event);
@@ -57,7 +57,7 @@ bool SettingsWindow::event(QEvent* event) {
 void SettingsWindow::changeEvent(QEvent* event) {
     QWidget::changeEvent(event);
     if (event->type() == QEvent::FontChange) {
-        // Later: the widgets that are to go are still being told of the new font.
+        // Later: the present widgets still have to receive this event.
         context_.mainQueue->async([self = QPointer(this)] {
             if (self) {
                 self->build(SettingsViewState(self->view_->state()));

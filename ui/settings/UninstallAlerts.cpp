@@ -11,7 +11,7 @@ UninstallConfirm::UninstallConfirm(QWidget* parent, std::function<void()> uninst
             QStringLiteral("This will remove the privileged helper, launch agent, configuration, "
                            "and ~/.kestrelnet directory. The app itself will remain in "
                            "Applications.")) {
-    // Return alone must not destroy anything.
+    // So that Return does not uninstall.
     addDefaultButton(QStringLiteral("Cancel"), Kind::ordinary, {});
     addButton(QStringLiteral("Uninstall"), Kind::destructive, std::move(uninstall));
 }

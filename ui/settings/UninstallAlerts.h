@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// What is asked before everything is removed, and said afterwards.
+// The question before everything is uninstalled, and the message afterwards.
 #pragma once
 
 #include "ui/widgets/Alert.h"
@@ -10,13 +10,13 @@ namespace kestrelnet {
 
 class UninstallConfirm final : public Alert {
   public:
-    /// `uninstall` is called when the question is answered so.
+    /// `uninstall` is called when the user presses "Uninstall".
     UninstallConfirm(QWidget* parent, std::function<void()> uninstall);
 };
 
 class UninstallDone final : public Alert {
   public:
-    /// `quit` is called by the button alone: dismissed in another way, the program goes on.
+    /// `quit` is called only by the button. Dismissed in another way, the program keeps running.
     UninstallDone(QWidget* parent, std::function<void()> quit);
 };
 

@@ -15,7 +15,7 @@ QIcon applicationIcon() {
     const QByteArray drawing =
         QResource(QStringLiteral(":/icons/com.kestrelnetvpn.app.svg")).uncompressedData();
     QIcon icon;
-    // Title bars and lists of windows take the one, switchers the other.
+    // The small one is for title bars and task lists, the large one for window switchers.
     for (const int side : {32, 64}) {
         QPixmap picture(side, side);
         picture.fill(Qt::transparent);

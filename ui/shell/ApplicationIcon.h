@@ -5,7 +5,7 @@ class QIcon;
 
 namespace kestrelnet {
 
-/// The application's icon for its windows, where the desktop takes none from the desktop entry.
+/// The icon for the application's windows, for desktops that do not use the desktop entry's icon.
 QIcon applicationIcon();
 
 } // namespace kestrelnet

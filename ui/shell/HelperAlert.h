@@ -7,10 +7,10 @@
 
 namespace kestrelnet {
 
-/// Offers to install the privileged helper. Blocks nothing.
+/// Offers to install the privileged helper. Not modal.
 class HelperAlert final : public Alert {
   public:
-    /// `install` is called when the offer is taken.
+    /// `install` is called when the user presses "Install".
     HelperAlert(QWidget* parent, std::function<void()> install);
 };
 

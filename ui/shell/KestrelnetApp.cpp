@@ -22,9 +22,9 @@ namespace {
 
 using namespace std::chrono_literals;
 
-/// Before the settings open by themselves.
+/// The delay before the settings window opens automatically.
 constexpr auto firstLaunchDelay = 500ms;
-/// What a disconnect gets to stop the client before the program ends.
+/// The time that a disconnect has to stop the client before the program ends.
 constexpr auto quitDelay = 500ms;
 
 } // namespace
@@ -60,7 +60,7 @@ void KestrelnetApp::togglePanel() {
     panel().toggle();
 }
 
-/// The panel, in the form that the desktop asks for; a visible one keeps its form until it closes.
+/// The panel in the form that the desktop needs. A visible panel keeps its form until it closes.
 Panel& KestrelnetApp::panel() {
     if (panel_ && (panel_->form() == panelForm_ || panel_->isVisible())) {
         return *panel_;
@@ -96,7 +96,7 @@ void KestrelnetApp::panelAppeared() {
 
 void KestrelnetApp::installHelper() {
     tunnel_->installHelper([self = QPointer(this)](bool isInstalled) {
-        // Asked anew: the prompt may have been open for long.
+        // Read again, because the user may have changed it while the prompt was open.
         if (self && isInstalled && self->tunnel_->autoConnect()) {
             self->tunnel_->connect();
         }
@@ -110,7 +110,7 @@ void KestrelnetApp::showSettingsWindow() {
             {.tunnel = *tunnel_,
              .mainQueue = outside_.platform.mainQueue,
              .facts = {.version = bundle::shortVersionString(outside_.platform.paths.bundle),
-                       .operatorValues = {}},
+                       .operatorValues = tunnel_->operatorValues()},
              .terminate = [this] { terminate(); }});
     }
     bringToFront(*settings_);

@@ -18,15 +18,15 @@ class Theme;
 class TrayIcon;
 class TunnelManager;
 
-/// The application's shell: owns the one controller, and the icon and windows that show it. Windows
-/// are made when they are first used.
+/// The application's shell: owns the only controller, the tray icon and the windows. Windows are
+/// created at first use. Main thread only.
 class KestrelnetApp final : public QObject {
   public:
     struct Outside {
         Platform platform;
         /// Ends the program.
         std::function<void()> terminate;
-        /// For the case that there is no tray.
+        /// What closing the panel does on a desktop without a tray.
         Panel::Closing closing = Panel::Closing::hides;
     };
 
@@ -35,17 +35,17 @@ class KestrelnetApp final : public QObject {
     KestrelnetApp& operator=(const KestrelnetApp&) = delete;
     ~KestrelnetApp() override;
 
-    /// The desktop has a tray: puts the icon there, anew if there was one. From then on the panel
-    /// belongs to the icon.
+    /// The desktop has a tray: puts a new icon there, and replaces an earlier one. From then on the
+    /// panel is a popup of the icon.
     void trayAppeared();
-    /// The desktop has no tray so far: the panel opens as an ordinary window.
+    /// The desktop has no tray yet: opens the panel as an ordinary window.
     void trayAbsent();
 
     void openPanel();
     void showSettingsWindow();
-    /// Takes the device key out of a setup link; drops any other link without a word.
+    /// Stores the device key of a setup link and opens the settings. Ignores any other link.
     void handleURL(std::string_view url);
-    /// Disconnects, and ends the program half a second later. Asked again, it changes nothing.
+    /// Disconnects, and ends the program half a second later. Further calls do nothing.
     void quit();
 
     TunnelManager& tunnel() { return *tunnel_; }
@@ -64,7 +64,7 @@ class KestrelnetApp final : public QObject {
     std::unique_ptr<Theme> theme_;
     Panel::Form panelForm_ = Panel::Form::window;
     std::unique_ptr<Panel> panel_;
-    /// Goes away by itself when it is closed.
+    /// Deletes itself when it is closed.
     QPointer<SettingsWindow> settings_;
     std::unique_ptr<TrayIcon> trayIcon_;
     bool hasCheckedFirstLaunch_ = false;

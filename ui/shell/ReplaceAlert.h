@@ -7,11 +7,11 @@
 
 namespace kestrelnet {
 
-/// Asks whether a running Kestrelnet that does not answer is to be ended, so that this one can take
-/// its place. To wait longer is the safe answer.
+/// Asks whether to end a running Kestrelnet that does not respond, so that this process can replace
+/// it. The default answer is not to.
 class ReplaceAlert final : public Alert {
   public:
-    /// Returns once the question is answered.
+    /// Returns after the user has answered: true to end the other process.
     static bool ask();
 
   private:

@@ -7,11 +7,12 @@
 
 namespace kestrelnet {
 
-/// The device key that a link of the form kestrelnet://setup?key=KEY delivers, or nothing.
+/// Returns the device key in a link of the form kestrelnet://setup?key=KEY or
+/// kestrelnet:setup?key=KEY, or nothing if the link or its key is not valid.
 ///
-/// `url` is the link's raw text: toolkits put schemes and hosts into lower case, and
-/// KESTRELNET://SETUP is no link of ours. It has to be a URL by the letter of RFC 3986; a stray
-/// character or a broken percent escape anywhere in it makes it none.
+/// `url` is the raw text of the link. Scheme and host are case-sensitive: KESTRELNET://SETUP is not
+/// valid. The link must be a URL according to RFC 3986: a character that is not allowed or an
+/// incomplete percent escape makes it invalid. The cost is linear in the length of the link.
 std::optional<std::string> setupKey(std::string_view url);
 
 } // namespace kestrelnet

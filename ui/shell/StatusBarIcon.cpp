@@ -17,7 +17,7 @@ namespace kestrelnet {
 
 namespace {
 
-/// In all sizes that status bars ask for; each is loaded when it is asked for.
+/// The symbol in all sizes that status bars use.
 QIcon pictures(std::string_view symbol) {
     QIcon icon;
     for (const int side : {16, 22, 24, 32, 44, 48, 64}) {
@@ -33,7 +33,7 @@ QIcon pictures(std::string_view symbol) {
     return icon;
 }
 
-/// The theme that every other one falls back to has the symbol by this name, or there is none.
+/// The symbol's name in "hicolor", the fallback of all icon themes; empty if it is not installed.
 QString installedName(std::string_view symbol) {
     const QString name = symbol == "lock.shield.fill"
                              ? QStringLiteral("com.kestrelnetvpn.app-connected-symbolic")

@@ -7,10 +7,9 @@
 
 namespace kestrelnet {
 
-/// The shield symbol for a status bar: by the name under which it is installed in the desktop's
-/// icon theme, for the desktop to draw in its own colours; and as pictures for the desktops that
-/// draw no other, or where it is not installed. The toolkit's own icons of a theme would load the
-/// theme into this process.
+/// The shield symbol for a status bar. It has the name of the installed symbol in the desktop's
+/// icon theme, so that the desktop draws it in its own colours, and pictures for desktops that need
+/// them or if the symbol is not installed. QIcon::fromTheme would load the theme into this process.
 QIcon statusBarIcon(std::string_view symbol);
 
 } // namespace kestrelnet

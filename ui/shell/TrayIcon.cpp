@@ -13,17 +13,22 @@
 namespace kestrelnet {
 
 TrayIcon::TrayIcon(TunnelManager& tunnel, std::shared_ptr<Queue> mainQueue, Actions actions)
-    : tunnel_(tunnel), actions_(std::move(actions)),
-      redraw_(std::move(mainQueue), [this] { refresh(); }),
-      subscription_(tunnel.objectWillChange.subscribe([this] { redraw_.request(); })) {
+    : actions_(std::move(actions)),
+      updater_(std::move(mainQueue), {.content =
+                                          [&tunnel] {
+                                              return Content{tunnel.status, tunnel.isConfigured()};
+                                          },
+                                      .apply = [this](const Content& content) { apply(content); },
+                                      .isVisible = [] { return true; }}),
+      subscription_(tunnel.objectWillChange.subscribe([this] { updater_.noteChange(); })) {
     fillMenu();
-    refresh();
+    updater_.update();
     QObject::connect(&icon_, &QSystemTrayIcon::activated, &icon_,
                      [this](QSystemTrayIcon::ActivationReason reason) {
                          if (reason == QSystemTrayIcon::Trigger) {
                              actions_.togglePanel();
                          } else if (reason == QSystemTrayIcon::DoubleClick) {
-                             // Comes after a click of its own on some trays.
+                             // Some trays send a click before it.
                              actions_.openPanel();
                          }
                      });
@@ -42,23 +47,19 @@ void TrayIcon::fillMenu() {
     add(QStringLiteral("Quit"), actions_.quit);
 }
 
-void TrayIcon::refresh() {
-    const TunnelStatus status = tunnel_.status;
-    const std::string_view symbol = statusBarSymbol(status);
-    if (symbol != shownSymbol_) {
-        QIcon& icon = icons_[symbol];
-        if (icon.isNull()) {
-            icon = statusBarIcon(symbol);
-        }
+void TrayIcon::apply(const Content& content) {
+    const std::string_view symbol = statusBarSymbol(content.status);
+    QIcon& icon = icons_[symbol];
+    if (icon.isNull()) {
+        icon = statusBarIcon(symbol);
+    }
+    // Each call sends the picture to the tray.
+    if (icon.cacheKey() != icon_.icon().cacheKey()) {
         icon_.setIcon(icon);
-        shownSymbol_ = symbol;
     }
-    const QString toolTip = QStringLiteral("Kestrelnet VPN: ") + qtText(rawValue(status));
-    if (toolTip != icon_.toolTip()) {
-        icon_.setToolTip(toolTip);
-    }
-    toggle_->setText(qtText(connectButton(status).label));
-    toggle_->setVisible(tunnel_.isConfigured());
+    icon_.setToolTip(QStringLiteral("Kestrelnet VPN: ") + qtText(rawValue(content.status)));
+    toggle_->setText(qtText(connectButton(content.status).label));
+    toggle_->setVisible(content.canToggle);
 }
 
 } // namespace kestrelnet

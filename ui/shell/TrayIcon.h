@@ -3,7 +3,7 @@
 
 #include "core/Observable.h"
 #include "core/TunnelStatus.h"
-#include "ui/widgets/Redraw.h"
+#include "ui/widgets/ContentUpdater.h"
 
 #include <QIcon>
 #include <QMenu>
@@ -18,8 +18,9 @@ namespace kestrelnet {
 
 class TunnelManager;
 
-/// The icon in the desktop's status bar: shows the status and opens the panel. Its menu offers all
-/// that the panel does, for trays that open nothing else. To be made only where there is a tray.
+/// The icon in the desktop's status bar: shows the status and opens the panel. Its menu offers
+/// everything that the panel does, because some trays only open the menu. Create it only on a
+/// desktop that has a tray.
 class TrayIcon {
   public:
     struct Actions {
@@ -36,18 +37,23 @@ class TrayIcon {
     const QMenu& menu() const { return menu_; }
 
   private:
-    void fillMenu();
-    void refresh();
+    struct Content {
+        TunnelStatus status = TunnelStatus::disconnected;
+        bool canToggle = false;
 
-    const TunnelManager& tunnel_;
+        bool operator==(const Content&) const = default;
+    };
+
+    void fillMenu();
+    void apply(const Content& content);
+
     Actions actions_;
     QMenu menu_;
     QAction* toggle_ = nullptr;
     QSystemTrayIcon icon_;
-    /// The icons drawn so far, by symbol.
+    /// The icons made so far, by symbol.
     std::map<std::string_view, QIcon> icons_;
-    std::string_view shownSymbol_;
-    Redraw redraw_;
+    ContentUpdater<Content> updater_;
     ObservableObjectPublisher::Subscription subscription_;
 };
 

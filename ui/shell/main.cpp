@@ -1,5 +1,7 @@
 // SPDX-License-Identifier: MIT
 // The entry of the application.
+#include "core/Platform.h"
+#include "core/Product.h"
 #include "platform/ApplicationInstance.h"
 #include "platform/EndRequests.h"
 #include "platform/TrayHost.h"
@@ -22,30 +24,43 @@ namespace {
 
 using namespace kestrelnet;
 
-constexpr auto applicationName = "com.kestrelnetvpn.app";
 constexpr int exitUsage = 2;
 
 void complain(const char* sentence) {
     std::fprintf(stderr, "kestrelnet: %s\n", sentence);
 }
 
-/// The toolkit aborts when there is no display. A sentence serves better than a core dump.
-void explainFatalMessage(QtMsgType type, const QMessageLogContext&, const QString& message) {
-    if (type == QtFatalMsg) {
-        complain("no graphical display can be reached; it is to be started inside a desktop "
-                 "session.");
-        std::_Exit(EXIT_FAILURE);
-    }
-    std::fprintf(stderr, "%s\n", message.toLocal8Bit().constData());
+/// Whether `message` is what the toolkit's plug-in for X11 or Wayland says without a display.
+bool saysDisplayIsMissing(const QString& message) {
+    return message.contains(QLatin1StringView("could not connect to display")) ||
+           message.contains(QLatin1StringView("Failed to create wl_display"));
 }
 
-/// Until this process is the instance, or another one has taken over what it was to do, or the user
-/// does not want the one that hangs to be ended.
+/// Prints the toolkit's messages while it starts. Its last message says that it cannot start, and
+/// an earlier one why. The default handler would then abort with a core dump.
+void reportStartMessage(QtMsgType type, const QMessageLogContext& context, const QString& message) {
+    static bool isDisplayMissing = false;
+    if (type != QtFatalMsg) {
+        isDisplayMissing = isDisplayMissing || saysDisplayIsMissing(message);
+        std::fprintf(stderr, "%s\n",
+                     qFormatLogMessage(type, context, message).toLocal8Bit().constData());
+        return;
+    }
+    complain(message.trimmed().toLocal8Bit().constData());
+    if (isDisplayMissing) {
+        complain(
+            "no graphical display can be reached. Start the program inside a desktop session.");
+    }
+    std::_Exit(EXIT_FAILURE);
+}
+
+/// Tries until this process is the instance, or the running instance has taken the links, or the
+/// user decides not to end an instance that does not respond.
 ApplicationInstance::Acquisition acquire(ApplicationInstance& instance,
                                          const std::vector<std::string>& links) {
     auto acquisition = instance.acquire(links);
     while (acquisition == ApplicationInstance::Acquisition::unresponsive) {
-        complain("it is running already, but does not answer.");
+        complain("Kestrelnet is already running but does not respond.");
         const Theme theme;
         if (!ReplaceAlert::ask() || !instance.endOther()) {
             break;
@@ -56,7 +71,7 @@ ApplicationInstance::Acquisition acquire(ApplicationInstance& instance,
 }
 
 int run(QApplication& application, const std::vector<std::string>& links) {
-    ApplicationInstance instance(applicationName);
+    ApplicationInstance instance(product::applicationIdentifier);
     const auto acquisition = acquire(instance, links);
     if (acquisition == ApplicationInstance::Acquisition::passedOn) {
         return EXIT_SUCCESS;
@@ -80,26 +95,27 @@ int run(QApplication& application, const std::vector<std::string>& links) {
 } // namespace
 
 int main(int count, char** arguments) {
-    // A pipe whose reader has gone must not end the program.
+    // Writing to a pipe without a reader must not end the program.
     std::signal(SIGPIPE, SIG_IGN);
 
-    // Links are handed over by the desktop; there are no other arguments.
+    // The desktop passes links as arguments. There are no other arguments.
     const std::vector<std::string> links(arguments + (count > 0 ? 1 : 0), arguments + count);
     for (const std::string_view link : links) {
         if (!link.starts_with("kestrelnet:")) {
-            complain("it takes no arguments.");
+            complain("the only arguments are links that begin with \"kestrelnet:\".");
             return exitUsage;
         }
     }
 
     QApplication::setStyle(QStringLiteral("Fusion"));
     QApplication::setQuitOnLastWindowClosed(false);
-    // Serves as the display name, too. Set apart, that one would be added to each window's title.
+    // Also used as the display name. A display name set separately would be added to each window
+    // title.
     QApplication::setApplicationName(QStringLiteral("Kestrelnet"));
-    QApplication::setDesktopFileName(QString::fromLatin1(applicationName));
-    const QtMessageHandler ordinary = qInstallMessageHandler(explainFatalMessage);
+    QApplication::setDesktopFileName(QString::fromLatin1(product::applicationIdentifier));
+    const QtMessageHandler defaultHandler = qInstallMessageHandler(reportStartMessage);
     int programNameOnly = 1;
     QApplication application(programNameOnly, arguments);
-    qInstallMessageHandler(ordinary);
+    qInstallMessageHandler(defaultHandler);
     return run(application, links);
 }

@@ -3,7 +3,7 @@
 
 namespace kestrelnet {
 
-/// What a colour says; which colour that is depends on the light or dark appearance.
+/// The meaning of a colour. The colour itself depends on the colour mode.
 enum class ColorRole { primary, secondary, accent, orange, green, red };
 
 } // namespace kestrelnet

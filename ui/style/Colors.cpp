@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "ui/style/Colors.h"
 
+#include <QApplication>
+
 namespace kestrelnet {
 
 namespace {
@@ -31,12 +33,18 @@ constexpr Shades greenFill{0xff1b7a38, 0xff217a3c};
 constexpr Shades redFill{0xffc4262e, 0xffc73a3a};
 constexpr Shades secondaryFill{0xff5c6066, 0xff5e6269};
 
-/// How much darker fills, and colours on white, are where the contrast is high.
+/// The factor for QColor::darker, in percent, of fills and of colours on white with high contrast.
 constexpr int highContrastFactor = 160;
 
-QPalette sharpened(QPalette palette, Scheme scheme) {
+ColorMode currentMode;
+
+QColor highContrastText(Scheme scheme) {
+    return scheme == Scheme::dark ? Qt::white : Qt::black;
+}
+
+QPalette withHighContrast(QPalette palette, Scheme scheme) {
     const QColor ground = scheme == Scheme::dark ? Qt::black : Qt::white;
-    const QColor text = scheme == Scheme::dark ? Qt::white : Qt::black;
+    const QColor text = highContrastText(scheme);
     for (const auto role : {QPalette::Window, QPalette::Base, QPalette::AlternateBase,
                             QPalette::Button, QPalette::ToolTipBase}) {
         palette.setColor(role, ground);
@@ -50,7 +58,7 @@ QPalette sharpened(QPalette palette, Scheme scheme) {
     return palette;
 }
 
-QColor ordinaryTextColor(ColorRole role, Scheme scheme) {
+QColor normalTextColor(ColorRole role, Scheme scheme) {
     switch (role) {
     case ColorRole::secondary:
         return secondary.in(scheme);
@@ -68,7 +76,7 @@ QColor ordinaryTextColor(ColorRole role, Scheme scheme) {
     return primary.in(scheme);
 }
 
-QColor ordinaryFillColor(ColorRole role, Scheme scheme) {
+QColor normalFillColor(ColorRole role, Scheme scheme) {
     switch (role) {
     case ColorRole::orange:
         return orangeFill.in(scheme);
@@ -87,7 +95,17 @@ QColor ordinaryFillColor(ColorRole role, Scheme scheme) {
 
 } // namespace
 
-QPalette schemePalette(Scheme scheme, Contrast contrast) {
+ColorMode colorMode() {
+    return currentMode;
+}
+
+void setColorMode(ColorMode mode) {
+    currentMode = mode;
+    QApplication::setPalette(modePalette(mode));
+}
+
+QPalette modePalette(ColorMode mode) {
+    const Scheme scheme = mode.scheme;
     QPalette palette(button.in(scheme), window.in(scheme));
     palette.setColor(QPalette::WindowText, primary.in(scheme));
     palette.setColor(QPalette::Text, primary.in(scheme));
@@ -104,7 +122,7 @@ QPalette schemePalette(Scheme scheme, Contrast contrast) {
     for (const auto role : {QPalette::WindowText, QPalette::Text, QPalette::ButtonText}) {
         palette.setColor(QPalette::Disabled, role, disabled.in(scheme));
     }
-    return contrast == Contrast::high ? sharpened(palette, scheme) : palette;
+    return mode.contrast == Contrast::high ? withHighContrast(palette, scheme) : palette;
 }
 
 Scheme schemeOf(const QPalette& palette) {
@@ -114,33 +132,24 @@ Scheme schemeOf(const QPalette& palette) {
                : Scheme::light;
 }
 
-Contrast contrastOf(const QPalette& palette) {
-    const QColor text = palette.color(QPalette::Active, QPalette::WindowText);
-    return text == QColor(Qt::black) || text == QColor(Qt::white) ? Contrast::high
-                                                                  : Contrast::normal;
-}
-
-QColor textColor(ColorRole role, const QPalette& palette) {
-    const Scheme scheme = schemeOf(palette);
-    const QColor color = ordinaryTextColor(role, scheme);
-    if (contrastOf(palette) == Contrast::normal) {
+QColor textColor(ColorRole role, ColorMode mode) {
+    const QColor color = normalTextColor(role, mode.scheme);
+    if (mode.contrast == Contrast::normal) {
         return color;
     }
     if (role == ColorRole::primary || role == ColorRole::secondary) {
-        return palette.color(QPalette::Active, QPalette::WindowText);
+        return highContrastText(mode.scheme);
     }
-    return scheme == Scheme::dark ? color : color.darker(highContrastFactor);
+    return mode.scheme == Scheme::dark ? color : color.darker(highContrastFactor);
 }
 
-QColor fillColor(ColorRole role, const QPalette& palette) {
-    const QColor color = ordinaryFillColor(role, schemeOf(palette));
-    return contrastOf(palette) == Contrast::high ? color.darker(highContrastFactor) : color;
+QColor fillColor(ColorRole role, ColorMode mode) {
+    const QColor color = normalFillColor(role, mode.scheme);
+    return mode.contrast == Contrast::high ? color.darker(highContrastFactor) : color;
 }
 
-QColor lineColor(const QPalette& palette) {
-    return contrastOf(palette) == Contrast::high
-               ? palette.color(QPalette::Active, QPalette::WindowText)
-               : line.in(schemeOf(palette));
+QColor lineColor(ColorMode mode) {
+    return mode.contrast == Contrast::high ? highContrastText(mode.scheme) : line.in(mode.scheme);
 }
 
 } // namespace kestrelnet

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// The colours behind the roles, for light and for dark windows. A widget asks with its own palette,
-// so that a change of appearance needs no more than a new palette.
+// The application's colours: which colour a role has in light and in dark windows, with normal and
+// with high contrast. Main thread only.
 #pragma once
 
 #include "ui/style/ColorRole.h"
@@ -13,22 +13,32 @@ namespace kestrelnet {
 enum class Scheme { light, dark };
 enum class Contrast { normal, high };
 
-/// The application's palette.
-QPalette schemePalette(Scheme scheme, Contrast contrast = Contrast::normal);
+struct ColorMode {
+    Scheme scheme = Scheme::light;
+    Contrast contrast = Contrast::normal;
 
-/// Dark when the palette writes light on dark.
+    bool operator==(const ColorMode&) const = default;
+};
+
+/// The mode that the application shows. Light with normal contrast until it is set.
+ColorMode colorMode();
+
+/// Sets the mode and the application's palette. All widgets are repainted.
+void setColorMode(ColorMode mode);
+
+/// The application's palette in `mode`.
+QPalette modePalette(ColorMode mode);
+
+/// The scheme of any palette: dark if its text is lighter than its windows.
 Scheme schemeOf(const QPalette& palette);
 
-/// High when the palette has nothing but black and white for its text.
-Contrast contrastOf(const QPalette& palette);
+/// For text and symbols on a window. Readable at any size.
+QColor textColor(ColorRole role, ColorMode mode = colorMode());
 
-/// For text and symbols on a window: readable at any size.
-QColor textColor(ColorRole role, const QPalette& palette);
+/// For the face of a filled button. White text on it is readable.
+QColor fillColor(ColorRole role, ColorMode mode = colorMode());
 
-/// For the face of a filled button: white text on it is readable.
-QColor fillColor(ColorRole role, const QPalette& palette);
-
-/// For hairlines between and around things.
-QColor lineColor(const QPalette& palette);
+/// For separators and frames.
+QColor lineColor(ColorMode mode = colorMode());
 
 } // namespace kestrelnet

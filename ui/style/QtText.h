@@ -7,7 +7,7 @@
 
 namespace kestrelnet {
 
-/// UTF-8 text as the toolkit's.
+/// Converts UTF-8 to the toolkit's text.
 inline QString qtText(std::string_view text) {
     return QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size()));
 }

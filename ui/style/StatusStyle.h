@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// How a connection status looks, wherever it is shown.
+// The colours, symbols and button of each connection status.
 #pragma once
 
 #include "core/TunnelStatus.h"
@@ -11,13 +11,13 @@ namespace kestrelnet {
 
 ColorRole statusColor(TunnelStatus status);
 
-/// The symbol at the head of the panel.
+/// The symbol in the header of the panel.
 std::string_view headerSymbol(TunnelStatus status);
 
 /// The symbol in the desktop's status bar: the filled shield only while connected.
 std::string_view statusBarSymbol(TunnelStatus status);
 
-/// The button that starts and stops the tunnel. Its label says what toggling would do.
+/// The button that starts and stops the tunnel. Its label says what it does next.
 struct ConnectButton {
     std::string_view symbol;
     std::string_view label;

@@ -7,11 +7,11 @@ class QRectF;
 
 namespace kestrelnet {
 
-/// Draws `source`, an SVG drawing, into `place`; nothing when it is none. The library that can do
-/// this is loaded at the first call: a program that shows no window needs none.
+/// Draws `source`, an SVG drawing, into `place`. Draws nothing if it is not valid. The first call
+/// loads the SVG library, because a program that shows no window does not need it.
 void paintSvg(QPainter& painter, const QByteArray& source, const QRectF& place);
 
-/// The one function that the module with that library offers, by name.
+/// The function that the module with the SVG library exports, and its name.
 using PaintSvg = void(QPainter& painter, const QByteArray& source, const QRectF& place);
 inline constexpr char paintSvgName[] = "kestrelnetPaintSvg";
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// What the module holds that ui/style/Svg.h tells of.
+// The module that Svg.cpp loads.
 #include "ui/style/Svg.h"
 
 #include <QByteArray>

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The drawn symbols, compiled in from resources/symbols: one family on a grid of 24 by 24.
+// The symbols, compiled in from resources/symbols. All are drawn on a grid of 24 by 24.
 #pragma once
 
 #include <string_view>
@@ -10,8 +10,8 @@ class QRectF;
 
 namespace kestrelnet {
 
-/// Draws the symbol `name` in one colour. Vectors all the way, so sharp at any scale of `painter`.
-/// Draws nothing when there is no such symbol.
+/// Draws the symbol `name` in one colour, as vectors, so that it is sharp at any scale of
+/// `painter`. Draws nothing if there is no such symbol.
 void paintSymbol(QPainter& painter, std::string_view name, const QRectF& place,
                  const QColor& color);
 

@@ -5,7 +5,7 @@
 
 namespace kestrelnet {
 
-/// The sizes of text, each in proportion to the desktop's own font.
+/// The text styles. Their sizes are relative to the desktop's font.
 enum class TextStyle { title2, headline, body, caption, caption2 };
 
 QFont textFont(TextStyle style);

@@ -5,7 +5,8 @@
 
 namespace kestrelnet {
 
-Theme::Theme() : unasked_(schemeOf(QApplication::palette())), appearance_([this] { apply(); }) {
+Theme::Theme()
+    : toolkitScheme_(schemeOf(QApplication::palette())), appearance_([this] { apply(); }) {
     apply();
 }
 
@@ -13,9 +14,9 @@ void Theme::apply() const {
     const ColorScheme preference = appearance_.colorScheme();
     const Scheme scheme = preference == ColorScheme::dark    ? Scheme::dark
                           : preference == ColorScheme::light ? Scheme::light
-                                                             : unasked_;
+                                                             : toolkitScheme_;
     const Contrast contrast = appearance_.wantsHighContrast() ? Contrast::high : Contrast::normal;
-    QApplication::setPalette(schemePalette(scheme, contrast));
+    setColorMode({scheme, contrast});
 }
 
 } // namespace kestrelnet

@@ -6,9 +6,9 @@
 
 namespace kestrelnet {
 
-/// Keeps the application's palette light or dark, and of high contrast or not, as the desktop wants
-/// it, also when that changes.
-/// To be made with the first window: a program that shows none needs no palette.
+/// Keeps the application's colours as the desktop wants them: light or dark, with normal or high
+/// contrast, also after a change. Create it with the first window: the colours are not needed
+/// earlier.
 class Theme {
   public:
     Theme();
@@ -16,8 +16,8 @@ class Theme {
   private:
     void apply() const;
 
-    /// What the toolkit had found out by itself, for desktops that tell no preference.
-    Scheme unasked_;
+    /// Found by the toolkit. Used while the desktop reports no preference.
+    Scheme toolkitScheme_;
     Appearance appearance_;
 };
 

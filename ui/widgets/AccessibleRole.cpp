@@ -22,7 +22,7 @@ QAccessibleInterface* withRole(const QString&, QObject* object) {
 } // namespace
 
 void setAccessibleRole(QWidget& widget, QAccessible::Role role) {
-    // Does nothing the second time.
+    // Installs it only once.
     QAccessible::installFactory(withRole);
     widget.setProperty(roleProperty, static_cast<int>(role));
 }

@@ -7,7 +7,7 @@ class QWidget;
 
 namespace kestrelnet {
 
-/// Tells assistive programs what `widget` is, where its class does not say it. To be called before
+/// Sets the role of `widget` for assistive programs, if its class does not imply it. Call it before
 /// the widget is shown.
 void setAccessibleRole(QWidget& widget, QAccessible::Role role);
 

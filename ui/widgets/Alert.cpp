@@ -33,7 +33,7 @@ class Picture final : public QWidget {
   protected:
     void paintEvent(QPaintEvent*) override {
         QPainter painter(this);
-        paintSymbol(painter, symbol_, rect(), textColor(color_, palette()));
+        paintSymbol(painter, symbol_, rect(), textColor(color_));
     }
 
   private:
@@ -92,7 +92,7 @@ void Alert::addButton(const QString& label, Kind kind, std::function<void()> act
     button->setAutoDefault(false);
     buttons_->addWidget(button);
     connect(button, &QPushButton::clicked, this, [this, action = std::move(action)] {
-        // Closing makes `this` go, in a later turn of the main loop.
+        // Closing deletes `this`, in a later turn of the main loop.
         done(Accepted);
         if (action) {
             action();
@@ -105,7 +105,7 @@ void Alert::addDefaultButton(const QString& label, Kind kind, std::function<void
     auto* const button =
         qobject_cast<QPushButton*>(buttons_->itemAt(buttons_->count() - 1)->widget());
     button->setDefault(true);
-    // With its ring: this is what Return would press.
+    // With a focus ring, to show which button Return presses.
     button->setFocus(Qt::TabFocusReason);
 }
 

@@ -33,7 +33,7 @@ void Button::keyPressEvent(QKeyEvent* event) {
     if (event->key() != Qt::Key_Return && event->key() != Qt::Key_Enter) {
         return QPushButton::keyPressEvent(event);
     }
-    // A key that is held down must not connect and disconnect in turns.
+    // A key that is held down must not connect and disconnect repeatedly.
     if (!event->isAutoRepeat()) {
         click();
     }
@@ -56,7 +56,7 @@ void Button::focusInEvent(QFocusEvent* event) {
         setUsesKeyboard(false);
         break;
     default:
-        // The window comes and goes; in it all is as before.
+        // The window was activated or deactivated.
         break;
     }
     QPushButton::focusInEvent(event);
@@ -97,10 +97,10 @@ QSize FilledButton::sizeHint() const {
 
 QColor FilledButton::face() const {
     if (!isEnabled()) {
-        return lineColor(palette());
+        return lineColor();
     }
-    // Darker, never lighter, under the pointer: the label must stay readable.
-    const QColor fill = fillColor(tint_, palette());
+    // Darker under the pointer. A lighter face would make the label hard to read.
+    const QColor fill = fillColor(tint_);
     return isDown() ? fill.darker(130) : underMouse() ? fill.darker(110) : fill;
 }
 
@@ -142,12 +142,11 @@ QSize BorderedButton::sizeHint() const {
 void BorderedButton::paintEvent(QPaintEvent*) {
     QPainter painter(this);
     painter.setRenderHint(QPainter::Antialiasing);
-    const QColor color = textColor(color_, palette());
+    const QColor color = textColor(color_);
     QColor face = color;
     face.setAlphaF(isDown() ? 0.16F : underMouse() ? 0.1F : 0.04F);
     painter.setBrush(face);
-    painter.setPen(showsFocus() ? QPen(textColor(ColorRole::accent, palette()), 2)
-                                : QPen(lineColor(palette()), 1));
+    painter.setPen(showsFocus() ? QPen(textColor(ColorRole::accent), 2) : QPen(lineColor(), 1));
     const qreal inset = painter.pen().widthF() / 2;
     painter.drawRoundedRect(QRectF(rect()).adjusted(inset, inset, -inset, -inset), cornerRadius,
                             cornerRadius);
@@ -168,9 +167,9 @@ QSize BorderlessButton::sizeHint() const {
 void BorderlessButton::paintEvent(QPaintEvent*) {
     QPainter painter(this);
     painter.setRenderHint(QPainter::Antialiasing);
-    const QColor color = textColor(color_, palette());
+    const QColor color = textColor(color_);
     if (isDown() || underMouse()) {
-        QColor face = textColor(ColorRole::primary, palette());
+        QColor face = textColor(ColorRole::primary);
         face.setAlphaF(isDown() ? 0.12F : 0.06F);
         painter.setPen(Qt::NoPen);
         painter.setBrush(face);
@@ -178,7 +177,7 @@ void BorderlessButton::paintEvent(QPaintEvent*) {
     }
     if (showsFocus()) {
         painter.setBrush(Qt::NoBrush);
-        painter.setPen(QPen(textColor(ColorRole::accent, palette()), 1.5));
+        painter.setPen(QPen(textColor(ColorRole::accent), 1.5));
         painter.drawRoundedRect(QRectF(rect()).adjusted(0.75, 0.75, -0.75, -0.75), cornerRadius - 1,
                                 cornerRadius - 1);
     }

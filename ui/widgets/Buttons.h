@@ -10,13 +10,13 @@
 
 namespace kestrelnet {
 
-/// A button that Return presses as Space does.
+/// A button that Return presses, as Space does.
 class Button : public QPushButton {
   public:
     using QPushButton::QPushButton;
 
   protected:
-    /// Whether it has the focus and the keyboard is what is used: who points needs no ring.
+    /// Whether to show the focus ring. No focus ring while the mouse is used.
     bool showsFocus() const { return hasFocus() && usesKeyboard_; }
 
     void keyPressEvent(QKeyEvent* event) override;
@@ -30,7 +30,7 @@ class Button : public QPushButton {
     bool usesKeyboard_ = false;
 };
 
-/// A prominent button: white on a filled face, with a symbol before the label or none.
+/// A prominent button: a white label on a filled face, with an optional symbol before the label.
 class FilledButton final : public Button {
   public:
     explicit FilledButton(QWidget* parent = nullptr);
@@ -51,7 +51,7 @@ class FilledButton final : public Button {
     ColorRole tint_ = ColorRole::accent;
 };
 
-/// An ordinary button: its label in a frame.
+/// An ordinary button: a label in a frame.
 class BorderedButton final : public Button {
   public:
     BorderedButton(const QString& label, ColorRole color, QWidget* parent = nullptr);
@@ -66,8 +66,8 @@ class BorderedButton final : public Button {
     ColorRole color_;
 };
 
-/// A button that is no more than its label. The face that shows under the pointer and the ring that
-/// shows the focus reach beyond the label by `outset`.
+/// A button that looks like its label. The hover face and the focus ring extend beyond the label by
+/// `outset`.
 class BorderlessButton final : public Button {
   public:
     static constexpr QMargins outset{6, 3, 6, 3};

@@ -39,14 +39,14 @@ void CommandText::paintEvent(QPaintEvent* event) {
     if (hasFocus()) {
         QPainter painter(this);
         painter.setRenderHint(QPainter::Antialiasing);
-        painter.setPen(QPen(textColor(ColorRole::accent, palette()), 1));
+        painter.setPen(QPen(textColor(ColorRole::accent), 1));
         painter.drawRoundedRect(QRectF(rect()).adjusted(0.5, 0.5, -0.5, -0.5), 3, 3);
     }
 }
 
 void CommandText::applyColor() {
     QPalette own = palette();
-    const QColor color = textColor(color_, own);
+    const QColor color = textColor(color_);
     if (own.color(foregroundRole()) != color) {
         own.setColor(foregroundRole(), color);
         setPalette(own);

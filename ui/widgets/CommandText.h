@@ -7,8 +7,8 @@
 
 namespace kestrelnet {
 
-/// A command that can be selected and copied, by the pointer and by the keyboard; small, of fixed
-/// pitch, on as many lines as it takes. Selected whole when the keyboard gets there.
+/// A command that can be selected and copied with the mouse and the keyboard: small, monospaced, on
+/// as many lines as it needs. The Tab key selects all of it.
 class CommandText final : public QLabel {
   public:
     CommandText(ColorRole color, int width, QWidget* parent = nullptr);

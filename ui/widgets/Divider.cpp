@@ -12,7 +12,7 @@ Divider::Divider(QWidget* parent) : QWidget(parent) {
 }
 
 void Divider::paintEvent(QPaintEvent*) {
-    QPainter(this).fillRect(rect(), lineColor(palette()));
+    QPainter(this).fillRect(rect(), lineColor());
 }
 
 } // namespace kestrelnet

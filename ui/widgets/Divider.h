@@ -5,7 +5,7 @@
 
 namespace kestrelnet {
 
-/// A horizontal hairline.
+/// A horizontal line, one pixel high.
 class Divider final : public QWidget {
   public:
     explicit Divider(QWidget* parent = nullptr);

@@ -6,8 +6,9 @@
 
 namespace kestrelnet {
 
-/// `text` itself, or, when it is longer than any view can show, its two ends around an ellipsis: a
-/// client may write a line of any length, and no layout should ever meet it. UTF-8 in and out.
+/// Returns `text`, or its two ends with an ellipsis between them if it is longer than a view can
+/// show. A client may write lines of any length, and layout time grows with the length. UTF-8 in
+/// and out.
 std::string excerpt(std::string_view text);
 
 } // namespace kestrelnet

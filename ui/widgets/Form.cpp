@@ -66,7 +66,7 @@ class FormSection::Card final : public QWidget {
         QPainter painter(this);
         painter.setRenderHint(QPainter::Antialiasing);
         painter.setBrush(palette().button());
-        painter.setPen(lineColor(palette()));
+        painter.setPen(lineColor());
         painter.drawRoundedRect(QRectF(rect()).adjusted(0.5, 0.5, -0.5, -0.5), cornerRadius,
                                 cornerRadius);
         bool isFirst = true;
@@ -76,7 +76,7 @@ class FormSection::Card final : public QWidget {
                 continue;
             }
             if (!isFirst && row->place() == FormRow::Place::apart) {
-                painter.fillRect(QRect(padding, row->y(), innerWidth, 1), lineColor(palette()));
+                painter.fillRect(QRect(padding, row->y(), innerWidth, 1), lineColor());
             }
             isFirst = false;
         }
@@ -99,7 +99,7 @@ FormSection::FormSection(const QString& header, QWidget* parent) : QWidget(paren
         title->setContent(header);
         column->addWidget(title);
     }
-    // After the header, for those who hear the page read out in the order in which it was made.
+    // After the header, because screen readers read widgets in the order of their creation.
     card_ = new Card(this);
     column->addWidget(card_);
 }

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The parts of a grouped form: sections, each a header over a card, with rows in the card.
+// The parts of a grouped form: sections with a header and a card, and the rows in the card.
 #pragma once
 
 #include <QMargins>
@@ -10,24 +10,24 @@ class QVBoxLayout;
 
 namespace kestrelnet {
 
-/// A row of a card. What is hidden as a whole leaves neither a gap nor a line.
+/// A row of a card. A hidden row leaves no gap and no line.
 class FormRow final : public QWidget {
   public:
     enum class Place {
-        /// Set off from the row above by a line.
+        /// Separated from the row above by a line.
         apart,
-        /// Goes with the row above, as what explains it.
+        /// Belongs to the row above.
         below,
     };
 
     FormRow(Place place, QWidget* parent);
 
-    /// From one end to the other, in the order of adding.
+    /// Adds a widget to the right of the others.
     void add(QWidget* widget);
     void addStretch();
-    /// Between its widgets.
+    /// Sets the space between the widgets.
     void setSpacing(int width);
-    /// Lets the first or the last widget reach into the padding by what it has beyond its label, so
+    /// Reduces the padding by the space that the first or the last widget has around its label, so
     /// that the labels line up.
     void setOutset(const QMargins& outset);
 
@@ -38,14 +38,14 @@ class FormRow final : public QWidget {
     QHBoxLayout* row_;
 };
 
-class FormSection final : public QWidget {
+class FormSection : public QWidget {
   public:
     static constexpr int width = 440;
     static constexpr int padding = 14;
-    /// What a row has for its widgets.
+    /// The width that a row has for its widgets.
     static constexpr int innerWidth = width - 2 * padding;
 
-    /// Without a header when that is empty.
+    /// Shows no header if `header` is empty.
     explicit FormSection(const QString& header, QWidget* parent = nullptr);
 
     FormRow& addRow(FormRow::Place place = FormRow::Place::apart);

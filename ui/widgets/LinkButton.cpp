@@ -39,7 +39,7 @@ QAccessibleInterface* accessibleLink(const QString&, QObject* object) {
 } // namespace
 
 LinkButton::LinkButton(TextStyle style, QWidget* parent) : Button(parent) {
-    // Does nothing the second time.
+    // Installs it only once.
     QAccessible::installFactory(accessibleLink);
     setFont(textFont(style));
     setCursor(Qt::PointingHandCursor);
@@ -64,11 +64,11 @@ void LinkButton::paintEvent(QPaintEvent*) {
     QFont shown = font();
     shown.setUnderline(underMouse());
     painter.setFont(shown);
-    painter.setPen(QPen(textColor(ColorRole::accent, palette()), 1.5));
+    painter.setPen(QPen(textColor(ColorRole::accent), 1.5));
     if (showsFocus()) {
         painter.drawRoundedRect(QRectF(rect()).adjusted(0.75, 0.75, -0.75, -0.75), 4, 4);
     }
-    // On the line of a text beside it.
+    // On the same baseline as a text beside it.
     painter.drawText(rect().adjusted(0, 1, 0, 0), Qt::AlignCenter | Qt::TextSingleLine, text());
 }
 

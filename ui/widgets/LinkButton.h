@@ -8,8 +8,8 @@
 
 namespace kestrelnet {
 
-/// Text that opens an address in the default browser. To assistive programs it is a link. The ring
-/// that shows the focus reaches beyond the text by `outset`.
+/// A text that opens an address in the default browser. Assistive programs see a link. The focus
+/// ring extends beyond the text by `outset`.
 class LinkButton final : public Button {
   public:
     static constexpr QMargins outset{2, 1, 2, 1};

@@ -8,11 +8,11 @@
 
 namespace kestrelnet {
 
-/// Draws once in the next turn of the main loop, however often it is asked to: a change notice
-/// comes before the new value is stored, and many come at once. Main thread only.
+/// Calls a function once in the next turn of the main loop after any number of requests. A change
+/// notice is sent before the new value is stored; in the next turn it is stored. Main thread only.
 class Redraw {
   public:
-    /// `draw` is not called once this object is gone.
+    /// `draw` is not called after this object is destroyed.
     Redraw(std::shared_ptr<Queue> mainQueue, std::function<void()> draw);
 
     void request();

@@ -11,7 +11,7 @@ namespace kestrelnet {
 
 namespace {
 
-/// No more than its thumb, and nothing where there is nothing to scroll.
+/// Draws only its thumb, and nothing if there is nothing to scroll.
 class SlimScrollBar final : public QScrollBar {
   public:
     explicit SlimScrollBar(QWidget* parent) : QScrollBar(Qt::Vertical, parent) {
@@ -31,7 +31,7 @@ class SlimScrollBar final : public QScrollBar {
         initStyleOption(&option);
         const QRectF thumb = style()->subControlRect(QStyle::CC_ScrollBar, &option,
                                                      QStyle::SC_ScrollBarSlider, this);
-        QColor color = textColor(ColorRole::secondary, palette());
+        QColor color = textColor(ColorRole::secondary);
         color.setAlphaF(isSliderDown() ? 0.9F : underMouse() ? 0.7F : 0.4F);
         QPainter painter(this);
         painter.setRenderHint(QPainter::Antialiasing);

@@ -5,11 +5,11 @@
 
 namespace kestrelnet {
 
-/// A page that is scrolled up and down when it does not fit, never sideways. What has the keyboard
-/// focus is always in view.
+/// A page that scrolls vertically, never horizontally. The widget with the keyboard focus is always
+/// in view.
 class ScrollPage final : public QScrollArea {
   public:
-    /// The room that the scroll bar has at the right, used or not.
+    /// The width reserved for the scroll bar at the right, also while nothing can be scrolled.
     static constexpr int scrollBarWidth = 12;
 
     explicit ScrollPage(QWidget* parent = nullptr);

@@ -62,8 +62,7 @@ void Switch::paintTrack(QPainter& painter, const QRectF& track) const {
     const qreal radius = track.height() / 2;
     painter.setOpacity(isEnabled() ? 1 : 0.5);
     painter.setPen(Qt::NoPen);
-    painter.setBrush(isChecked() ? fillColor(ColorRole::accent, palette())
-                                 : fillColor(ColorRole::secondary, palette()));
+    painter.setBrush(isChecked() ? fillColor(ColorRole::accent) : fillColor(ColorRole::secondary));
     painter.drawRoundedRect(track, radius, radius);
     constexpr qreal gap = 2;
     const qreal diameter = track.height() - 2 * gap;
@@ -72,7 +71,7 @@ void Switch::paintTrack(QPainter& painter, const QRectF& track) const {
     painter.drawEllipse(QRectF(left, track.top() + gap, diameter, diameter));
     if (hasFocus()) {
         painter.setBrush(Qt::NoBrush);
-        painter.setPen(QPen(textColor(ColorRole::accent, palette()), 1.5));
+        painter.setPen(QPen(textColor(ColorRole::accent), 1.5));
         painter.drawRoundedRect(track.adjusted(-2, -2, 2, 2), radius + 2, radius + 2);
     }
 }

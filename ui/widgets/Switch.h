@@ -5,11 +5,11 @@
 
 namespace kestrelnet {
 
-/// A label with a switch at the other end of the row. All of it can be pressed; Return flips it as
-/// Space does. To the toolkit, and so to assistive programs, it is a check box.
+/// A label with a switch at the other end of the row. A click anywhere in the row, Return and Space
+/// flip it. For the toolkit and for assistive programs it is a check box.
 class Switch final : public QCheckBox {
   public:
-    /// The room around the switch for the ring that shows the focus.
+    /// The space around the switch for the focus ring.
     static constexpr int outset = 3;
 
     explicit Switch(const QString& label, QWidget* parent = nullptr);

@@ -20,12 +20,12 @@ constexpr int padding = 6;
 TextField::TextField(QWidget* parent) : QLineEdit(parent) {
     setFrame(false);
     setTextMargins(padding + 2, padding, padding + 2, padding);
-    // What is pasted stays whole, and is judged whole.
+    // A pasted text must not be shortened.
     setMaxLength(std::numeric_limits<int>::max());
 }
 
 QSize TextField::sizeHint() const {
-    // The two fonts of a key may differ in height; the field does not.
+    // The same height for both fonts of a key.
     const int text = std::max(QFontMetrics(textFont(TextStyle::body)).height(),
                               QFontMetrics(monospacedFont(TextStyle::body)).height());
     return {QLineEdit::sizeHint().width(), text + 2 * (padding + 1)};
@@ -36,8 +36,7 @@ void TextField::paintEvent(QPaintEvent* event) {
     QPainter painter(this);
     painter.setRenderHint(QPainter::Antialiasing);
     const qreal width = hasFocus() ? 2 : 1;
-    painter.setPen(
-        QPen(hasFocus() ? textColor(ColorRole::accent, palette()) : lineColor(palette()), width));
+    painter.setPen(QPen(hasFocus() ? textColor(ColorRole::accent) : lineColor(), width));
     const qreal inset = width / 2;
     painter.drawRoundedRect(QRectF(rect()).adjusted(inset, inset, -inset, -inset), cornerRadius,
                             cornerRadius);

@@ -5,7 +5,7 @@
 
 namespace kestrelnet {
 
-/// A field of one line to type into.
+/// A text field of one line.
 class TextField final : public QLineEdit {
   public:
     explicit TextField(QWidget* parent = nullptr);

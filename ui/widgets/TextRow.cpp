@@ -21,8 +21,8 @@ constexpr int circleDiameter = 8;
 constexpr int markSpacing = 8;
 constexpr char16_t ellipsis = u'\u2026';
 
-/// `text` on one line: white space of every kind becomes a space, and a control character the sign
-/// for a character that cannot be shown.
+/// Replaces white space of every kind by spaces, and control characters by the replacement
+/// character.
 QString visible(QString text) {
     for (QChar& c : text) {
         if (c.isSpace()) {
@@ -34,7 +34,7 @@ QString visible(QString text) {
     return text;
 }
 
-/// The places in `text` where it may be cut without tearing a character apart.
+/// The positions at which `text` can be cut without splitting a character.
 std::vector<qsizetype> characterBoundaries(const QString& text) {
     std::vector<qsizetype> boundaries;
     QTextBoundaryFinder finder(QTextBoundaryFinder::Grapheme, text);
@@ -81,12 +81,12 @@ int TextRow::textLeft() const {
     return look_.markColumn > 0 ? look_.markColumn + markSpacing : 0;
 }
 
-/// Above the first line, so that it is centred beside a taller symbol.
+/// The space above the first line, which centres it beside a taller symbol.
 int TextRow::textTop() const {
     return std::max(0, look_.symbolSide - lineHeight_ + 1) / 2;
 }
 
-/// Breaks `text` into lines and returns how many it takes, at most one more than there may be.
+/// Breaks `text` into lines and returns their number, at most one more than allowed.
 int TextRow::layOut(const QString& text) {
     layout_.setText(text);
     layout_.beginLayout();
@@ -152,12 +152,12 @@ void TextRow::paintEvent(QPaintEvent*) {
     if (look_.markColumn > 0) {
         paintMark(painter);
     }
-    painter.setPen(textColor(look_.color, palette()));
+    painter.setPen(textColor(look_.color));
     layout_.draw(&painter, QPointF(textLeft(), textTop()));
 }
 
 void TextRow::paintMark(QPainter& painter) const {
-    const QColor color = textColor(markColor_, palette());
+    const QColor color = textColor(markColor_);
     const int side = symbol_.empty() ? circleDiameter : look_.symbolSide;
     const QRectF place((look_.markColumn - side) / 2.0, textTop() + (lineHeight_ - side) / 2.0,
                        side, side);

@@ -12,9 +12,9 @@
 
 namespace kestrelnet {
 
-/// A line or two of plain text, with a symbol or a circle before it or nothing. What does not fit
-/// loses its middle; text of any kind, hostile text too, keeps within its lines. The mark is part
-/// of the same widget and says nothing that the text does not say.
+/// A few lines of plain text, with an optional symbol or circle before it. A text that does not fit
+/// is cut in its middle. No text, not even a hostile one, takes more than `maxLines`. The mark is
+/// part of the same widget and only repeats what the text says.
 class TextRow final : public QLabel {
   public:
     struct Look {
@@ -22,11 +22,11 @@ class TextRow final : public QLabel {
         ColorRole color = ColorRole::primary;
         int width = 0;
         int maxLines = 1;
-        /// The width of the column in which the mark is centred; none when 0.
+        /// The width of the column in which the mark is centred. No mark if 0.
         int markColumn = 0;
-        /// The side of the square that a symbol fills.
+        /// The width and height of a symbol.
         int symbolSide = 0;
-        /// No wider than the text needs, `width` at most.
+        /// Only as wide as the text, at most `width`.
         bool hugsText = false;
     };
 
@@ -36,7 +36,7 @@ class TextRow final : public QLabel {
     void setSymbol(std::string_view name, ColorRole color);
     void setCircle(ColorRole color);
 
-    /// The lines as they are shown, the ellipsis included.
+    /// The lines as they are shown, including the ellipsis.
     QStringList shownLines() const;
 
     QSize sizeHint() const override;

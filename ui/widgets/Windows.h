@@ -5,7 +5,7 @@ class QWidget;
 
 namespace kestrelnet {
 
-/// Shows `window`, minimized or hidden or behind others as it may be, and gives it the focus.
+/// Shows `window`, restores it if it is minimized, raises it and gives it the focus.
 void bringToFront(QWidget& window);
 
 } // namespace kestrelnet

@@ -21,7 +21,7 @@ class MenuBarContentTest : public WidgetTest {
     ConnectButton button() const { return std::get<ConnectButton>(content().action); }
 };
 
-TEST_F(MenuBarContentTest, AtFirst) {
+TEST_F(MenuBarContentTest, theFirstContentIsDisconnected) {
     const MenuBarContent shown = content();
     EXPECT_EQ(shown.headerSymbol, "lock.shield");
     EXPECT_EQ(shown.title, "Kestrelnet VPN");
@@ -33,7 +33,7 @@ TEST_F(MenuBarContentTest, AtFirst) {
     EXPECT_EQ(shown.lastLog, nullopt);
 }
 
-TEST_F(MenuBarContentTest, ErrorIsRedAndOffersToConnect) {
+TEST_F(MenuBarContentTest, errorIsRedAndOffersToConnect) {
     tunnel->status = TunnelStatus::error;
     EXPECT_EQ(content().headerSymbol, "exclamationmark.shield");
     EXPECT_EQ(content().statusText, "Error");
@@ -41,7 +41,7 @@ TEST_F(MenuBarContentTest, ErrorIsRedAndOffersToConnect) {
     EXPECT_EQ(button(), (ConnectButton{"play.fill", "Connect", ColorRole::green}));
 }
 
-TEST_F(MenuBarContentTest, ReconnectingIsOrangeOffersToDisconnectAndHidesBothPlaces) {
+TEST_F(MenuBarContentTest, reconnectingIsOrangeOffersToDisconnectAndHidesExitIPAndServer) {
     setBothPlaces();
     tunnel->status = TunnelStatus::reconnecting;
     EXPECT_EQ(content().headerSymbol, "arrow.triangle.2.circlepath");
@@ -52,14 +52,14 @@ TEST_F(MenuBarContentTest, ReconnectingIsOrangeOffersToDisconnectAndHidesBothPla
     EXPECT_EQ(content().server, nullopt);
 }
 
-TEST_F(MenuBarContentTest, ConnectingCanBeStopped) {
+TEST_F(MenuBarContentTest, connectingCanBeStopped) {
     tunnel->status = TunnelStatus::connecting;
     EXPECT_EQ(content().statusText, "Connecting...");
     EXPECT_EQ(content().statusColor, ColorRole::orange);
     EXPECT_EQ(button(), (ConnectButton{"stop.fill", "Disconnect", ColorRole::red}));
 }
 
-TEST_F(MenuBarContentTest, ConnectedShowsBothPlaces) {
+TEST_F(MenuBarContentTest, connectedShowsExitIPAndServer) {
     setBothPlaces();
     tunnel->status = TunnelStatus::connected;
     EXPECT_EQ(content().headerSymbol, "lock.shield.fill");
@@ -69,14 +69,14 @@ TEST_F(MenuBarContentTest, ConnectedShowsBothPlaces) {
     EXPECT_EQ(button(), (ConnectButton{"stop.fill", "Disconnect", ColorRole::red}));
 }
 
-TEST_F(MenuBarContentTest, ConnectedWithoutExitIPShowsTheServerAlone) {
+TEST_F(MenuBarContentTest, connectedWithoutExitIPShowsTheServerAlone) {
     tunnel->serverLocation = "fra-2";
     tunnel->status = TunnelStatus::connected;
     EXPECT_EQ(content().exitIP, nullopt);
     EXPECT_EQ(content().server, "Server: fra-2");
 }
 
-TEST_F(MenuBarContentTest, EmptyPlacesAreShownAllTheSame) {
+TEST_F(MenuBarContentTest, emptyExitIPAndServerAreShown) {
     tunnel->exitIP = "";
     tunnel->serverLocation = "";
     tunnel->status = TunnelStatus::connected;
@@ -84,7 +84,7 @@ TEST_F(MenuBarContentTest, EmptyPlacesAreShownAllTheSame) {
     EXPECT_EQ(content().server, "Server: ");
 }
 
-TEST_F(MenuBarContentTest, BothPlacesAreHiddenInEveryOtherStatus) {
+TEST_F(MenuBarContentTest, exitIPAndServerAreHiddenInEveryOtherStatus) {
     setBothPlaces();
     for (const auto status : {TunnelStatus::disconnected, TunnelStatus::connecting,
                               TunnelStatus::reconnecting, TunnelStatus::error}) {
@@ -94,7 +94,7 @@ TEST_F(MenuBarContentTest, BothPlacesAreHiddenInEveryOtherStatus) {
     }
 }
 
-TEST_F(MenuBarContentTest, WithoutAValidKeySettingsAreOfferedInEveryStatus) {
+TEST_F(MenuBarContentTest, withoutAValidKeyTheSettingsButtonIsShownInEveryStatus) {
     for (const char* key : {"", "dev_123456", "abc_1234567"}) {
         tunnel->apiKey = key;
         for (const auto status : {TunnelStatus::disconnected, TunnelStatus::connected}) {
@@ -108,12 +108,12 @@ TEST_F(MenuBarContentTest, WithoutAValidKeySettingsAreOfferedInEveryStatus) {
     }
 }
 
-TEST_F(MenuBarContentTest, TheLastLineIsShownVerbatim) {
+TEST_F(MenuBarContentTest, theLastLineIsShownVerbatim) {
     tunnel->lastLog = "  <b>100%</b> &amp; ready\t";
     EXPECT_EQ(content().lastLog, "  <b>100%</b> &amp; ready\t");
 }
 
-TEST_F(MenuBarContentTest, AnEndlessLineIsCutBeforeAnyViewSeesIt) {
+TEST_F(MenuBarContentTest, veryLongTextsAreShortened) {
     tunnel->lastLog = std::string(100'000'000, 'x');
     tunnel->exitIP = std::string(1'000'000, 'x');
     tunnel->serverLocation = std::string(1'000'000, 'x');
@@ -123,7 +123,7 @@ TEST_F(MenuBarContentTest, AnEndlessLineIsCutBeforeAnyViewSeesIt) {
     EXPECT_LT(content().server->size(), 3000U);
 }
 
-TEST_F(MenuBarContentTest, EqualStatesGiveEqualContent) {
+TEST_F(MenuBarContentTest, equalStatesGiveEqualContent) {
     const MenuBarContent before = content();
     tunnel->status = TunnelStatus::disconnected;
     EXPECT_EQ(content(), before);

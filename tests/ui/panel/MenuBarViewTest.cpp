@@ -21,6 +21,7 @@ class MenuBarViewTest : public WidgetTest {
   protected:
     MenuBarViewTest() { tunnel->apiKey = validKey; }
     ~MenuBarViewTest() override {
+        setColorMode({});
         QApplication::setPalette(QPalette());
         runPostedEvents();
     }
@@ -44,7 +45,7 @@ class MenuBarViewTest : public WidgetTest {
     MenuBarView view{*tunnel, time.mainQueue(), recording()};
 };
 
-TEST_F(MenuBarViewTest, ShowsAllRowsFromTopToBottom) {
+TEST_F(MenuBarViewTest, showsAllRowsFromTopToBottom) {
     tunnel->exitIP = "203.0.113.7";
     tunnel->serverLocation = "fra-2";
     tunnel->lastLog = "Split-tunnel routes: 12";
@@ -56,7 +57,7 @@ TEST_F(MenuBarViewTest, ShowsAllRowsFromTopToBottom) {
     EXPECT_EQ(view.width(), 280);
 }
 
-TEST_F(MenuBarViewTest, NoLogLineTakesNoRoom) {
+TEST_F(MenuBarViewTest, anEmptyLogLineTakesNoSpace) {
     view.show();
     EXPECT_EQ(shown(), "Kestrelnet VPN|Status: Disconnected|Connect|Settings...|Quit");
     const int without = height();
@@ -68,7 +69,7 @@ TEST_F(MenuBarViewTest, NoLogLineTakesNoRoom) {
     EXPECT_EQ(height(), without);
 }
 
-TEST_F(MenuBarViewTest, ALogLineOfHundredsOfCharactersTakesTwoLines) {
+TEST_F(MenuBarViewTest, aLogLineOfHundredsOfCharactersTakesTwoLines) {
     tunnel->lastLog = "begin " + std::string(600, 'x') + " end";
     view.show();
     const QLabel* log = nullptr;
@@ -81,7 +82,7 @@ TEST_F(MenuBarViewTest, ALogLineOfHundredsOfCharactersTakesTwoLines) {
     EXPECT_TRUE(lines.join(QString()).contains(u'\u2026'));
 }
 
-TEST_F(MenuBarViewTest, WithoutAKeySettingsTakeTheButtonsPlace) {
+TEST_F(MenuBarViewTest, withoutAKeyTheSettingsButtonReplacesTheConnectButton) {
     tunnel->apiKey = "";
     view.show();
     EXPECT_EQ(shown(), "Kestrelnet VPN|Status: Disconnected|API key not set|"
@@ -91,7 +92,7 @@ TEST_F(MenuBarViewTest, WithoutAKeySettingsTakeTheButtonsPlace) {
     EXPECT_LT(button(view, QStringLiteral("Open Settings..."))->width(), MenuBarView::innerWidth);
 }
 
-TEST_F(MenuBarViewTest, TheMainButtonFillsTheWidthAndIsNeverDisabled) {
+TEST_F(MenuBarViewTest, theMainButtonFillsTheWidthAndIsNeverDisabled) {
     view.show();
     for (const auto status :
          {TunnelStatus::disconnected, TunnelStatus::connecting, TunnelStatus::connected,
@@ -105,7 +106,7 @@ TEST_F(MenuBarViewTest, TheMainButtonFillsTheWidthAndIsNeverDisabled) {
     }
 }
 
-TEST_F(MenuBarViewTest, EachButtonHasItsAction) {
+TEST_F(MenuBarViewTest, eachButtonHasItsAction) {
     view.show();
     for (const char* label : {"Connect", "Settings...", "Quit"}) {
         button(view, QLatin1StringView(label))->click();
@@ -113,7 +114,7 @@ TEST_F(MenuBarViewTest, EachButtonHasItsAction) {
     EXPECT_EQ(done, "toggle;settings;quit;");
 }
 
-TEST_F(MenuBarViewTest, TheKeyboardReachesAndPressesEveryButton) {
+TEST_F(MenuBarViewTest, theKeyboardReachesAndPressesEveryButton) {
     showFocused();
     press(Qt::Key_Return);
     press(Qt::Key_Space);
@@ -128,14 +129,14 @@ TEST_F(MenuBarViewTest, TheKeyboardReachesAndPressesEveryButton) {
     EXPECT_EQ(QApplication::focusWidget(), button(view, QStringLiteral("Quit")));
 }
 
-TEST_F(MenuBarViewTest, AKeyThatIsHeldDownPressesOnce) {
+TEST_F(MenuBarViewTest, aKeyThatIsHeldDownPressesOnce) {
     showFocused();
     QKeyEvent held(QEvent::KeyPress, Qt::Key_Return, Qt::NoModifier, QString(), true);
     QApplication::sendEvent(QApplication::focusWidget(), &held);
     EXPECT_EQ(done, "");
 }
 
-TEST_F(MenuBarViewTest, TheFocusIsVisible) {
+TEST_F(MenuBarViewTest, theFocusIsVisible) {
     showFocused();
     for (const char* label : {"Connect", "Settings...", "Quit"}) {
         auto* const control = button(view, QLatin1StringView(label));
@@ -146,7 +147,7 @@ TEST_F(MenuBarViewTest, TheFocusIsVisible) {
     }
 }
 
-TEST_F(MenuBarViewTest, EveryControlHasANameAndARole) {
+TEST_F(MenuBarViewTest, everyControlHasANameAndARole) {
     tunnel->lastLog = "line";
     view.show();
     QStringList buttons;
@@ -159,7 +160,7 @@ TEST_F(MenuBarViewTest, EveryControlHasANameAndARole) {
     EXPECT_EQ(buttons.join(u'|'), QStringLiteral("Connect|Settings...|Quit"));
 }
 
-TEST_F(MenuBarViewTest, RedrawsOnceHoweverManyNoticesCame) {
+TEST_F(MenuBarViewTest, redrawsOnceForManyNotices) {
     view.show();
     tunnel->status = TunnelStatus::connecting;
     tunnel->lastLog = "one";
@@ -171,7 +172,7 @@ TEST_F(MenuBarViewTest, RedrawsOnceHoweverManyNoticesCame) {
                        "Settings...|Quit");
 }
 
-TEST_F(MenuBarViewTest, HiddenItDoesNothingUntilItIsShown) {
+TEST_F(MenuBarViewTest, doesNothingWhileHidden) {
     tunnel->status = TunnelStatus::error;
     EXPECT_EQ(time.pendingCount(), 0U);
     view.show();
@@ -183,7 +184,7 @@ TEST_F(MenuBarViewTest, HiddenItDoesNothingUntilItIsShown) {
     EXPECT_THAT(shown(), testing::HasSubstr("Status: Connected"));
 }
 
-TEST_F(MenuBarViewTest, HostileTextsChangeNoWidthAndAreText) {
+TEST_F(MenuBarViewTest, hostileTextsAreShownAsTextInTheSameWidth) {
     tunnel->exitIP = "<img src=x>\n\n\n" + std::string(1'000'000, 'x');
     tunnel->serverLocation = "\u202e<b>fra</b>\r\n" + std::string(5000, '\0');
     tunnel->lastLog = std::string(1'000'000, '\n') + "<h1>";
@@ -194,19 +195,19 @@ TEST_F(MenuBarViewTest, HostileTextsChangeNoWidthAndAreText) {
     EXPECT_THAT(shown(), testing::HasSubstr("<b>fra</b>"));
 }
 
-TEST_F(MenuBarViewTest, FollowsThePaletteToDarkAndBack) {
+TEST_F(MenuBarViewTest, followsThePaletteToDarkAndBack) {
     const auto cornerIn = [this](Scheme scheme) {
-        QApplication::setPalette(schemePalette(scheme));
+        setColorMode({.scheme = scheme});
         runPostedEvents();
         return view.grab().toImage().pixelColor(1, 1);
     };
     view.show();
     for (const Scheme scheme : {Scheme::light, Scheme::dark, Scheme::light}) {
-        EXPECT_EQ(cornerIn(scheme), schemePalette(scheme).color(QPalette::Window));
+        EXPECT_EQ(cornerIn(scheme), modePalette({.scheme = scheme}).color(QPalette::Window));
     }
 }
 
-TEST_F(MenuBarViewTest, MayGoAwayWithARedrawPending) {
+TEST_F(MenuBarViewTest, mayBeDestroyedWithARedrawPending) {
     auto other = std::make_unique<MenuBarView>(*tunnel, time.mainQueue(), recording());
     other->show();
     tunnel->status = TunnelStatus::connecting;

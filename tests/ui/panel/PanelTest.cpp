@@ -32,7 +32,7 @@ class PanelTest : public WidgetTest {
     }
     /// The user clicks on the tray or on another program's window.
     static void leave() { QApplication::setActiveWindow(nullptr); }
-    /// The user goes to another window of this program.
+    /// The user activates another window of this program.
     void takeActivity() {
         other.show();
         other.activateWindow();
@@ -44,7 +44,7 @@ class PanelTest : public WidgetTest {
     QWidget other;
 };
 
-TEST_F(PanelTest, PopsUpWithoutFrameInAFixedSizeOnTheScreen) {
+TEST_F(PanelTest, opensWithoutFrameInAFixedSizeOnTheScreen) {
     popup->open();
     ASSERT_TRUE(becomesActive(*popup));
     EXPECT_TRUE(popup->windowFlags().testFlag(Qt::FramelessWindowHint));
@@ -55,7 +55,7 @@ TEST_F(PanelTest, PopsUpWithoutFrameInAFixedSizeOnTheScreen) {
     EXPECT_EQ(popup->windowTitle(), QStringLiteral("Kestrelnet VPN"));
 }
 
-TEST_F(PanelTest, GrowsAndShrinksWithItsContent) {
+TEST_F(PanelTest, growsAndShrinksWithItsContent) {
     popup->open();
     const int before = popup->height();
     tunnel->lastLog = "a line";
@@ -67,7 +67,7 @@ TEST_F(PanelTest, GrowsAndShrinksWithItsContent) {
     EXPECT_TRUE(waitUntil([&] { return popup->height() == before; }));
 }
 
-/// The desktop's font, for as long as this.
+/// Changes the size of the desktop's font until it is destroyed.
 class ScopedFontSize {
   public:
     explicit ScopedFontSize(double factor) {
@@ -83,7 +83,7 @@ class ScopedFontSize {
     QFont before_ = QApplication::font();
 };
 
-TEST_F(PanelTest, FollowsTheFontSizeWhileItIsOpen) {
+TEST_F(PanelTest, followsTheFontSizeWhileItIsOpen) {
     popup->open();
     const int before = popup->height();
     const QStringList content = texts(*popup);
@@ -96,7 +96,7 @@ TEST_F(PanelTest, FollowsTheFontSizeWhileItIsOpen) {
     EXPECT_TRUE(waitUntil([&] { return popup->height() == before; }));
 }
 
-TEST_F(PanelTest, KeepsItsExplanationWhenTheFontChanges) {
+TEST_F(PanelTest, keepsItsExplanationWhenTheFontChanges) {
     const auto window = make(Panel::Form::window);
     window->explainWindow();
     window->open();
@@ -108,7 +108,7 @@ TEST_F(PanelTest, KeepsItsExplanationWhenTheFontChanges) {
     EXPECT_EQ(texts(*window).last(), QStringLiteral("Quit"));
 }
 
-TEST_F(PanelTest, EverythingIsReadableAtTwiceTheFontSize) {
+TEST_F(PanelTest, everythingIsReadableAtTwiceTheFontSize) {
     const ScopedFontSize larger(2);
     for (const bool isConfigured : {true, false}) {
         tunnel->apiKey = isConfigured ? validKey : "";
@@ -138,33 +138,33 @@ TEST_F(PanelTest, EverythingIsReadableAtTwiceTheFontSize) {
     }
 }
 
-TEST_F(PanelTest, EscapeClosesIt) {
+TEST_F(PanelTest, escapeClosesIt) {
     popup->open();
     QTest::keyClick(popup.get(), Qt::Key_Escape);
     EXPECT_FALSE(popup->isVisible());
 }
 
-TEST_F(PanelTest, EscapeOnAButtonClosesItToo) {
+TEST_F(PanelTest, escapeOnAButtonClosesIt) {
     popup->open();
     ASSERT_TRUE(becomesActive(*popup));
     QTest::keyClick(QApplication::focusWidget(), Qt::Key_Escape);
     EXPECT_FALSE(popup->isVisible());
 }
 
-TEST_F(PanelTest, OpensWithTheFocusOnTheMainButton) {
+TEST_F(PanelTest, opensWithTheFocusOnTheMainButton) {
     popup->open();
     ASSERT_TRUE(becomesActive(*popup));
     EXPECT_EQ(QApplication::focusWidget(), button(*popup, QStringLiteral("Connect")));
 }
 
-TEST_F(PanelTest, HidesWhenAnotherWindowBecomesActive) {
+TEST_F(PanelTest, hidesWhenAnotherWindowBecomesActive) {
     popup->open();
     ASSERT_TRUE(becomesActive(*popup));
     takeActivity();
     EXPECT_FALSE(popup->isVisible());
 }
 
-TEST_F(PanelTest, StaysForADialogOfItsOwn) {
+TEST_F(PanelTest, staysOpenForItsOwnDialog) {
     popup->open();
     ASSERT_TRUE(becomesActive(*popup));
     QWidget dialog(popup.get(), Qt::Dialog);
@@ -174,7 +174,7 @@ TEST_F(PanelTest, StaysForADialogOfItsOwn) {
     EXPECT_TRUE(popup->isVisible());
 }
 
-TEST_F(PanelTest, ClicksOnTheIconOpenAndCloseIt) {
+TEST_F(PanelTest, clicksOnTheIconOpenAndCloseIt) {
     popup->toggle();
     EXPECT_TRUE(popup->isVisible());
     popup->toggle();
@@ -183,7 +183,7 @@ TEST_F(PanelTest, ClicksOnTheIconOpenAndCloseIt) {
     EXPECT_TRUE(popup->isVisible());
 }
 
-TEST_F(PanelTest, AClickThatFirstTakesTheActivityAwayClosesIt) {
+TEST_F(PanelTest, closesIfTheClickIsReportedAfterTheDeactivation) {
     popup->toggle();
     ASSERT_TRUE(becomesActive(*popup));
     leave();
@@ -194,7 +194,7 @@ TEST_F(PanelTest, AClickThatFirstTakesTheActivityAwayClosesIt) {
     EXPECT_TRUE(popup->isVisible());
 }
 
-TEST_F(PanelTest, AClickThatReportsItselfFirstClosesIt) {
+TEST_F(PanelTest, closesIfTheClickIsReportedBeforeTheDeactivation) {
     popup->toggle();
     ASSERT_TRUE(becomesActive(*popup));
     popup->toggle();
@@ -204,7 +204,7 @@ TEST_F(PanelTest, AClickThatReportsItselfFirstClosesIt) {
     EXPECT_TRUE(popup->isVisible());
 }
 
-TEST_F(PanelTest, OpensAgainSomeTimeAfterItLostTheActivity) {
+TEST_F(PanelTest, opensAgainSomeTimeAfterItsDeactivation) {
     popup->toggle();
     ASSERT_TRUE(becomesActive(*popup));
     leave();
@@ -213,7 +213,7 @@ TEST_F(PanelTest, OpensAgainSomeTimeAfterItLostTheActivity) {
     EXPECT_TRUE(popup->isVisible());
 }
 
-TEST_F(PanelTest, OpensAtOnceAfterAnotherWindowOfThisProgramClosedIt) {
+TEST_F(PanelTest, opensAtOnceAfterAnotherOwnWindowClosedIt) {
     popup->toggle();
     ASSERT_TRUE(becomesActive(*popup));
     takeActivity();
@@ -221,7 +221,7 @@ TEST_F(PanelTest, OpensAtOnceAfterAnotherWindowOfThisProgramClosedIt) {
     EXPECT_TRUE(popup->isVisible());
 }
 
-TEST_F(PanelTest, TellsEachAppearance) {
+TEST_F(PanelTest, reportsEachAppearance) {
     popup->open();
     popup->open();
     EXPECT_EQ(appearances, 1);
@@ -230,7 +230,7 @@ TEST_F(PanelTest, TellsEachAppearance) {
     EXPECT_EQ(appearances, 2);
 }
 
-TEST_F(PanelTest, AsAWindowItStays) {
+TEST_F(PanelTest, anOrdinaryWindowStaysOpen) {
     const auto window = make(Panel::Form::window);
     window->open();
     ASSERT_TRUE(becomesActive(*window));
@@ -246,7 +246,7 @@ TEST_F(PanelTest, AsAWindowItStays) {
     EXPECT_TRUE(becomesActive(*window));
 }
 
-TEST_F(PanelTest, AClosedWindowIsHiddenAndCanBeOpened) {
+TEST_F(PanelTest, aClosedWindowIsHiddenAndCanBeOpened) {
     const auto window = make(Panel::Form::window);
     window->open();
     window->close();
@@ -255,7 +255,7 @@ TEST_F(PanelTest, AClosedWindowIsHiddenAndCanBeOpened) {
     EXPECT_TRUE(window->isVisible());
 }
 
-TEST_F(PanelTest, WhereNothingCouldBringItBackAClosedWindowIsMinimized) {
+TEST_F(PanelTest, aClosedWindowIsMinimizedIfItCannotBeReopened) {
     const auto window = make(Panel::Form::window, Panel::Closing::minimizes);
     window->open();
     window->close();
@@ -266,7 +266,7 @@ TEST_F(PanelTest, WhereNothingCouldBringItBackAClosedWindowIsMinimized) {
     EXPECT_EQ(appearances, 1);
 }
 
-TEST_F(PanelTest, SaysOnceWhyItIsAWindow) {
+TEST_F(PanelTest, explainsOnceWhyItIsAWindow) {
     const auto window = make(Panel::Form::window);
     window->explainWindow();
     window->open();

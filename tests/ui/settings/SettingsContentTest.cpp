@@ -28,13 +28,13 @@ class SettingsContentTest : public WidgetTest {
 
 // -- Device API Key ------------------------------------------------------------------------------
 
-TEST_F(SettingsContentTest, TheStoredKeyIsNotShownAndTheEmptyFieldCanBeSaved) {
+TEST_F(SettingsContentTest, theStoredKeyIsNotShownAndTheEmptyFieldCanBeSaved) {
     EXPECT_EQ(state.editingKey, "");
     EXPECT_TRUE(content().isKeySaved);
     EXPECT_TRUE(content().canSave);
 }
 
-TEST_F(SettingsContentTest, OnlyTheVeryTextOfTheStoredKeyCannotBeSaved) {
+TEST_F(SettingsContentTest, onlyTheExactStoredKeyCannotBeSaved) {
     for (const char* text :
          {"dev_123456", "dev_12345678", "DEV_1234567", " dev_1234567", "dev_1234567 "}) {
         type(text);
@@ -44,13 +44,13 @@ TEST_F(SettingsContentTest, OnlyTheVeryTextOfTheStoredKeyCannotBeSaved) {
     EXPECT_FALSE(content().canSave);
 }
 
-TEST_F(SettingsContentTest, WithoutAKeyTheEmptyFieldCannotBeSaved) {
+TEST_F(SettingsContentTest, withoutAKeyTheEmptyFieldCannotBeSaved) {
     tunnel->apiKey = "";
     EXPECT_FALSE(content().canSave);
     EXPECT_FALSE(content().isKeySaved);
 }
 
-TEST_F(SettingsContentTest, AKeyThatIsNoneIsNotCalledSaved) {
+TEST_F(SettingsContentTest, anInvalidKeyIsNotReportedAsSaved) {
     for (const char* key : {"dev_123456", "abc_1234567", "x"}) {
         tunnel->apiKey = key;
         type(key);
@@ -59,7 +59,7 @@ TEST_F(SettingsContentTest, AKeyThatIsNoneIsNotCalledSaved) {
     }
 }
 
-TEST_F(SettingsContentTest, TheKeyIsMaskedUntilItIsAskedFor) {
+TEST_F(SettingsContentTest, theKeyIsMaskedUntilShowIsPressed) {
     EXPECT_TRUE(content().masksKey);
     EXPECT_EQ(content().showKeyLabel, "Show");
     state.showKey = true;
@@ -67,13 +67,13 @@ TEST_F(SettingsContentTest, TheKeyIsMaskedUntilItIsAskedFor) {
     EXPECT_EQ(content().showKeyLabel, "Hide");
 }
 
-TEST_F(SettingsContentTest, ThePortalIsOnTheProductsDomain) {
+TEST_F(SettingsContentTest, thePortalIsOnTheProductsDomain) {
     EXPECT_EQ(content().portal, (Link{"kestrel.example/portal", "https://kestrel.example/portal"}));
 }
 
 // -- Connection ----------------------------------------------------------------------------------
 
-TEST_F(SettingsContentTest, EachStatusHasItsTextAndColour) {
+TEST_F(SettingsContentTest, eachStatusHasItsTextAndColour) {
     struct Case {
         TunnelStatus status;
         std::string_view text;
@@ -91,7 +91,7 @@ TEST_F(SettingsContentTest, EachStatusHasItsTextAndColour) {
     }
 }
 
-TEST_F(SettingsContentTest, BothPlacesAreShownInEveryStatusWhenThereAreAny) {
+TEST_F(SettingsContentTest, exitIPAndServerAreShownInEveryStatus) {
     EXPECT_EQ(content().exitIP, nullopt);
     EXPECT_EQ(content().server, nullopt);
     tunnel->exitIP = "203.0.113.7";
@@ -105,7 +105,7 @@ TEST_F(SettingsContentTest, BothPlacesAreShownInEveryStatusWhenThereAreAny) {
     }
 }
 
-TEST_F(SettingsContentTest, TheButtonIsThePanels) {
+TEST_F(SettingsContentTest, theConnectButtonIsTheSameAsInThePanel) {
     for (const auto status :
          {TunnelStatus::disconnected, TunnelStatus::connecting, TunnelStatus::connected,
           TunnelStatus::reconnecting, TunnelStatus::error}) {
@@ -116,13 +116,13 @@ TEST_F(SettingsContentTest, TheButtonIsThePanels) {
     EXPECT_EQ(content().connectButton, nullopt);
 }
 
-TEST_F(SettingsContentTest, TheLastLineIsShownVerbatimUnlessItIsEmpty) {
+TEST_F(SettingsContentTest, theLastLineIsShownVerbatimUnlessItIsEmpty) {
     EXPECT_EQ(content().lastLog, nullopt);
     tunnel->lastLog = " <b>100%</b> &amp; ready\t";
     EXPECT_EQ(content().lastLog, " <b>100%</b> &amp; ready\t");
 }
 
-TEST_F(SettingsContentTest, EndlessTextsAreCutBeforeAnyViewSeesThem) {
+TEST_F(SettingsContentTest, veryLongTextsAreShortened) {
     tunnel->lastLog = std::string(10'000'000, 'x');
     tunnel->exitIP = std::string(1'000'000, 'x');
     tunnel->serverLocation = std::string(1'000'000, 'x');
@@ -133,7 +133,7 @@ TEST_F(SettingsContentTest, EndlessTextsAreCutBeforeAnyViewSeesThem) {
 
 // -- Startup and helper --------------------------------------------------------------------------
 
-TEST_F(SettingsContentTest, WithoutTheHelperAutoConnectIsOffAndFixed) {
+TEST_F(SettingsContentTest, withoutTheHelperAutoConnectIsOffAndDisabled) {
     EXPECT_FALSE(content().startAtLogin);
     EXPECT_FALSE(content().autoConnect);
     EXPECT_FALSE(content().canChangeAutoConnect);
@@ -143,14 +143,14 @@ TEST_F(SettingsContentTest, WithoutTheHelperAutoConnectIsOffAndFixed) {
     EXPECT_TRUE(content().canInstallHelper);
 }
 
-TEST_F(SettingsContentTest, AnEarlierAutoConnectStaysOnWithoutTheHelperAndIsExplained) {
+TEST_F(SettingsContentTest, anEarlierAutoConnectStaysOnWithoutTheHelperAndIsExplained) {
     tunnel->setAutoConnect(true);
     EXPECT_TRUE(content().autoConnect);
     EXPECT_FALSE(content().canChangeAutoConnect);
     EXPECT_TRUE(content().needsHelperForAutoConnect);
 }
 
-TEST_F(SettingsContentTest, WithTheHelperAutoConnectCanBeChanged) {
+TEST_F(SettingsContentTest, withTheHelperAutoConnectCanBeChanged) {
     tunnel->helperInstalled = true;
     for (const bool isOn : {true, false}) {
         tunnel->setAutoConnect(isOn);
@@ -163,14 +163,14 @@ TEST_F(SettingsContentTest, WithTheHelperAutoConnectCanBeChanged) {
     EXPECT_FALSE(content().canInstallHelper);
 }
 
-TEST_F(SettingsContentTest, StartAtLoginIsWhatIsStored) {
+TEST_F(SettingsContentTest, startAtLoginShowsTheStoredValue) {
     world.platform.defaults->set("kestrelnet_start_at_login", true);
     EXPECT_TRUE(content().startAtLogin);
 }
 
 // -- About ---------------------------------------------------------------------------------------
 
-TEST_F(SettingsContentTest, TheVersionIsTheBundlesOrDev) {
+TEST_F(SettingsContentTest, theVersionIsFromTheBundleOrDev) {
     EXPECT_EQ(content().version, "dev");
     facts.version = "1.2.3";
     EXPECT_EQ(content().version, "1.2.3");
@@ -178,13 +178,13 @@ TEST_F(SettingsContentTest, TheVersionIsTheBundlesOrDev) {
     EXPECT_EQ(content().version, "");
 }
 
-TEST_F(SettingsContentTest, AMissingClientIsToldWithTheWayToGetIt) {
+TEST_F(SettingsContentTest, aMissingClientIsShownWithTheInstallCommand) {
     EXPECT_EQ(content().binary, nullopt);
     EXPECT_EQ(content().installCommand,
               "curl -sSL https://kestrel.example/downloads/install-client.sh | sh");
 }
 
-TEST_F(SettingsContentTest, AClientIsToldByItsPath) {
+TEST_F(SettingsContentTest, anInstalledClientIsShownByItsPath) {
     const std::string path = world.root.write("usr/local/bin/kestrelnet-client", "");
     EXPECT_EQ(content().binary, path);
     EXPECT_EQ(content().installCommand, nullopt);
@@ -192,7 +192,7 @@ TEST_F(SettingsContentTest, AClientIsToldByItsPath) {
     EXPECT_EQ(content().binary, nullopt);
 }
 
-TEST_F(SettingsContentTest, TheHomePageIsLeftOutWhereItIsNoAddress) {
+TEST_F(SettingsContentTest, theHomePageIsOmittedIfItsAddressIsInvalid) {
     EXPECT_EQ(content().home, (Link{"kestrel.example", "https://kestrel.example"}));
     for (const char* domain : {"", "no domain", "%zz", "a:b:c"}) {
         facts.operatorValues.productDomain = domain;
@@ -200,7 +200,7 @@ TEST_F(SettingsContentTest, TheHomePageIsLeftOutWhereItIsNoAddress) {
     }
 }
 
-TEST_F(SettingsContentTest, AlertsAreShownAsTheStateSays) {
+TEST_F(SettingsContentTest, alertsFollowTheViewState) {
     EXPECT_FALSE(content().showsUninstallConfirm);
     EXPECT_FALSE(content().showsUninstallDone);
     state.showUninstallConfirm = true;

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The settings window by the keyboard, to assistive programs, in other colours and fonts.
+// Keyboard use, accessibility, colours and fonts of the settings window.
 #include "tests/ui/settings/SettingsViewTest.h"
 #include "ui/style/Colors.h"
 
@@ -12,7 +12,7 @@ namespace {
 
 class SettingsLooksTest : public SettingsViewTest {};
 
-TEST_F(SettingsLooksTest, TabReachesEveryControlInTheOrderOfReading) {
+TEST_F(SettingsLooksTest, tabReachesEveryControlInReadingOrder) {
     tunnel->helperInstalled = true;
     open();
     QStringList order;
@@ -28,7 +28,7 @@ TEST_F(SettingsLooksTest, TabReachesEveryControlInTheOrderOfReading) {
     EXPECT_EQ(QApplication::focusWidget(), field());
 }
 
-TEST_F(SettingsLooksTest, WhatHasTheFocusIsInView) {
+TEST_F(SettingsLooksTest, theFocusedControlIsInView) {
     open();
     for (int presses = 0; presses < 12; ++presses) {
         const QWidget* const focused = QApplication::focusWidget();
@@ -39,7 +39,7 @@ TEST_F(SettingsLooksTest, WhatHasTheFocusIsInView) {
     }
 }
 
-TEST_F(SettingsLooksTest, TheFocusIsVisible) {
+TEST_F(SettingsLooksTest, theFocusIsVisible) {
     open();
     for (int presses = 0; presses < 10; ++presses) {
         QWidget* const focused = QApplication::focusWidget();
@@ -51,7 +51,7 @@ TEST_F(SettingsLooksTest, TheFocusIsVisible) {
     }
 }
 
-TEST_F(SettingsLooksTest, EveryControlHasANameAndEveryValueItsLabel) {
+TEST_F(SettingsLooksTest, everyControlHasANameAndEveryValueItsLabel) {
     tunnel->exitIP = "203.0.113.7";
     open();
     for (const QAccessibleInterface* node : controls(*window)) {
@@ -64,17 +64,32 @@ TEST_F(SettingsLooksTest, EveryControlHasANameAndEveryValueItsLabel) {
     EXPECT_EQ(relations[0].first->text(QAccessible::Name), QStringLiteral("Exit IP"));
 }
 
-TEST_F(SettingsLooksTest, FollowsThePaletteToDarkAndBack) {
+TEST_F(SettingsLooksTest, followsThePaletteToDarkAndBack) {
     open();
     for (const Scheme scheme : {Scheme::light, Scheme::dark, Scheme::light}) {
-        QApplication::setPalette(schemePalette(scheme));
+        setColorMode({.scheme = scheme});
         runPostedEvents();
         EXPECT_EQ(window->grab().toImage().pixelColor(2, 2),
-                  schemePalette(scheme).color(QPalette::Window));
+                  modePalette({.scheme = scheme}).color(QPalette::Window));
     }
 }
 
-TEST_F(SettingsLooksTest, AnotherFontKeepsWhatWasTyped) {
+TEST_F(SettingsLooksTest, theInstallCommandFollowsTheContrast) {
+    open();
+    const auto* const command = qobject_cast<QWidget*>(
+        control(*window, QAccessible::StaticText, QString::fromStdString(installCommand)));
+    ASSERT_NE(command, nullptr);
+    for (const ColorMode mode :
+         {ColorMode{Scheme::light, Contrast::high}, ColorMode{Scheme::dark, Contrast::high},
+          ColorMode{Scheme::light, Contrast::high}, ColorMode{Scheme::light, Contrast::normal}}) {
+        setColorMode(mode);
+        runPostedEvents();
+        EXPECT_EQ(command->palette().color(command->foregroundRole()),
+                  textColor(ColorRole::orange, mode));
+    }
+}
+
+TEST_F(SettingsLooksTest, aFontChangeKeepsTheTypedText) {
     open();
     field()->setText(QStringLiteral("dev_typed"));
     click("Show");

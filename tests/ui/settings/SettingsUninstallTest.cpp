@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The way through the settings window that removes everything.
+// Uninstalling from the settings window.
 #include "tests/ui/settings/SettingsViewTest.h"
 
 #include <QtTest/QTest>
@@ -12,7 +12,7 @@ namespace {
 
 class SettingsUninstallTest : public SettingsViewTest {};
 
-TEST_F(SettingsUninstallTest, UninstallingIsConfirmedFirst) {
+TEST_F(SettingsUninstallTest, uninstallingIsConfirmedFirst) {
     open();
     click("Uninstall Kestrelnet...");
     ASSERT_NE(alert(), nullptr);
@@ -23,7 +23,7 @@ TEST_F(SettingsUninstallTest, UninstallingIsConfirmedFirst) {
     EXPECT_EQ(alert()->windowModality(), Qt::WindowModal);
 }
 
-TEST_F(SettingsUninstallTest, CancelReturnAndEscapeDoNothing) {
+TEST_F(SettingsUninstallTest, cancelReturnAndEscapeDoNothing) {
     world.root.write("home/.kestrelnet/file", "");
     open();
     for (int way = 0; way < 3; ++way) {
@@ -42,7 +42,7 @@ TEST_F(SettingsUninstallTest, CancelReturnAndEscapeDoNothing) {
     EXPECT_NE(world.reopenDefaults()->string("kestrelnet_api_key"), std::nullopt);
 }
 
-TEST_F(SettingsUninstallTest, UninstallRemovesAllAndSaysSo) {
+TEST_F(SettingsUninstallTest, uninstallRemovesEverythingAndReportsIt) {
     world.root.write("home/.kestrelnet/file", "");
     open();
     click("Uninstall Kestrelnet...");
@@ -58,7 +58,7 @@ TEST_F(SettingsUninstallTest, UninstallRemovesAllAndSaysSo) {
     EXPECT_EQ(terminations, 1);
 }
 
-TEST_F(SettingsUninstallTest, TheEndDismissedInAnotherWayLeavesTheProgramRunning) {
+TEST_F(SettingsUninstallTest, dismissingTheLastAlertWithoutQuitLeavesTheProgramRunning) {
     open();
     for (const bool byKey : {true, false}) {
         click("Uninstall Kestrelnet...");
@@ -77,7 +77,7 @@ TEST_F(SettingsUninstallTest, TheEndDismissedInAnotherWayLeavesTheProgramRunning
     EXPECT_TRUE(window->isVisible());
 }
 
-TEST_F(SettingsUninstallTest, AnotherFontMeanwhileLeavesOneQuestionThatWorks) {
+TEST_F(SettingsUninstallTest, aFontChangeLeavesOneWorkingQuestion) {
     open();
     click("Uninstall Kestrelnet...");
     const QFont before = QApplication::font();
@@ -99,7 +99,7 @@ TEST_F(SettingsUninstallTest, AnotherFontMeanwhileLeavesOneQuestionThatWorks) {
     QApplication::setFont(before);
 }
 
-TEST_F(SettingsUninstallTest, TheEndIsToldAlsoWhenTheWindowWasClosedMeanwhile) {
+TEST_F(SettingsUninstallTest, theResultIsReportedEvenIfTheWindowWasClosed) {
     tunnel->status = TunnelStatus::error;
     open();
     click("Uninstall Kestrelnet...");

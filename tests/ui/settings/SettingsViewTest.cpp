@@ -21,7 +21,7 @@ namespace {
 using testing::HasSubstr;
 using testing::Not;
 
-/// Takes the place of the default browser.
+/// Replaces the default browser.
 class Browser final : public QObject {
     Q_OBJECT
 
@@ -36,7 +36,7 @@ class Browser final : public QObject {
     QStringList opened;
 };
 
-TEST_F(SettingsViewTest, ShowsAllSectionsFromTopToBottom) {
+TEST_F(SettingsViewTest, showsAllSectionsFromTopToBottom) {
     world.root.write("usr/local/bin/kestrelnet-client", "");
     open();
     EXPECT_EQ(shown(), "Device API Key|Device API Key|Show|Save|Key saved|Get your key from |"
@@ -53,7 +53,7 @@ TEST_F(SettingsViewTest, ShowsAllSectionsFromTopToBottom) {
     EXPECT_EQ(window->size(), QSize(480, 560));
 }
 
-TEST_F(SettingsViewTest, ShowsEveryRowThatMayBeThere) {
+TEST_F(SettingsViewTest, showsEveryOptionalRow) {
     tunnel->setAutoConnect(true);
     tunnel->exitIP = "203.0.113.7";
     tunnel->serverLocation = "fra-2";
@@ -69,7 +69,7 @@ TEST_F(SettingsViewTest, ShowsEveryRowThatMayBeThere) {
                                    "install-client.sh | sh|kestrel.example"));
 }
 
-TEST_F(SettingsViewTest, WithoutAKeyNothingIsSavedAndNothingConnects) {
+TEST_F(SettingsViewTest, withoutAKeyNothingIsSavedAndNothingConnects) {
     tunnel->apiKey = "dev_123456";
     open();
     EXPECT_THAT(shown(), Not(HasSubstr("Key saved")));
@@ -78,7 +78,7 @@ TEST_F(SettingsViewTest, WithoutAKeyNothingIsSavedAndNothingConnects) {
 
 // -- Key -----------------------------------------------------------------------------------------
 
-TEST_F(SettingsViewTest, TheFieldIsEmptyMaskedAndHasTheFocus) {
+TEST_F(SettingsViewTest, theFieldIsEmptyMaskedAndHasTheFocus) {
     open();
     EXPECT_EQ(QApplication::focusWidget(), field());
     EXPECT_EQ(field()->text(), QString());
@@ -87,7 +87,7 @@ TEST_F(SettingsViewTest, TheFieldIsEmptyMaskedAndHasTheFocus) {
     EXPECT_TRUE(QAccessible::queryAccessibleInterface(field())->state().passwordEdit);
 }
 
-TEST_F(SettingsViewTest, ShowAndHideUnmaskAndMask) {
+TEST_F(SettingsViewTest, showAndHideUnmaskAndMaskTheKey) {
     open();
     field()->setText(QStringLiteral("dev_x"));
     click("Show");
@@ -99,7 +99,7 @@ TEST_F(SettingsViewTest, ShowAndHideUnmaskAndMask) {
     EXPECT_FALSE(field()->font().fixedPitch());
 }
 
-TEST_F(SettingsViewTest, TypingTheStoredKeyDisablesSaveAndTheNextLetterEnablesIt) {
+TEST_F(SettingsViewTest, typingTheStoredKeyDisablesSaveAndTheNextLetterEnablesIt) {
     open();
     EXPECT_TRUE(button(*window, QStringLiteral("Save"))->isEnabled());
     field()->setText(QString::fromUtf8(validKey));
@@ -108,7 +108,7 @@ TEST_F(SettingsViewTest, TypingTheStoredKeyDisablesSaveAndTheNextLetterEnablesIt
     EXPECT_TRUE(button(*window, QStringLiteral("Save"))->isEnabled());
 }
 
-TEST_F(SettingsViewTest, SavingTheEmptyFieldClearsTheKey) {
+TEST_F(SettingsViewTest, savingTheEmptyFieldClearsTheKey) {
     open();
     click("Save");
     time.runPending();
@@ -117,7 +117,7 @@ TEST_F(SettingsViewTest, SavingTheEmptyFieldClearsTheKey) {
     EXPECT_THAT(shown(), Not(HasSubstr("Key saved")));
 }
 
-TEST_F(SettingsViewTest, SavingStoresWhatWasTypedAsItStands) {
+TEST_F(SettingsViewTest, savingStoresTheTypedTextUnchanged) {
     open();
     for (const char* text :
          {" dev_with blanks ", "short", "dev_\u00E9\u00E9\u00E9\u00E9\u00E9\u00E9\u00E9"}) {
@@ -130,7 +130,7 @@ TEST_F(SettingsViewTest, SavingStoresWhatWasTypedAsItStands) {
     }
 }
 
-TEST_F(SettingsViewTest, AVeryLongKeyStaysWhole) {
+TEST_F(SettingsViewTest, aVeryLongKeyIsNotShortened) {
     open();
     const std::string key = "dev_" + std::string(100'000, 'x');
     field()->setText(QString::fromStdString(key));
@@ -138,7 +138,7 @@ TEST_F(SettingsViewTest, AVeryLongKeyStaysWhole) {
     EXPECT_EQ(*tunnel->apiKey, key);
 }
 
-TEST_F(SettingsViewTest, ReturnSavesOnlyWhatCanBeSaved) {
+TEST_F(SettingsViewTest, returnSavesOnlyWhatCanBeSaved) {
     open();
     int notices = 0;
     const auto subscription = tunnel->objectWillChange.subscribe([&notices] { ++notices; });
@@ -152,7 +152,7 @@ TEST_F(SettingsViewTest, ReturnSavesOnlyWhatCanBeSaved) {
 
 // -- Connection ----------------------------------------------------------------------------------
 
-TEST_F(SettingsViewTest, TheButtonTogglesTheTunnel) {
+TEST_F(SettingsViewTest, theButtonTogglesTheTunnel) {
     open();
     click("Connect");
     EXPECT_EQ(tunnel->status, TunnelStatus::error);
@@ -163,7 +163,7 @@ TEST_F(SettingsViewTest, TheButtonTogglesTheTunnel) {
     EXPECT_EQ(tunnel->status, TunnelStatus::disconnected);
 }
 
-TEST_F(SettingsViewTest, FollowsTheTunnelOnceATurn) {
+TEST_F(SettingsViewTest, updatesOncePerTurnOfTheMainLoop) {
     open();
     tunnel->status = TunnelStatus::connecting;
     tunnel->lastLog = "one";
@@ -173,7 +173,7 @@ TEST_F(SettingsViewTest, FollowsTheTunnelOnceATurn) {
     EXPECT_THAT(shown(), HasSubstr("Connecting...|Disconnect|two|"));
 }
 
-TEST_F(SettingsViewTest, HostileTextsAreTextAndKeepWithinTheWindow) {
+TEST_F(SettingsViewTest, hostileTextsAreShownAsTextWithinTheWindow) {
     tunnel->exitIP = "<img src=x>\n\n\n" + std::string(1'000'000, 'x');
     tunnel->serverLocation = "\u202e<b>fra</b>\r\n" + std::string(5000, '\0');
     tunnel->lastLog = std::string(1'000'000, '\n') + "<h1>" + std::string(5000, 'y');
@@ -189,7 +189,7 @@ TEST_F(SettingsViewTest, HostileTextsAreTextAndKeepWithinTheWindow) {
 
 // -- Startup -------------------------------------------------------------------------------------
 
-TEST_F(SettingsViewTest, StartAtLoginInstallsAndRemovesTheAgent) {
+TEST_F(SettingsViewTest, startAtLoginInstallsAndRemovesTheAgent) {
     open();
     const std::string agent =
         world.root.file("home/Library/LaunchAgents/com.kestrelnetvpn.app.plist");
@@ -207,7 +207,7 @@ TEST_F(SettingsViewTest, StartAtLoginInstallsAndRemovesTheAgent) {
     EXPECT_FALSE(std::filesystem::exists(agent));
 }
 
-TEST_F(SettingsViewTest, AutoConnectNeedsTheHelper) {
+TEST_F(SettingsViewTest, autoConnectNeedsTheHelper) {
     open();
     auto* const autoConnect = switchOf("Connect automatically");
     EXPECT_FALSE(autoConnect->isEnabled());
@@ -225,9 +225,9 @@ TEST_F(SettingsViewTest, AutoConnectNeedsTheHelper) {
     EXPECT_THAT(shown(), HasSubstr("Install the helper first"));
 }
 
-TEST_F(SettingsViewTest, ASwitchShowsWhatIsStoredNotWhatWasPressed) {
+TEST_F(SettingsViewTest, aSwitchShowsTheStoredValueNotThePressedOne) {
     open();
-    // Somebody else writes the old value again.
+    // Another program writes the old value again.
     const auto subscription = tunnel->objectWillChange.subscribe(
         [this] { world.reopenDefaults()->set("kestrelnet_start_at_login", false); });
     auto* const startAtLogin = switchOf("Start at login");
@@ -237,7 +237,7 @@ TEST_F(SettingsViewTest, ASwitchShowsWhatIsStoredNotWhatWasPressed) {
     EXPECT_FALSE(startAtLogin->isChecked());
 }
 
-TEST_F(SettingsViewTest, TheWholeRowOfASwitchCanBePressedAndReturnDoesItToo) {
+TEST_F(SettingsViewTest, aSwitchFlipsByAClickAnywhereInItsRowAndByReturn) {
     open();
     auto* const startAtLogin = switchOf("Start at login");
     QTest::mouseClick(startAtLogin, Qt::LeftButton, {}, startAtLogin->rect().center());
@@ -249,7 +249,7 @@ TEST_F(SettingsViewTest, TheWholeRowOfASwitchCanBePressedAndReturnDoesItToo) {
     EXPECT_TRUE(tunnel->startAtLogin());
 }
 
-TEST_F(SettingsViewTest, AnAssistiveProgramFlipsASwitchToo) {
+TEST_F(SettingsViewTest, anAssistiveProgramCanFlipASwitch) {
     open();
     auto* const action =
         QAccessible::queryAccessibleInterface(switchOf("Start at login"))->actionInterface();
@@ -258,7 +258,7 @@ TEST_F(SettingsViewTest, AnAssistiveProgramFlipsASwitchToo) {
     EXPECT_TRUE(tunnel->startAtLogin());
 }
 
-TEST_F(SettingsViewTest, AChangeFromElsewhereIsShownAndNotStoredAgain) {
+TEST_F(SettingsViewTest, anExternalChangeIsShownAndNotStoredAgain) {
     open();
     world.reopenDefaults()->set("kestrelnet_start_at_login", true);
     int notices = 0;
@@ -271,19 +271,19 @@ TEST_F(SettingsViewTest, AChangeFromElsewhereIsShownAndNotStoredAgain) {
 
 // -- Helper and about ----------------------------------------------------------------------------
 
-TEST_F(SettingsViewTest, InstallHelperAsksForItAndGoesOnceItIsThere) {
+TEST_F(SettingsViewTest, installHelperDisappearsOnceTheHelperIsInstalled) {
     open();
     world.root.write("Kestrelnet.app/Contents/Resources/install-helper.sh", "");
     world.root.write("helpers/com.kestrelnetvpn.tunnel", "");
     click("Install Helper...");
-    // No prompt can be launched here, so that the answer is only what is on the disk.
+    // No prompt can be started here, so the result depends only on the files.
     time.runPending();
     EXPECT_TRUE(tunnel->helperInstalled);
     EXPECT_THAT(shown(), HasSubstr("Privileged helper|Installed|"));
     EXPECT_THAT(shown(), Not(HasSubstr("Install Helper...")));
 }
 
-TEST_F(SettingsViewTest, LinksOpenInTheBrowser) {
+TEST_F(SettingsViewTest, linksOpenInTheBrowser) {
     const Browser browser;
     open();
     for (const char* name : {"kestrel.example/portal", "kestrel.example"}) {
@@ -297,7 +297,7 @@ TEST_F(SettingsViewTest, LinksOpenInTheBrowser) {
               "https://kestrel.example/portal|https://kestrel.example");
 }
 
-TEST_F(SettingsViewTest, TheInstallCommandCanBeSelectedWholeAndNotChanged) {
+TEST_F(SettingsViewTest, theInstallCommandCanBeSelectedButNotEdited) {
     open();
     auto* const text = qobject_cast<QLabel*>(
         control(*window, QAccessible::StaticText, QString::fromStdString(installCommand)));
@@ -313,7 +313,7 @@ TEST_F(SettingsViewTest, TheInstallCommandCanBeSelectedWholeAndNotChanged) {
     EXPECT_LE(text->sizeHint().height(), text->height());
 }
 
-TEST_F(SettingsViewTest, AClientThatWasInstalledMeanwhileIsSeenWhenTheWindowIsBack) {
+TEST_F(SettingsViewTest, aNewlyInstalledClientIsShownWhenTheWindowBecomesActive) {
     open();
     EXPECT_THAT(shown(), HasSubstr("Not found"));
     world.root.write("usr/local/bin/kestrelnet-client", "");

@@ -4,6 +4,7 @@
 #include "tests/support/EventLoop.h"
 #include "tests/ui/WidgetTest.h"
 #include "ui/settings/SettingsWindow.h"
+#include "ui/style/Colors.h"
 #include "ui/widgets/Alert.h"
 
 #include <QApplication>
@@ -15,12 +16,13 @@
 
 namespace kestrelnet {
 
-/// The settings window of a controller of its own, and eyes and hands for it.
+/// The settings window of a test controller, and functions to read and use it.
 class SettingsViewTest : public WidgetTest {
   protected:
     SettingsViewTest() { tunnel->apiKey = validKey; }
     ~SettingsViewTest() override {
         delete window;
+        setColorMode({});
         QApplication::setPalette(QPalette());
         runPostedEvents();
     }

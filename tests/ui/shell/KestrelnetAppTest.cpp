@@ -21,7 +21,7 @@ namespace {
 
 using namespace std::chrono_literals;
 
-/// The first of the top-level windows that is a `Window` and can be seen, or null.
+/// The first visible top-level window of type `Window`, or null.
 template <typename Window>
 Window* visible() {
     for (QWidget* widget : QApplication::topLevelWidgets()) {
@@ -35,7 +35,7 @@ Window* visible() {
 
 class KestrelnetAppTest : public WidgetTest {
   protected:
-    /// The application starts, with what the settings hold by now.
+    /// Starts the application with the present settings.
     void start(Panel::Closing closing = Panel::Closing::hides) {
         tunnel.reset();
         app = std::make_unique<KestrelnetApp>(
@@ -55,7 +55,7 @@ class KestrelnetAppTest : public WidgetTest {
     std::unique_ptr<KestrelnetApp> app;
 };
 
-TEST_F(KestrelnetAppTest, NothingOpensAndNothingConnectsAtStart) {
+TEST_F(KestrelnetAppTest, nothingOpensAndNothingConnectsAtStart) {
     tunnel->apiKey = validKey;
     tunnel->setAutoConnect(true);
     installHelper();
@@ -65,7 +65,7 @@ TEST_F(KestrelnetAppTest, NothingOpensAndNothingConnectsAtStart) {
     EXPECT_EQ(lastLog(), "");
 }
 
-TEST_F(KestrelnetAppTest, FirstLaunchWithoutAKeyOpensSettingsAfterHalfASecond) {
+TEST_F(KestrelnetAppTest, firstLaunchWithoutAKeyOpensSettingsAfterHalfASecond) {
     startWithTray();
     app->openPanel();
     time.advance(490ms);
@@ -75,7 +75,7 @@ TEST_F(KestrelnetAppTest, FirstLaunchWithoutAKeyOpensSettingsAfterHalfASecond) {
     EXPECT_EQ(visible<Alert>(), nullptr);
 }
 
-TEST_F(KestrelnetAppTest, LaterAppearancesOpenNoSettings) {
+TEST_F(KestrelnetAppTest, laterAppearancesOpenNoSettings) {
     startWithTray();
     app->openPanel();
     time.advance(500ms);
@@ -86,7 +86,7 @@ TEST_F(KestrelnetAppTest, LaterAppearancesOpenNoSettings) {
     EXPECT_EQ(visible<SettingsWindow>(), nullptr);
 }
 
-TEST_F(KestrelnetAppTest, WithHelperAndAutoConnectTheFirstAppearanceConnectsOnce) {
+TEST_F(KestrelnetAppTest, withHelperAndAutoConnectTheFirstAppearanceConnectsOnce) {
     tunnel->apiKey = validKey;
     tunnel->setAutoConnect(true);
     installHelper();
@@ -100,7 +100,7 @@ TEST_F(KestrelnetAppTest, WithHelperAndAutoConnectTheFirstAppearanceConnectsOnce
     EXPECT_EQ(lastLog(), "");
 }
 
-TEST_F(KestrelnetAppTest, WithHelperAndWithoutAutoConnectNothingHappens) {
+TEST_F(KestrelnetAppTest, withHelperAndWithoutAutoConnectNothingHappens) {
     tunnel->apiKey = validKey;
     installHelper();
     startWithTray();
@@ -111,7 +111,7 @@ TEST_F(KestrelnetAppTest, WithHelperAndWithoutAutoConnectNothingHappens) {
     EXPECT_EQ(visible<SettingsWindow>(), nullptr);
 }
 
-TEST_F(KestrelnetAppTest, WithoutHelperItIsOfferedAndNothingConnects) {
+TEST_F(KestrelnetAppTest, withoutHelperTheAlertOffersItAndNothingConnects) {
     for (const bool autoConnect : {false, true}) {
         start();
         app->tunnel().apiKey = validKey;
@@ -126,7 +126,7 @@ TEST_F(KestrelnetAppTest, WithoutHelperItIsOfferedAndNothingConnects) {
     }
 }
 
-TEST_F(KestrelnetAppTest, TheHelperAlertSaysWhatItIsAbout) {
+TEST_F(KestrelnetAppTest, theHelperAlertHasItsTextsAndButtons) {
     tunnel->apiKey = validKey;
     startWithTray();
     app->openPanel();
@@ -141,7 +141,7 @@ TEST_F(KestrelnetAppTest, TheHelperAlertSaysWhatItIsAbout) {
     EXPECT_FALSE(alert->isModal());
 }
 
-TEST_F(KestrelnetAppTest, TheHelperAlertComesInFrontOfThePanelWhichStays) {
+TEST_F(KestrelnetAppTest, theHelperAlertOpensInFrontOfThePanelWhichStaysOpen) {
     tunnel->apiKey = validKey;
     startWithTray();
     app->openPanel();
@@ -151,7 +151,7 @@ TEST_F(KestrelnetAppTest, TheHelperAlertComesInFrontOfThePanelWhichStays) {
     EXPECT_NE(visible<Panel>(), nullptr);
 }
 
-TEST_F(KestrelnetAppTest, TheHelperAlertComesOncePerRun) {
+TEST_F(KestrelnetAppTest, theHelperAlertOpensOncePerRun) {
     tunnel->apiKey = validKey;
     startWithTray();
     app->openPanel();
@@ -162,7 +162,7 @@ TEST_F(KestrelnetAppTest, TheHelperAlertComesOncePerRun) {
     EXPECT_EQ(visible<Alert>(), nullptr);
 }
 
-TEST_F(KestrelnetAppTest, EachButtonOfTheHelperAlertDismissesIt) {
+TEST_F(KestrelnetAppTest, eachButtonOfTheHelperAlertDismissesIt) {
     for (const char* which : {"Install", "Later"}) {
         start();
         app->tunnel().apiKey = validKey;
@@ -178,7 +178,7 @@ TEST_F(KestrelnetAppTest, EachButtonOfTheHelperAlertDismissesIt) {
 
 class HelperOfferTest : public KestrelnetAppTest {
   protected:
-    /// The offer is open, with a script to install the helper by.
+    /// Opens the alert. The script that installs the helper exists.
     void offer(bool autoConnect) {
         tunnel->apiKey = validKey;
         tunnel->setAutoConnect(autoConnect);
@@ -191,13 +191,13 @@ class HelperOfferTest : public KestrelnetAppTest {
         ASSERT_NE(choice, nullptr) << label.toStdString();
         choice->click();
     }
-    /// Takes the offer; the prompt is open.
+    /// Presses "Install" and waits until the prompt is open.
     void chooseInstall() {
         runner.installAt(world.platform.paths.osascript);
         choose(QStringLiteral("Install"));
         ASSERT_TRUE(time.waitHoldingMain([this] { return runner.isReady(); }));
     }
-    /// The prompt ends with `status`; runs what its end has become.
+    /// Ends the prompt with `status` and runs the jobs that this posts.
     void endPrompt(int status) {
         const std::size_t waiting = time.pendingCount();
         runner.exit(status);
@@ -211,7 +211,7 @@ class HelperOfferTest : public KestrelnetAppTest {
     const FakeClient runner{"script"};
 };
 
-TEST_F(HelperOfferTest, InstallingConnectsWhenAutoConnectIsOn) {
+TEST_F(HelperOfferTest, installingConnectsWhenAutoConnectIsOn) {
     offer(true);
     chooseInstall();
     putHelperInPlace();
@@ -222,7 +222,7 @@ TEST_F(HelperOfferTest, InstallingConnectsWhenAutoConnectIsOn) {
     EXPECT_TRUE(hasTriedToConnect());
 }
 
-TEST_F(HelperOfferTest, InstallingDoesNotConnectWhenAutoConnectIsOff) {
+TEST_F(HelperOfferTest, installingDoesNotConnectWhenAutoConnectIsOff) {
     offer(false);
     chooseInstall();
     putHelperInPlace();
@@ -231,7 +231,7 @@ TEST_F(HelperOfferTest, InstallingDoesNotConnectWhenAutoConnectIsOff) {
     EXPECT_EQ(lastLog(), "");
 }
 
-TEST_F(HelperOfferTest, AutoConnectSwitchedOffMeanwhileCounts) {
+TEST_F(HelperOfferTest, autoConnectTurnedOffDuringTheInstallationPreventsTheConnection) {
     offer(true);
     chooseInstall();
     putHelperInPlace();
@@ -240,7 +240,7 @@ TEST_F(HelperOfferTest, AutoConnectSwitchedOffMeanwhileCounts) {
     EXPECT_EQ(lastLog(), "");
 }
 
-TEST_F(HelperOfferTest, AutoConnectSwitchedOnMeanwhileCounts) {
+TEST_F(HelperOfferTest, autoConnectTurnedOnDuringTheInstallationConnects) {
     offer(false);
     chooseInstall();
     putHelperInPlace();
@@ -249,7 +249,7 @@ TEST_F(HelperOfferTest, AutoConnectSwitchedOnMeanwhileCounts) {
     EXPECT_TRUE(hasTriedToConnect());
 }
 
-TEST_F(HelperOfferTest, AFailedInstallationChangesNothing) {
+TEST_F(HelperOfferTest, aFailedInstallationChangesNothing) {
     offer(true);
     chooseInstall();
     endPrompt(1);
@@ -258,17 +258,17 @@ TEST_F(HelperOfferTest, AFailedInstallationChangesNothing) {
     EXPECT_EQ(visible<Alert>(), nullptr);
 }
 
-TEST_F(HelperOfferTest, LaterInstallsNothing) {
+TEST_F(HelperOfferTest, theLaterButtonInstallsNothing) {
     offer(true);
     int notices = 0;
     const auto subscription = app->tunnel().objectWillChange.subscribe([&notices] { ++notices; });
     choose(QStringLiteral("Later"));
     time.advance(10s);
-    // Without a program for the prompt, even a failed attempt would have told its end by now.
+    // There is no program for the prompt. A failed attempt would have sent a notice by now.
     EXPECT_EQ(notices, 0);
 }
 
-TEST_F(HelperOfferTest, AlertAndPanelMayHaveGoneMeanwhile) {
+TEST_F(HelperOfferTest, theAlertAndThePanelMayCloseDuringTheInstallation) {
     offer(true);
     chooseInstall();
     putHelperInPlace();
@@ -278,7 +278,7 @@ TEST_F(HelperOfferTest, AlertAndPanelMayHaveGoneMeanwhile) {
     EXPECT_TRUE(hasTriedToConnect());
 }
 
-TEST_F(HelperOfferTest, TheApplicationMayHaveEndedMeanwhile) {
+TEST_F(HelperOfferTest, theApplicationMayEndDuringTheInstallation) {
     offer(true);
     chooseInstall();
     putHelperInPlace();
@@ -286,7 +286,7 @@ TEST_F(HelperOfferTest, TheApplicationMayHaveEndedMeanwhile) {
     endPrompt(0);
 }
 
-TEST_F(KestrelnetAppTest, ASetupLinkSetsTheKeyAndOpensSettings) {
+TEST_F(KestrelnetAppTest, aSetupLinkSetsTheKeyAndOpensSettings) {
     startWithTray();
     app->handleURL("kestrelnet://setup?key=dev_1234567");
     EXPECT_EQ(*app->tunnel().apiKey, "dev_1234567");
@@ -294,7 +294,7 @@ TEST_F(KestrelnetAppTest, ASetupLinkSetsTheKeyAndOpensSettings) {
     EXPECT_EQ(world.reopenDefaults()->string("kestrelnet_api_key"), "dev_1234567");
 }
 
-TEST_F(KestrelnetAppTest, AnyOtherLinkChangesNothing) {
+TEST_F(KestrelnetAppTest, anyOtherLinkChangesNothing) {
     startWithTray();
     int notices = 0;
     const auto subscription = app->tunnel().objectWillChange.subscribe([&notices] { ++notices; });
@@ -308,7 +308,7 @@ TEST_F(KestrelnetAppTest, AnyOtherLinkChangesNothing) {
     EXPECT_EQ(visible<SettingsWindow>(), nullptr);
 }
 
-TEST_F(KestrelnetAppTest, NoLinkConnects) {
+TEST_F(KestrelnetAppTest, noLinkConnects) {
     installHelper();
     startWithTray();
     app->handleURL("kestrelnet://setup?key=dev_1234567");
@@ -317,7 +317,7 @@ TEST_F(KestrelnetAppTest, NoLinkConnects) {
     EXPECT_EQ(app->tunnel().status, TunnelStatus::disconnected);
 }
 
-TEST_F(KestrelnetAppTest, QuitDisconnectsAtOnceAndEndsHalfASecondLater) {
+TEST_F(KestrelnetAppTest, quitDisconnectsAtOnceAndEndsHalfASecondLater) {
     startWithTray();
     app->tunnel().exitIP = "203.0.113.7";
     app->tunnel().status = TunnelStatus::connected;
@@ -329,7 +329,7 @@ TEST_F(KestrelnetAppTest, QuitDisconnectsAtOnceAndEndsHalfASecondLater) {
     EXPECT_EQ(terminations, 1);
 }
 
-TEST_F(KestrelnetAppTest, ToQuitOnceMoreWhileLeavingChangesNothing) {
+TEST_F(KestrelnetAppTest, quittingAgainWhileQuittingChangesNothing) {
     startWithTray();
     app->quit();
     time.advance(490ms);
@@ -342,7 +342,7 @@ TEST_F(KestrelnetAppTest, ToQuitOnceMoreWhileLeavingChangesNothing) {
     EXPECT_EQ(terminations, 1);
 }
 
-TEST_F(KestrelnetAppTest, ThePanelsButtonsReachTheShell) {
+TEST_F(KestrelnetAppTest, thePanelsButtonsCallTheShell) {
     tunnel->apiKey = validKey;
     installHelper();
     startWithTray();
@@ -357,7 +357,7 @@ TEST_F(KestrelnetAppTest, ThePanelsButtonsReachTheShell) {
     EXPECT_EQ(terminations, 1);
 }
 
-TEST_F(KestrelnetAppTest, SettingsAreOneWindowThatComesToTheFront) {
+TEST_F(KestrelnetAppTest, settingsAreOneWindowThatComesToTheFront) {
     startWithTray();
     app->showSettingsWindow();
     auto* const settings = visible<SettingsWindow>();
@@ -373,7 +373,7 @@ TEST_F(KestrelnetAppTest, SettingsAreOneWindowThatComesToTheFront) {
     EXPECT_EQ(visible<SettingsWindow>(), nullptr);
 }
 
-TEST_F(KestrelnetAppTest, SettingsStartAnewEachTimeTheyAreOpened) {
+TEST_F(KestrelnetAppTest, settingsStartWithInitialValuesEachTimeTheyOpen) {
     startWithTray();
     for (int round = 0; round < 3; ++round) {
         app->showSettingsWindow();
@@ -392,26 +392,26 @@ TEST_F(KestrelnetAppTest, SettingsStartAnewEachTimeTheyAreOpened) {
     EXPECT_EQ(*app->tunnel().apiKey, "");
 }
 
-TEST_F(KestrelnetAppTest, WindowsHaveTheApplicationsIcon) {
+TEST_F(KestrelnetAppTest, windowsHaveTheApplicationsIcon) {
     startWithTray();
     app->showSettingsWindow();
     const QImage icon = visible<SettingsWindow>()->windowIcon().pixmap(64).toImage();
     ASSERT_EQ(icon.size(), QSize(64, 64));
-    // Blue ground, white shield, nothing in the corners.
+    // A white shield on blue, with transparent corners.
     EXPECT_EQ(icon.pixelColor(0, 0).alpha(), 0);
     EXPECT_GT(icon.pixelColor(10, 32).blue(), 150);
     EXPECT_LT(icon.pixelColor(10, 32).red(), 100);
     EXPECT_GT(icon.pixelColor(32, 14).red(), 200);
 }
 
-TEST_F(KestrelnetAppTest, OpenSettingsEndWithTheApplication) {
+TEST_F(KestrelnetAppTest, theSettingsWindowClosesWithTheApplication) {
     startWithTray();
     app->showSettingsWindow();
     app.reset();
     EXPECT_EQ(visible<SettingsWindow>(), nullptr);
 }
 
-TEST_F(KestrelnetAppTest, WithoutATrayThePanelOpensAsAWindowAndSaysWhyOnce) {
+TEST_F(KestrelnetAppTest, withoutATrayThePanelOpensAsAWindowAndExplainsItOnce) {
     tunnel->apiKey = validKey;
     installHelper();
     start();
@@ -424,14 +424,14 @@ TEST_F(KestrelnetAppTest, WithoutATrayThePanelOpensAsAWindowAndSaysWhyOnce) {
     EXPECT_EQ(texts(*visible<Panel>()).last(), QStringLiteral("Quit"));
 }
 
-TEST_F(KestrelnetAppTest, WithoutATrayTheWindowCountsAsTheFirstAppearance) {
+TEST_F(KestrelnetAppTest, withoutATrayTheWindowCountsAsTheFirstAppearance) {
     start();
     app->trayAbsent();
     time.advance(500ms);
     EXPECT_NE(visible<SettingsWindow>(), nullptr);
 }
 
-TEST_F(KestrelnetAppTest, ATrayThatComesLaterTakesThePanelOnceItsWindowIsClosed) {
+TEST_F(KestrelnetAppTest, afterALateTrayTheNextPanelIsAPopup) {
     tunnel->apiKey = validKey;
     installHelper();
     start();
@@ -444,7 +444,7 @@ TEST_F(KestrelnetAppTest, ATrayThatComesLaterTakesThePanelOnceItsWindowIsClosed)
     EXPECT_EQ(visible<Panel>()->form(), Panel::Form::popup);
 }
 
-TEST_F(KestrelnetAppTest, MayGoAwayWithJobsPending) {
+TEST_F(KestrelnetAppTest, mayBeDestroyedWithJobsPending) {
     startWithTray();
     app->openPanel();
     app->quit();

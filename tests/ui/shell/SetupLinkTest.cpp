@@ -49,6 +49,9 @@ const Link links[] = {
     {"EscapedHost", "kestrelnet://s%65tup?key=dev_1234567890", "dev_1234567890"},
     {"HostWithPort", "kestrelnet://setup:443?key=dev_1234567890", "dev_1234567890"},
     {"HostWithEmptyPort", "kestrelnet://setup:?key=dev_1234567890", "dev_1234567890"},
+    {"HostWithLargePort", "kestrelnet://setup:99999?key=dev_1234567890", "dev_1234567890"},
+    {"EscapedPort", "kestrelnet://setup:%34?key=dev_1234567890", none},
+    {"EscapedSlashInHost", "kestrelnet://setup%2F?key=dev_1234567890", none},
     {"HostWithUser", "kestrelnet://me:pw@setup?key=dev_1234567890", "dev_1234567890"},
     {"SetupAsUser", "kestrelnet://setup@other?key=dev_1234567890", none},
     {"TwoUsers", "kestrelnet://a@b@setup?key=dev_1234567890", none},
@@ -59,6 +62,8 @@ const Link links[] = {
     {"HostAndSlash", "kestrelnet://setup/?key=dev_1234567890", "dev_1234567890"},
     {"HostAndPath", "kestrelnet://setup/a/b?key=dev_1234567890", "dev_1234567890"},
     {"HostAndIllegalPath", "kestrelnet://setup/a b?key=dev_1234567890", none},
+    {"HostAndBracketInPath", "kestrelnet://setup/[a]?key=dev_1234567890", none},
+    {"FourSlashes", "kestrelnet:////setup?key=dev_1234567890", none},
     {"EmptyHost", "kestrelnet:///setup?key=dev_1234567890", none},
     {"PathOfOtherHost", "kestrelnet://other/setup?key=dev_1234567890", none},
     {"AbsolutePath", "kestrelnet:/setup?key=dev_1234567890", none},
@@ -102,14 +107,14 @@ const Link links[] = {
 
 class SetupLinkTest : public testing::TestWithParam<Link> {};
 
-TEST_P(SetupLinkTest, DeliversItsKeyOrNothing) {
+TEST_P(SetupLinkTest, deliversItsKeyOrNothing) {
     EXPECT_EQ(setupKey(GetParam().url), GetParam().key);
 }
 
 INSTANTIATE_TEST_SUITE_P(Links, SetupLinkTest, testing::ValuesIn(links),
                          [](const auto& each) { return std::string(each.param.name); });
 
-TEST(SetupLinkLengthTest, AnyLengthIsReadInOneGo) {
+TEST(SetupLinkLengthTest, aLinkOfTenMegabytesIsRead) {
     const std::string many(10'000'000, '&');
     EXPECT_EQ(setupKey("kestrelnet://setup?" + many + "key=dev_1234567"), "dev_1234567");
 }

@@ -53,7 +53,7 @@ class TrayIconTest : public WidgetTest {
     TrayIcon icon{*tunnel, time.mainQueue(), recording()};
 };
 
-TEST_F(TrayIconTest, IsTheFilledShieldOnlyWhileConnected) {
+TEST_F(TrayIconTest, isTheFilledShieldOnlyWhileConnected) {
     const qint64 plain = icon.icon().icon().cacheKey();
     become(TunnelStatus::connected);
     const qint64 filled = icon.icon().icon().cacheKey();
@@ -67,13 +67,13 @@ TEST_F(TrayIconTest, IsTheFilledShieldOnlyWhileConnected) {
     EXPECT_EQ(icon.icon().icon().cacheKey(), filled);
 }
 
-TEST_F(TrayIconTest, ItsToolTipTellsTheStatus) {
+TEST_F(TrayIconTest, theToolTipShowsTheStatus) {
     EXPECT_EQ(toolTip(), "Kestrelnet VPN: Disconnected");
     become(TunnelStatus::reconnecting);
     EXPECT_EQ(toolTip(), "Kestrelnet VPN: Reconnecting...");
 }
 
-TEST_F(TrayIconTest, FollowsInTheNextTurnOfTheMainLoop) {
+TEST_F(TrayIconTest, followsInTheNextTurnOfTheMainLoop) {
     tunnel->status = TunnelStatus::connected;
     tunnel->lastLog = "one";
     tunnel->lastLog = "two";
@@ -83,7 +83,7 @@ TEST_F(TrayIconTest, FollowsInTheNextTurnOfTheMainLoop) {
     EXPECT_EQ(toolTip(), "Kestrelnet VPN: Connected");
 }
 
-TEST_F(TrayIconTest, TheMenuOffersAllThatThePanelDoes) {
+TEST_F(TrayIconTest, theMenuOffersEverythingThatThePanelDoes) {
     EXPECT_EQ(menuItems(), "Open Kestrelnet|Connect|Settings...|Quit");
     become(TunnelStatus::connected);
     EXPECT_EQ(menuItems(), "Open Kestrelnet|Disconnect|Settings...|Quit");
@@ -92,14 +92,14 @@ TEST_F(TrayIconTest, TheMenuOffersAllThatThePanelDoes) {
     EXPECT_EQ(menuItems(), "Open Kestrelnet|Settings...|Quit");
 }
 
-TEST_F(TrayIconTest, TheMenuDoesWhatItSays) {
+TEST_F(TrayIconTest, eachMenuItemCallsItsAction) {
     for (const char* item : {"Open Kestrelnet", "Connect", "Settings...", "Quit"}) {
         choose(QLatin1StringView(item));
     }
     EXPECT_EQ(done, "open panel;toggle tunnel;settings;quit;");
 }
 
-TEST_F(TrayIconTest, AClickTogglesThePanelAndADoubleClickLeavesItOpen) {
+TEST_F(TrayIconTest, aClickTogglesThePanelAndADoubleClickLeavesItOpen) {
     activate(QSystemTrayIcon::Trigger);
     EXPECT_EQ(done, "toggle panel;");
     activate(QSystemTrayIcon::DoubleClick);

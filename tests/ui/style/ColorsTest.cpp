@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "ui/style/Colors.h"
 
+#include <QApplication>
+
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -13,7 +15,7 @@ namespace {
 constexpr ColorRole roles[] = {ColorRole::primary, ColorRole::secondary, ColorRole::accent,
                                ColorRole::orange,  ColorRole::green,     ColorRole::red};
 
-/// What the accessibility guidelines ask for text of any size.
+/// The least contrast in the accessibility guidelines for text of any size.
 constexpr double readable = 4.5;
 
 double luminance(const QColor& color) {
@@ -31,35 +33,36 @@ double contrast(const QColor& one, const QColor& other) {
 
 class ColorsTest : public testing::TestWithParam<Scheme> {
   protected:
-    QPalette palette = schemePalette(GetParam());
+    const ColorMode mode{.scheme = GetParam()};
+    const QPalette palette = modePalette(mode);
 };
 
-TEST_P(ColorsTest, TextOfEveryRoleIsReadableOnEveryGround) {
+TEST_P(ColorsTest, textOfEveryRoleIsReadableOnEveryGround) {
     for (const ColorRole role : roles) {
         for (const auto ground : {QPalette::Window, QPalette::Base, QPalette::Button}) {
-            EXPECT_GE(contrast(textColor(role, palette), palette.color(ground)), readable)
+            EXPECT_GE(contrast(textColor(role, mode), palette.color(ground)), readable)
                 << "role " << static_cast<int>(role) << " ground " << ground;
         }
     }
 }
 
-TEST_P(ColorsTest, WhiteLabelsAreReadableOnEveryFill) {
+TEST_P(ColorsTest, whiteLabelsAreReadableOnEveryFill) {
     for (const ColorRole role : roles) {
-        const QColor fill = fillColor(role, palette);
+        const QColor fill = fillColor(role, mode);
         for (const QColor& face : {fill, fill.darker(110), fill.darker(130)}) {
             EXPECT_GE(contrast(Qt::white, face), readable) << "role " << static_cast<int>(role);
         }
     }
 }
 
-TEST_P(ColorsTest, FillsStandOutFromTheWindow) {
+TEST_P(ColorsTest, fillsStandOutFromTheWindow) {
     for (const ColorRole role : roles) {
-        EXPECT_GE(contrast(fillColor(role, palette), palette.color(QPalette::Window)), 2.4)
+        EXPECT_GE(contrast(fillColor(role, mode), palette.color(QPalette::Window)), 2.4)
             << "role " << static_cast<int>(role);
     }
 }
 
-TEST_P(ColorsTest, ThePaletteIsReadable) {
+TEST_P(ColorsTest, thePaletteIsReadable) {
     using Pair = std::pair<QPalette::ColorRole, QPalette::ColorRole>;
     for (const auto& [text, ground] :
          {Pair{QPalette::WindowText, QPalette::Window}, Pair{QPalette::Text, QPalette::Base},
@@ -72,25 +75,39 @@ TEST_P(ColorsTest, ThePaletteIsReadable) {
     }
 }
 
-TEST_P(ColorsTest, ThePaletteTellsItsScheme) {
+TEST_P(ColorsTest, theSchemeCanBeReadFromThePalette) {
     EXPECT_EQ(schemeOf(palette), GetParam());
 }
 
-/// What the guidelines ask where contrast is to be enhanced.
-TEST_P(ColorsTest, HighContrastIsHigh) {
+/// The least enhanced contrast in the guidelines is 7.
+TEST_P(ColorsTest, highContrastIsHigh) {
     constexpr double enhanced = 7;
-    const QPalette high = schemePalette(GetParam(), Contrast::high);
+    const ColorMode highMode{GetParam(), Contrast::high};
+    const QPalette high = modePalette(highMode);
     EXPECT_EQ(schemeOf(high), GetParam());
-    EXPECT_EQ(contrastOf(high), Contrast::high);
-    EXPECT_EQ(contrastOf(palette), Contrast::normal);
     const QColor window = high.color(QPalette::Window);
     for (const ColorRole role : roles) {
-        EXPECT_GE(contrast(textColor(role, high), window), enhanced) << static_cast<int>(role);
-        EXPECT_GE(contrast(Qt::white, fillColor(role, high)), enhanced) << static_cast<int>(role);
+        EXPECT_GE(contrast(textColor(role, highMode), window), enhanced) << static_cast<int>(role);
+        EXPECT_GE(contrast(Qt::white, fillColor(role, highMode)), enhanced)
+            << static_cast<int>(role);
     }
-    EXPECT_GE(contrast(lineColor(high), window), enhanced);
+    EXPECT_GE(contrast(lineColor(highMode), window), enhanced);
     EXPECT_GE(contrast(high.color(QPalette::HighlightedText), high.color(QPalette::Highlight)),
               enhanced);
+}
+
+TEST_P(ColorsTest, settingTheModeChangesThePaletteAndTheDefaultColours) {
+    for (const Contrast contrast : {Contrast::high, Contrast::normal}) {
+        const ColorMode wanted{GetParam(), contrast};
+        setColorMode(wanted);
+        EXPECT_EQ(colorMode(), wanted);
+        EXPECT_EQ(QApplication::palette().color(QPalette::Window),
+                  modePalette(wanted).color(QPalette::Window));
+        EXPECT_EQ(textColor(ColorRole::secondary), textColor(ColorRole::secondary, wanted));
+        EXPECT_EQ(fillColor(ColorRole::green), fillColor(ColorRole::green, wanted));
+        EXPECT_EQ(lineColor(), lineColor(wanted));
+    }
+    setColorMode({});
 }
 
 INSTANTIATE_TEST_SUITE_P(Schemes, ColorsTest, testing::Values(Scheme::light, Scheme::dark),

@@ -37,7 +37,7 @@ constexpr StatusLook looks[] = {
 
 class StatusStyleTest : public testing::TestWithParam<StatusLook> {};
 
-TEST_P(StatusStyleTest, EachStatusHasItsColourSymbolsAndButton) {
+TEST_P(StatusStyleTest, eachStatusHasItsColourSymbolsAndButton) {
     const StatusLook& look = GetParam();
     EXPECT_EQ(statusColor(look.status), look.color);
     EXPECT_EQ(headerSymbol(look.status), look.header);

@@ -37,7 +37,7 @@ QImage drawn(std::string_view name, int side, const QColor& color) {
     return image;
 }
 
-/// The share of the pixels that are covered for the most part.
+/// The share of pixels that are more than half opaque.
 double coverage(const QImage& image) {
     int covered = 0;
     for (int y = 0; y < image.height(); ++y) {
@@ -48,7 +48,7 @@ double coverage(const QImage& image) {
     return covered / static_cast<double>(image.width() * image.height());
 }
 
-TEST(SymbolsTest, EachIsThereInTheColourAskedFor) {
+TEST(SymbolsTest, eachSymbolIsDrawnInTheRequestedColour) {
     for (const std::string_view name : names) {
         const QImage image = drawn(name, 64, QColor(200, 30, 40));
         EXPECT_GT(coverage(image), 0.04) << name;
@@ -65,7 +65,7 @@ TEST(SymbolsTest, EachIsThereInTheColourAskedFor) {
     }
 }
 
-TEST(SymbolsTest, EachKeepsAMarginOfItsSquare) {
+TEST(SymbolsTest, eachSymbolKeepsAMargin) {
     for (const std::string_view name : names) {
         const QImage image = drawn(name, 96, Qt::black);
         for (int i = 0; i < 96; ++i) {
@@ -77,7 +77,7 @@ TEST(SymbolsTest, EachKeepsAMarginOfItsSquare) {
     }
 }
 
-TEST(SymbolsTest, AnUnknownNameDrawsNothing) {
+TEST(SymbolsTest, anUnknownNameDrawsNothing) {
     EXPECT_EQ(coverage(drawn("no.such.symbol", 24, Qt::black)), 0);
 }
 
@@ -85,7 +85,7 @@ QPixmap statusBarPixmap(std::string_view symbol, int side) {
     return statusBarIcon(symbol).pixmap(QSize(side, side));
 }
 
-TEST(StatusBarIconTest, HasAllSizes) {
+TEST(StatusBarIconTest, hasAllSizes) {
     const QIcon icon = statusBarIcon("lock.shield");
     for (const int side : {16, 22, 24, 32, 44, 48, 64}) {
         EXPECT_TRUE(icon.availableSizes().contains(QSize(side, side))) << side;
@@ -94,7 +94,7 @@ TEST(StatusBarIconTest, HasAllSizes) {
     }
 }
 
-/// How many pixels are clearly lighter and clearly darker than the grey of the ground.
+/// The number of pixels that are clearly lighter and clearly darker than the grey background.
 std::pair<int, int> lighterAndDarker(std::string_view symbol, int ground) {
     QImage image(22, 22, QImage::Format_RGB32);
     image.fill(QColor(ground, ground, ground));
@@ -110,7 +110,7 @@ std::pair<int, int> lighterAndDarker(std::string_view symbol, int ground) {
     return counts;
 }
 
-TEST(StatusBarIconTest, StandsOutOnLightAndDarkStatusBars) {
+TEST(StatusBarIconTest, standsOutOnLightAndDarkStatusBars) {
     for (const std::string_view symbol : {"lock.shield", "lock.shield.fill"}) {
         EXPECT_GT(lighterAndDarker(symbol, 255).second, 60) << symbol;
         EXPECT_GT(lighterAndDarker(symbol, 20).first, 60) << symbol;
@@ -118,7 +118,7 @@ TEST(StatusBarIconTest, StandsOutOnLightAndDarkStatusBars) {
     }
 }
 
-TEST(StatusBarIconTest, GoesByNameOnlyWhereTheThemeHasIt) {
+TEST(StatusBarIconTest, hasAThemeNameOnlyIfTheThemeContainsTheSymbol) {
     const TemporaryFolder data;
     const ScopedVariable home("XDG_DATA_HOME", data.path().c_str());
     const ScopedVariable system("XDG_DATA_DIRS", data.file("none").c_str());
@@ -131,7 +131,7 @@ TEST(StatusBarIconTest, GoesByNameOnlyWhereTheThemeHasIt) {
     EXPECT_EQ(statusBarPixmap("lock.shield.fill", 22).toImage(), before);
 }
 
-TEST(StatusBarIconTest, TheShapeTellsTheState) {
+TEST(StatusBarIconTest, theShapeDependsOnTheState) {
     // Inside the shield, beside the lock.
     const auto inside = [](std::string_view symbol, int side) {
         return qGray(statusBarPixmap(symbol, side).toImage().pixel(side * 7 / 24, side * 10 / 24));

@@ -17,7 +17,7 @@ namespace {
 
 enum class Kind { filled, borderless };
 
-/// A button of each kind in a window, below another.
+/// A window with a button of this kind below another button.
 class FocusRingTest : public testing::TestWithParam<Kind> {
   protected:
     FocusRingTest() {
@@ -50,32 +50,32 @@ class FocusRingTest : public testing::TestWithParam<Kind> {
     QImage plain;
 };
 
-TEST_P(FocusRingTest, ShowsWhenTheKeyboardLeadsToTheButton) {
+TEST_P(FocusRingTest, isShownWhenTheKeyboardMovesTheFocusToTheButton) {
     QTest::keyClick(&other, Qt::Key_Tab);
     ASSERT_TRUE(button->hasFocus());
     EXPECT_TRUE(hasRing());
 }
 
-TEST_P(FocusRingTest, DoesNotShowWhenTheProgramPutTheFocusThere) {
+TEST_P(FocusRingTest, isNotShownWhenTheProgramSetsTheFocus) {
     button->setFocus(Qt::OtherFocusReason);
     ASSERT_TRUE(button->hasFocus());
     EXPECT_FALSE(hasRing());
 }
 
-TEST_P(FocusRingTest, ShowsAtTheFirstKeyThatTheButtonGets) {
+TEST_P(FocusRingTest, isShownAtTheFirstKeyPress) {
     button->setFocus(Qt::OtherFocusReason);
     QTest::keyClick(button, Qt::Key_Shift);
     EXPECT_TRUE(hasRing());
 }
 
-TEST_P(FocusRingTest, GoesAtAClick) {
+TEST_P(FocusRingTest, disappearsAtAClick) {
     QTest::keyClick(&other, Qt::Key_Tab);
     QTest::mouseClick(button, Qt::LeftButton);
     ASSERT_TRUE(button->hasFocus());
     EXPECT_FALSE(hasRing());
 }
 
-TEST_P(FocusRingTest, StaysWhileTheWindowIsLeftAndEnteredAgain) {
+TEST_P(FocusRingTest, isShownAgainWhenTheWindowBecomesActiveAgain) {
     QTest::keyClick(&other, Qt::Key_Tab);
     QApplication::setActiveWindow(nullptr);
     EXPECT_FALSE(hasRing());
@@ -84,7 +84,7 @@ TEST_P(FocusRingTest, StaysWhileTheWindowIsLeftAndEnteredAgain) {
     EXPECT_TRUE(hasRing());
 }
 
-TEST_P(FocusRingTest, IsForgottenWhenTheWindowCloses) {
+TEST_P(FocusRingTest, isResetWhenTheWindowCloses) {
     QTest::keyClick(&other, Qt::Key_Tab);
     window.close();
     window.show();

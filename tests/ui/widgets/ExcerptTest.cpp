@@ -10,12 +10,12 @@ namespace kestrelnet {
 
 namespace {
 
-TEST(ExcerptTest, TextThatFitsIsLeftAsItIs) {
+TEST(ExcerptTest, shortTextIsUnchanged) {
     EXPECT_EQ(excerpt(""), "");
     EXPECT_EQ(excerpt(std::string(2048, 'x')), std::string(2048, 'x'));
 }
 
-TEST(ExcerptTest, LongerTextKeepsItsEnds) {
+TEST(ExcerptTest, longTextKeepsItsEnds) {
     const std::string line = "begin" + std::string(100'000'000, 'x') + "end";
     const std::string shown = excerpt(line);
     EXPECT_LT(shown.size(), 2100U);
@@ -24,7 +24,7 @@ TEST(ExcerptTest, LongerTextKeepsItsEnds) {
     EXPECT_THAT(shown, testing::EndsWith("end"));
 }
 
-TEST(ExcerptTest, CharactersStayWhole) {
+TEST(ExcerptTest, charactersAreNotSplit) {
     for (std::size_t offset = 0; offset < 4; ++offset) {
         std::string line(offset, 'x');
         for (int i = 0; i < 1000; ++i) {

@@ -22,13 +22,13 @@ class TextRowTest : public testing::Test {
     const int oneLine = heightOf(QStringLiteral("x"));
 };
 
-TEST_F(TextRowTest, AShortTextTakesOneLine) {
+TEST_F(TextRowTest, aShortTextTakesOneLine) {
     row.setContent(QStringLiteral("ready"));
     EXPECT_EQ(row.shownLines(), QStringList{QStringLiteral("ready")});
     EXPECT_TRUE(row.toolTip().isEmpty());
 }
 
-TEST_F(TextRowTest, ALongTextLosesItsMiddleOverTwoLines) {
+TEST_F(TextRowTest, aLongTextIsCutInTheMiddleOfTwoLines) {
     const QString text = QStringLiteral("begin ") + QString(500, u'x') + QStringLiteral(" end");
     row.setContent(text);
     const QStringList lines = row.shownLines();
@@ -42,14 +42,14 @@ TEST_F(TextRowTest, ALongTextLosesItsMiddleOverTwoLines) {
                 static_cast<double>(shown.size()) / 2, 1.5);
 }
 
-TEST_F(TextRowTest, WhatWasCutCanBeReadInTheToolTip) {
+TEST_F(TextRowTest, theToolTipShowsTheWholeOfACutText) {
     row.setContent(QStringLiteral("<b>") + QString(500, u'x'));
     EXPECT_TRUE(row.toolTip().contains(QStringLiteral("&lt;b&gt;xxx")));
     row.setContent(QStringLiteral("short"));
     EXPECT_TRUE(row.toolTip().isEmpty());
 }
 
-TEST_F(TextRowTest, NoTextOfAnyKindTakesMoreThanTwoLines) {
+TEST_F(TextRowTest, noTextTakesMoreThanTwoLines) {
     const QString word = QStringLiteral("\u0645\u0631\u062d\u0628\u0627 ");
     for (const QString& text :
          {QString(2000, u'\n'), QString(2000, u'\r'), QString(2000, QChar(0x2028)),
@@ -65,17 +65,17 @@ TEST_F(TextRowTest, NoTextOfAnyKindTakesMoreThanTwoLines) {
     }
 }
 
-TEST_F(TextRowTest, MarkupIsText) {
+TEST_F(TextRowTest, markupIsShownAsText) {
     row.setContent(QStringLiteral("<b>a</b> &amp; b"));
     EXPECT_EQ(row.shownLines(), QStringList{QStringLiteral("<b>a</b> &amp; b")});
 }
 
-TEST_F(TextRowTest, ControlCharactersBecomeVisibleAndLineBreaksSpaces) {
+TEST_F(TextRowTest, controlCharactersBecomeVisibleAndLineBreaksSpaces) {
     row.setContent(QStringLiteral("a\x1b[1mb\nc\rd"));
     EXPECT_EQ(row.shownLines(), QStringList{QStringLiteral("a\ufffd[1mb c d")});
 }
 
-TEST_F(TextRowTest, CharactersStayWholeAtTheCut) {
+TEST_F(TextRowTest, charactersAreNotSplitAtTheCut) {
     const QString letter = QStringLiteral("e\u0301");
     row.setContent(letter.repeated(300));
     const QString shown = row.shownLines().join(QString());
@@ -83,13 +83,13 @@ TEST_F(TextRowTest, CharactersStayWholeAtTheCut) {
     EXPECT_EQ(shown.count(u'\u2026'), 1);
 }
 
-TEST_F(TextRowTest, TheWholeTextStaysForTheScreenReader) {
+TEST_F(TextRowTest, screenReadersGetTheWholeText) {
     const QString text(500, u'x');
     row.setContent(text);
     EXPECT_EQ(row.text(), text);
 }
 
-TEST(TextStyleTest, SizesKeepTheirOrder) {
+TEST(TextStyleTest, sizesKeepTheirOrder) {
     const auto size = [](TextStyle style) { return QFontInfo(textFont(style)).pointSizeF(); };
     EXPECT_GT(size(TextStyle::title2), size(TextStyle::headline));
     EXPECT_EQ(size(TextStyle::headline), size(TextStyle::body));
