@@ -307,9 +307,9 @@ TEST(ProductNamesTest, theOtherPlacesSpellTheNamesAsCoreDoes) {
         {"ui/shell/ApplicationIcon.cpp", ":/icons/" + application + ".svg"},
         {"demo/CMakeLists.txt", "OUTPUT_NAME " + clientName + '\n'},
         {"demo/kestrelnet-client.cpp", variables},
-        {"demo/application.py", '"' + clientName + '"'},
-        {"demo/settings.py", "autostart/" + application + ".desktop"},
-        {"demo/settings.py", '"' + application + ".conf\""},
+        {"tests/support/desktop/program.py", '"' + clientName + '"'},
+        {"tests/support/desktop/files.py", "autostart/" + application + ".desktop"},
+        {"tests/support/desktop/files.py", '"' + application + ".conf\""},
         {"demo/walk", '"' + helperPath + '"'},
     };
     for (const auto& [path, text] : spellings) {
