@@ -18,7 +18,7 @@ namespace kestrelnet {
 
 namespace {
 
-constexpr std::chrono::seconds waitLimit{10};
+constexpr std::chrono::seconds waitLimit{30};
 // Real time between two checks of a condition.
 constexpr std::chrono::milliseconds checkInterval{1};
 

@@ -15,7 +15,7 @@ namespace kestrelnet {
 /// job that sleeps on the clock continues when the test advances time. Time starts at the clock's
 /// epoch.
 ///
-/// Functions that wait for other threads wait at most ten seconds, and then fail the test.
+/// Functions that wait for other threads wait at most 30 seconds, and then fail the test.
 class VirtualTime {
   public:
     using Condition = std::function<bool()>;

@@ -7,7 +7,7 @@
 
 namespace kestrelnet {
 
-/// Returns when `condition` is true, or after ten seconds; returns whether it is true.
+/// Returns when `condition` is true, or after 30 seconds; returns whether it is true.
 [[nodiscard]] bool waitFor(const std::function<bool()>& condition);
 
 /// The number of open descriptors and of threads of this process.
