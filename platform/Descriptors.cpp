@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "platform/Descriptors.h"
 
+#include <cerrno>
 #include <fcntl.h>
 #include <unistd.h>
 
@@ -29,8 +30,10 @@ PipeDescriptors closeOnExecPipe() {
     if (pipe.reading >= 0 && pipe.writing >= 0) {
         return pipe;
     }
+    const int reason = errno;
     ::close(pipe.reading);
     ::close(pipe.writing);
+    errno = reason;
     return {};
 }
 

@@ -14,7 +14,8 @@ struct PipeDescriptors {
 };
 
 /// A pipe whose ends are closed on exec and lie above the standard streams, so that duplicating
-/// one to a child's standard stream never overwrites another. Both ends are -1 on failure.
+/// one to a child's standard stream never overwrites another. On failure both ends are -1, and
+/// errno is set.
 PipeDescriptors closeOnExecPipe();
 
 /// Opens a pipe whose ends, reading and writing, are closed on exec. Returns false on failure.

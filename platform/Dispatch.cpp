@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "platform/Dispatch.h"
 
+#include "platform/Log.h"
+
 #include <QCoreApplication>
 #include <QMetaObject>
 #include <QObject>
@@ -93,8 +95,10 @@ class BackgroundQueue final : public Queue {
     void async(Job job) override {
         try {
             std::thread(std::move(job)).detach();
-        } catch (const std::system_error&) { // NOLINT(bugprone-empty-catch)
-            // No thread can be created: the job is dropped.
+        } catch (const std::system_error& error) {
+            log::warning(log::Category::system,
+                         "a background job is dropped, because no thread can be created",
+                         error.code());
         }
     }
 

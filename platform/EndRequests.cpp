@@ -2,6 +2,7 @@
 #include "platform/EndRequests.h"
 
 #include "platform/Descriptors.h"
+#include "platform/Log.h"
 
 #include <QCoreApplication>
 #include <QEvent>
@@ -12,6 +13,7 @@
 #include <cerrno>
 #include <csignal>
 #include <fcntl.h>
+#include <system_error>
 #include <unistd.h>
 #include <utility>
 
@@ -36,6 +38,10 @@ extern "C" void noteSignal(int /*number*/) {
 class SignalPipe {
   public:
     SignalPipe() : pipe_(closeOnExecPipe()) {
+        if (pipe_.reading < 0) {
+            log::warning(log::Category::system, "signals cannot be watched",
+                         {errno, std::generic_category()});
+        }
         ::fcntl(pipe_.reading, F_SETFL, O_NONBLOCK);
         ::fcntl(pipe_.writing, F_SETFL, O_NONBLOCK);
         writingEnd = pipe_.writing;

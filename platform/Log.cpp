@@ -6,6 +6,7 @@
 
 #include <array>
 #include <cstddef>
+#include <string>
 
 namespace kestrelnet::log {
 
@@ -40,6 +41,10 @@ void debug(Category category, std::string_view message) {
 
 void warning(Category category, std::string_view message) {
     qCWarning(loggingCategory(category)).noquote() << fromUtf8(message);
+}
+
+void warning(Category category, std::string_view message, std::error_code reason) {
+    warning(category, std::string(message) + ": " + reason.message());
 }
 
 bool isEnabled(Category category) {

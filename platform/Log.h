@@ -2,6 +2,7 @@
 #pragma once
 
 #include <string_view>
+#include <system_error>
 
 /// Diagnostic messages on standard error. All categories are off, warnings included, until the
 /// environment variable QT_LOGGING_RULES switches them on: "kestrelnet.*=true" for all of them,
@@ -17,7 +18,8 @@ enum class Category {
     output,   ///< kestrelnet.output: reading the client's output.
     exitIP,   ///< kestrelnet.exitip: lookups of the exit IP.
     settings, ///< kestrelnet.settings: the settings store.
-    system,   ///< kestrelnet.system: helper installation, login agent, uninstalling.
+    system,   ///< kestrelnet.system: helper installation, login agent, uninstalling, threads,
+              ///< signals.
     desktop,  ///< kestrelnet.desktop: session bus, tray, application instance.
 };
 
@@ -26,6 +28,8 @@ void debug(Category category, std::string_view message);
 
 /// Failures that the program otherwise ignores.
 void warning(Category category, std::string_view message);
+/// Appends the system's text for `reason`.
+void warning(Category category, std::string_view message, std::error_code reason);
 
 /// Whether messages of the category are written, debug messages included. Saves the work to build
 /// a message that nobody reads.

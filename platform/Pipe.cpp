@@ -2,11 +2,13 @@
 #include "platform/Pipe.h"
 
 #include "platform/Descriptors.h"
+#include "platform/Log.h"
 
 #include <array>
 #include <cerrno>
 #include <fcntl.h>
 #include <poll.h>
+#include <string_view>
 #include <system_error>
 #include <thread>
 #include <unistd.h>
@@ -17,6 +19,11 @@ namespace kestrelnet {
 namespace {
 
 constexpr std::size_t chunkSize = 65536;
+
+/// Logs `message` with the reason in errno.
+void warnOfError(std::string_view message) {
+    log::warning(log::Category::output, message, {errno, std::generic_category()});
+}
 
 void closeDescriptor(int& descriptor) {
     if (descriptor >= 0) {
@@ -58,13 +65,17 @@ void FileHandle::endPostponement() {
     }
 }
 
-/// Needs the mutex. Without a free descriptor or thread, nothing is read.
+/// Needs the mutex. Without a thread, nothing is read. Without descriptors for the wake-up,
+/// removing the handler does not wake the thread.
 void FileHandle::startReading() {
     if (reading_ || atEnd_ || descriptor_ < 0) {
         return;
     }
     if (wakeReading_ < 0) {
         const PipeDescriptors wake = closeOnExecPipe();
+        if (wake.reading < 0) {
+            warnOfError("the reader thread cannot be woken");
+        }
         wakeReading_ = wake.reading;
         wakeWriting_ = wake.writing;
         // A write to a full pipe must not block; its bytes wake the thread as well.
@@ -73,7 +84,9 @@ void FileHandle::startReading() {
     try {
         std::thread([self = shared_from_this()] { self->readUntilRemoved(); }).detach();
         reading_ = true;
-    } catch (const std::system_error&) {
+    } catch (const std::system_error& error) {
+        log::warning(log::Category::output,
+                     "the output is not read, because no thread can be created", error.code());
         handler_.reset();
     }
 }
@@ -117,6 +130,10 @@ std::string FileHandle::availableData() {
     do {
         count = ::read(descriptor_, buffer.data(), buffer.size());
     } while (count < 0 && errno == EINTR);
+    // After closeReading() there is no descriptor, which is no failure.
+    if (count < 0 && descriptor_ >= 0) {
+        warnOfError("the output cannot be read");
+    }
     if (count <= 0) {
         atEnd_ = true;
         return {};
@@ -126,6 +143,9 @@ std::string FileHandle::availableData() {
 
 Pipe::Pipe() {
     const PipeDescriptors ends = closeOnExecPipe();
+    if (ends.reading < 0) {
+        warnOfError("no pipe can be created for the output");
+    }
     writing_ = ends.writing;
     reading_ = FileHandle::create(ends.reading);
     reading_->postponed_ = true;

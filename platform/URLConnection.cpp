@@ -14,8 +14,6 @@ namespace kestrelnet {
 
 namespace {
 
-using Body = std::optional<std::string>;
-
 constexpr qint64 largestBody = 1024L * 1024;
 constexpr std::size_t mostUnderWay = 6;
 constexpr std::size_t mostWaiting = 1000;
@@ -33,15 +31,10 @@ bool isComplete(const QNetworkReply& reply) {
     return status >= 400 && saysStatus;
 }
 
-Body body(QNetworkReply& reply) {
-    if (!isComplete(reply)) {
-        return std::nullopt;
-    }
-    return reply.readAll().toStdString();
-}
-
 class NetworkConnection final : public URLConnection {
   public:
+    explicit NetworkConnection(ReportFailure* reportFailure) : reportFailure_(reportFailure) {}
+
     void data(const std::string& url, URLSession::Completion completion) override;
 
   private:
@@ -53,6 +46,7 @@ class NetworkConnection final : public URLConnection {
     void start(Lookup lookup);
     void startWaiting();
 
+    ReportFailure* reportFailure_;
     std::deque<Lookup> waiting_;
     std::size_t underWay_ = 0;
     /// Owns the running lookups.
@@ -61,6 +55,7 @@ class NetworkConnection final : public URLConnection {
 
 void NetworkConnection::data(const std::string& url, URLSession::Completion completion) {
     if (waiting_.size() >= mostWaiting) {
+        reportFailure_("too many requests wait");
         completion(std::nullopt);
         return;
     }
@@ -88,32 +83,42 @@ void NetworkConnection::start(Lookup lookup) {
     // of the traffic changed.
     auto* manager = new QNetworkAccessManager(&lookups_);
     QNetworkReply* reply = manager->get(request);
-    const auto conclude = [this, manager, completion = std::move(lookup.completion)](Body given) {
+    const auto conclude = [this, manager, completion = std::move(lookup.completion)](
+                              std::optional<std::string> body) {
         // Deletes the reply, too, and drops its queued signals.
         delete manager;
         --underWay_;
         startWaiting();
-        completion(std::move(given));
+        completion(std::move(body));
     };
     // Queued, because the reply must not be deleted inside its own signals.
     const auto queued = Qt::QueuedConnection;
     QObject::connect(
         reply, &QNetworkReply::readyRead, manager,
-        [reply, conclude] {
+        [this, reply, conclude] {
             if (reply->bytesAvailable() > largestBody) {
+                reportFailure_("the response is too large");
                 conclude(std::nullopt);
             }
         },
         queued);
     QObject::connect(
-        reply, &QNetworkReply::finished, manager, [reply, conclude] { conclude(body(*reply)); },
+        reply, &QNetworkReply::finished, manager,
+        [this, reply, conclude] {
+            if (isComplete(*reply)) {
+                conclude(reply->readAll().toStdString());
+            } else {
+                reportFailure_(reply->errorString().toStdString());
+                conclude(std::nullopt);
+            }
+        },
         queued);
 }
 
 } // namespace
 
-extern "C" Q_DECL_EXPORT URLConnection* kestrelnetMakeURLConnection() {
-    return new NetworkConnection;
+extern "C" Q_DECL_EXPORT URLConnection* kestrelnetMakeURLConnection(ReportFailure* reportFailure) {
+    return new NetworkConnection(reportFailure);
 }
 
 } // namespace kestrelnet

@@ -6,6 +6,7 @@
 #include "platform/URLSession.h"
 
 #include <string>
+#include <string_view>
 
 namespace kestrelnet {
 
@@ -20,8 +21,12 @@ class URLConnection {
     virtual void data(const std::string& url, URLSession::Completion completion) = 0;
 };
 
+/// Called with the reason, before the completion, each time a request fails. A callback, because
+/// the module must not contain a second copy of the log categories.
+using ReportFailure = void(std::string_view reason);
+
 /// The type and the name of the one function that the module exports. The caller owns the result.
-using MakeURLConnection = URLConnection*();
+using MakeURLConnection = URLConnection*(ReportFailure* reportFailure);
 inline constexpr char makeURLConnectionName[] = "kestrelnetMakeURLConnection";
 
 } // namespace kestrelnet

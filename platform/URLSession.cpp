@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "platform/URLSession.h"
 
+#include "platform/Log.h"
 #include "platform/Module.h"
 #include "platform/URLConnection.h"
 
@@ -12,13 +13,18 @@ namespace kestrelnet {
 
 namespace {
 
+void reportFailure(std::string_view reason) {
+    log::warning(log::Category::exitIP, "the request failed: " + std::string(reason));
+}
+
 /// Null when the module cannot be loaded; the reason is on standard error then.
 std::unique_ptr<URLConnection> loadConnection() {
     void* const maker = moduleFunction(KESTRELNET_NETWORK_MODULE, makeURLConnectionName);
     if (maker == nullptr) {
         return nullptr;
     }
-    return std::unique_ptr<URLConnection>(reinterpret_cast<MakeURLConnection*>(maker)());
+    return std::unique_ptr<URLConnection>(
+        reinterpret_cast<MakeURLConnection*>(maker)(reportFailure));
 }
 
 } // namespace
@@ -48,6 +54,7 @@ void URLSession::data(const std::string& url, Completion completion) {
             if (loaded) {
                 loaded->data(url, std::move(completion));
             } else {
+                reportFailure("the network module cannot be loaded");
                 completion(std::nullopt);
             }
         },

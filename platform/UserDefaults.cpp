@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "platform/UserDefaults.h"
 
+#include "platform/Log.h"
 #include "platform/StandardSettings.h"
 
 #include <QFile>
@@ -10,6 +11,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <fcntl.h>
 #include <filesystem>
 #include <system_error>
@@ -20,12 +22,19 @@ namespace kestrelnet {
 
 namespace {
 
+void warn(const std::string& message, std::error_code reason) {
+    log::warning(log::Category::settings, message, reason);
+}
+
 void closeToOthers(const std::filesystem::path& file) {
     using std::filesystem::perms;
     std::error_code error;
     if (std::filesystem::is_regular_file(file, error)) {
         std::filesystem::permissions(file, perms::group_all | perms::others_all,
                                      std::filesystem::perm_options::remove, error);
+        if (error) {
+            warn("cannot make private " + file.string(), error);
+        }
     }
 }
 
@@ -36,6 +45,8 @@ void createPrivate(const std::filesystem::path& file) {
     const int descriptor = ::open(file.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
     if (descriptor >= 0) {
         ::close(descriptor);
+    } else if (errno != EEXIST) {
+        warn("cannot create " + file.string(), {errno, std::generic_category()});
     }
 }
 
@@ -49,33 +60,48 @@ struct UserDefaults::Store {
         }
     }
 
-    QVariant value(std::string_view key) const {
-        // Takes in what another process has written.
+    /// Writes what was changed, and takes in what another process has written.
+    void sync() {
         settings->sync();
+        // The status is that of the first error, and stays.
+        if (settings->status() != QSettings::NoError && !std::exchange(failed, true)) {
+            log::warning(log::Category::settings,
+                         settings->status() == QSettings::FormatError
+                             ? "the settings are damaged; what cannot be read is missing"
+                             : "the settings cannot be read or written");
+        }
+    }
+
+    QVariant value(std::string_view key) {
+        sync();
         return settings->value(QString::fromUtf8(key));
     }
 
-    void set(std::string_view key, const QVariant& value) const {
+    void set(std::string_view key, const QVariant& value) {
         if (!file.empty()) {
             createPrivate(file);
             closeToOthers(file);
         }
         settings->setValue(QString::fromUtf8(key), value);
-        settings->sync();
+        sync();
     }
 
-    void clear() const {
+    void clear() {
         settings->clear();
-        settings->sync();
+        sync();
         if (!file.empty()) {
             std::error_code error;
             std::filesystem::remove(file, error);
+            if (error) {
+                warn("cannot remove " + file.string(), error);
+            }
         }
     }
 
     std::unique_ptr<QSettings> settings;
     /// Empty where the system keeps the settings itself.
     std::filesystem::path file;
+    bool failed = false;
 };
 
 UserDefaults::UserDefaults(const std::string& path)

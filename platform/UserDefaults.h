@@ -9,8 +9,8 @@
 
 namespace kestrelnet {
 
-/// The per-user settings store. Main thread only. Nothing is reported: what cannot be read is
-/// missing, what cannot be written is lost.
+/// The per-user settings store. Main thread only. Failures are only logged: what cannot be
+/// read is missing, what cannot be written is lost.
 class UserDefaults {
   public:
     /// The store in the file at `path`, created with mode 0600 at the first write.

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "platform/Appearance.h"
 
+#include "platform/Log.h"
 #include "platform/linux/SessionBus.h"
 #include "platform/linux/SessionBusSignal.h"
 
@@ -11,6 +12,7 @@
 #include <QDBusVariant>
 #include <QObject>
 
+#include <string>
 #include <utility>
 
 namespace kestrelnet {
@@ -75,6 +77,10 @@ class Appearance::Setting {
                              finished->deleteLater();
                              if (reply.isValid()) {
                                  store(number(reply.value().variant()));
+                             } else {
+                                 log::warning(log::Category::desktop,
+                                              "cannot read the desktop's " + std::string(key_) +
+                                                  " setting: " + describe(reply.error()));
                              }
                          });
     }

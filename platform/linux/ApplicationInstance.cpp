@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "platform/ApplicationInstance.h"
 
+#include "platform/Log.h"
 #include "platform/linux/ForcedEnd.h"
 #include "platform/linux/SessionBus.h"
 
@@ -8,6 +9,7 @@
 #include <QDBusConnection>
 #include <QDBusError>
 #include <QDBusMessage>
+#include <QDBusPendingCallWatcher>
 #include <QDeadlineTimer>
 #include <QObject>
 #include <QStringList>
@@ -17,6 +19,7 @@
 #include <deque>
 #include <functional>
 #include <optional>
+#include <string>
 #include <utility>
 
 namespace kestrelnet {
@@ -102,6 +105,23 @@ QByteArray activationToken(const QVariantMap& platformData) {
     return platformData.value(QLatin1String(tokenKey), startup).toString().toUtf8();
 }
 
+void warn(const std::string& message) {
+    log::warning(log::Category::desktop, message);
+}
+
+/// Whether the reply to RequestName says that this process owns the name now; nothing when the bus
+/// does not answer.
+std::optional<bool> ownsName(const QDBusMessage& reply) {
+    constexpr uint primaryOwner = 1;
+    constexpr uint alreadyOwner = 4;
+    if (reply.type() != QDBusMessage::ReplyMessage || reply.arguments().isEmpty()) {
+        warn("cannot request the name of the application: " + describe(QDBusError(reply)));
+        return std::nullopt;
+    }
+    const uint result = reply.arguments().constFirst().toUInt();
+    return result == primaryOwner || result == alreadyOwner;
+}
+
 /// Whether the owner of the name may have ended before it answered.
 bool isGone(const QDBusMessage& answer) {
     switch (QDBusError(answer).type()) {
@@ -170,7 +190,8 @@ class ApplicationInstance::Service : public QObject {
         }
         const QDeadlineTimer deadline(patience);
         while (const auto left = static_cast<int>(deadline.remainingTime())) {
-            const std::optional<bool> owned = requestName(left);
+            const std::optional<bool> owned =
+                ownsName(bus_.call(nameRequest(), QDBus::Block, left));
             if (!owned) {
                 return openAlone(urls, Acquisition::unavailable);
             }
@@ -182,6 +203,9 @@ class ApplicationInstance::Service : public QObject {
             if (answer.type() == QDBusMessage::ReplyMessage) {
                 return Acquisition::passedOn;
             }
+            // Without the text of the error: the other process chooses it, and may repeat a link.
+            warn("the running instance does not take the request: " +
+                 answer.errorName().toStdString());
             if (!isGone(answer)) {
                 break;
             }
@@ -202,30 +226,31 @@ class ApplicationInstance::Service : public QObject {
     /// Must come before the request of the name: a process that finds the name calls the object.
     bool offerObject() {
         const QString path = pathOf(name_);
-        return bus_.objectRegisteredAt(path) == this || bus_.registerObject(path, this);
+        if (bus_.objectRegisteredAt(path) == this || bus_.registerObject(path, this)) {
+            return true;
+        }
+        warn("cannot register the application on the session bus");
+        return false;
     }
 
     /// If another process has taken the name meanwhile, this one goes on without it.
     void offerAgain() {
         bus_ = sessionBus();
-        if (offerObject()) {
-            bus_.send(callToBus("RequestName", name_) << doNotQueue);
+        if (!offerObject()) {
+            return;
         }
+        auto* const answer = new QDBusPendingCallWatcher(bus_.asyncCall(nameRequest()), this);
+        QObject::connect(answer, &QDBusPendingCallWatcher::finished, this,
+                         [](QDBusPendingCallWatcher* finished) {
+                             finished->deleteLater();
+                             if (!ownsName(finished->reply()).value_or(true)) {
+                                 warn("another process has taken the name of the application");
+                             }
+                         });
     }
 
-    /// Whether this process owns the name now; nothing when the bus does not answer. A raw call,
-    /// because the toolkit's registerService() has no timeout of its own.
-    std::optional<bool> requestName(int timeout) {
-        constexpr uint primaryOwner = 1;
-        constexpr uint alreadyOwner = 4;
-        const QDBusMessage answer =
-            bus_.call(callToBus("RequestName", name_) << doNotQueue, QDBus::Block, timeout);
-        if (answer.type() != QDBusMessage::ReplyMessage || answer.arguments().isEmpty()) {
-            return std::nullopt;
-        }
-        const uint result = answer.arguments().constFirst().toUInt();
-        return result == primaryOwner || result == alreadyOwner;
-    }
+    /// A raw call, because the toolkit's registerService() has no timeout of its own.
+    QDBusMessage nameRequest() const { return callToBus("RequestName", name_) << doNotQueue; }
 
     Acquisition openAlone(const std::vector<std::string>& urls, Acquisition acquisition) {
         for (const std::string& url : urls) {

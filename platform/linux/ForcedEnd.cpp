@@ -1,11 +1,13 @@
 // SPDX-License-Identifier: MIT
 #include "platform/linux/ForcedEnd.h"
 
+#include "platform/Log.h"
 #include "platform/linux/HeldProcess.h"
 #include "platform/linux/SessionBus.h"
 
 #include <QDBusConnection>
 #include <QDBusConnectionInterface>
+#include <QDBusError>
 #include <QDBusReply>
 
 #include <csignal>
@@ -14,10 +16,19 @@ namespace kestrelnet {
 
 namespace {
 
-/// 0 when nobody owns `name`.
+constexpr auto noOwner = "org.freedesktop.DBus.Error.NameHasNoOwner";
+
+/// 0 when nobody owns `name` or the bus does not answer.
 pid_t ownerOf(const QString& name) {
     const QDBusReply<uint> owner = sessionBus().interface()->servicePid(name);
-    return owner.isValid() ? static_cast<pid_t>(owner.value()) : 0;
+    if (owner.isValid()) {
+        return static_cast<pid_t>(owner.value());
+    }
+    if (owner.error().name() != QLatin1String(noOwner)) {
+        log::warning(log::Category::desktop,
+                     "the process of the running instance is unknown: " + describe(owner.error()));
+    }
+    return 0;
 }
 
 } // namespace
@@ -34,7 +45,11 @@ bool killOwner(const std::string& name, std::chrono::milliseconds patience) {
     if (ownerOf(busName) == pid && !process.kill(SIGKILL)) {
         return process.endsWithin(std::chrono::milliseconds::zero());
     }
-    return process.endsWithin(patience);
+    const bool ended = process.endsWithin(patience);
+    if (!ended) {
+        log::warning(log::Category::desktop, "the running instance does not end in time");
+    }
+    return ended;
 }
 
 } // namespace kestrelnet

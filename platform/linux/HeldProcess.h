@@ -8,6 +8,7 @@ namespace kestrelnet {
 
 /// A process, referred to by a descriptor (pidfd) instead of its identifier: when the process has
 /// ended and its identifier belongs to another process, the descriptor still refers to the first.
+/// Failures of the system are logged.
 class HeldProcess {
   public:
     enum class State {

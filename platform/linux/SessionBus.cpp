@@ -1,8 +1,11 @@
 // SPDX-License-Identifier: MIT
 #include "platform/linux/SessionBus.h"
 
+#include "platform/Log.h"
+
 #include <QCoreApplication>
 #include <QDBusConnection>
+#include <QDBusError>
 #include <QObject>
 #include <QPointer>
 #include <QTimer>
@@ -29,6 +32,10 @@ class ConnectionKeeper : public QObject {
     explicit ConnectionKeeper(QObject* parent) : QObject(parent) {
         attempt_.setSingleShot(true);
         connect(&attempt_, &QTimer::timeout, this, [this] { reach(); });
+        if (!connection_.isConnected()) {
+            log::warning(log::Category::desktop,
+                         "the session bus is not available: " + describe(connection_.lastError()));
+        }
         watch();
     }
 
@@ -38,6 +45,7 @@ class ConnectionKeeper : public QObject {
 
   private:
     Q_SLOT void startReaching() {
+        log::warning(log::Category::desktop, "the connection to the session bus is lost");
         pause_ = firstPause;
         attempt_.start(pause_);
     }
@@ -52,6 +60,8 @@ class ConnectionKeeper : public QObject {
         const QString name = QStringLiteral("kestrelnet-session-bus-%1").arg(++count_);
         QDBusConnection next = QDBusConnection::connectToBus(QDBusConnection::SessionBus, name);
         if (!next.isConnected()) {
+            log::warning(log::Category::desktop,
+                         "cannot connect to the session bus again: " + describe(next.lastError()));
             QDBusConnection::disconnectFromBus(name);
             pause_ = std::min(2 * pause_, longestPause);
             attempt_.start(pause_);
@@ -59,6 +69,7 @@ class ConnectionKeeper : public QObject {
         }
         QDBusConnection::disconnectFromBus(std::exchange(connection_, next).name());
         watch();
+        log::debug(log::Category::desktop, "connected to the session bus again");
         returned();
     }
 
@@ -80,6 +91,10 @@ ConnectionKeeper& keeper() {
 
 QDBusConnection sessionBus() {
     return keeper().connection();
+}
+
+std::string describe(const QDBusError& error) {
+    return (error.name() + QStringLiteral(": ") + error.message()).toStdString();
 }
 
 class SessionBusReturn::Receiver : public QObject {};

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "platform/TrayHost.h"
 
+#include "platform/Log.h"
 #include "platform/linux/SessionBus.h"
 #include "platform/linux/SessionBusSignal.h"
 #include "platform/linux/XEmbedTray.h"
@@ -80,6 +81,11 @@ class TrayHost::Watch {
                          [this](QDBusPendingCallWatcher* finished) {
                              const QDBusPendingReply<QDBusVariant> reply = *finished;
                              finished->deleteLater();
+                             if (!reply.isValid()) {
+                                 log::warning(log::Category::desktop,
+                                              "the StatusNotifierWatcher does not answer: " +
+                                                  describe(reply.error()));
+                             }
                              if (reply.isValid() && reply.value().variant().toBool()) {
                                  reportAppeared();
                              } else {

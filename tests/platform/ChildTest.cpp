@@ -4,6 +4,7 @@
 
 #include "tests/support/Collector.h"
 #include "tests/support/FakeClient.h"
+#include "tests/support/NoDescriptors.h"
 #include "tests/support/Waiting.h"
 
 #include <gmock/gmock.h>
@@ -15,7 +16,6 @@
 #include <filesystem>
 #include <pthread.h>
 #include <signal.h>
-#include <sys/resource.h>
 #include <unistd.h>
 #include <vector>
 
@@ -137,13 +137,8 @@ TEST_F(ChildTest, hasOnlyTheGivenEnvironment) {
 
 /// A pipe that is created while no descriptor is available.
 std::shared_ptr<Pipe> pipeWithoutDescriptors() {
-    rlimit limit{};
-    ::getrlimit(RLIMIT_NOFILE, &limit);
-    const rlimit none{3, limit.rlim_max};
-    ::setrlimit(RLIMIT_NOFILE, &none);
-    auto pipe = std::make_shared<Pipe>();
-    ::setrlimit(RLIMIT_NOFILE, &limit);
-    return pipe;
+    const NoDescriptors exhausted;
+    return std::make_shared<Pipe>();
 }
 
 TEST_F(ChildTest, doesNotStartWithAPipeThatCouldNotBeCreated) {

@@ -2,11 +2,14 @@
 #include "platform/EndRequests.h"
 
 #include "tests/support/EventLoop.h"
+#include "tests/support/LogRecorder.h"
+#include "tests/support/NoDescriptors.h"
 
 #include <QCoreApplication>
 #include <QEvent>
 
 #include <csignal>
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <memory>
 #include <thread>
@@ -80,6 +83,17 @@ TEST_F(EndRequestsTest, manySignalsAreOneRequest) {
     EXPECT_TRUE(isWanted());
     runPostedEvents();
     EXPECT_EQ(wanted_, 1);
+}
+
+TEST_F(EndRequestsTest, withoutADescriptorTheReasonIsLogged) {
+    const LogRecorder recorder;
+    {
+        const NoDescriptors exhausted;
+        listen();
+    }
+    EXPECT_THAT(recorder.messages(),
+                testing::Contains("warning kestrelnet.system: signals cannot be watched: Too many "
+                                  "open files"));
 }
 
 TEST_F(EndRequestsTest, aSignalMayArriveOnAnyThread) {

@@ -6,6 +6,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <cerrno>
+
 namespace kestrelnet {
 namespace {
 
@@ -43,6 +45,13 @@ TEST(LogTest, oneRuleSwitchesAllCategoriesOn) {
                             "warning kestrelnet.exitip: failed", "debug kestrelnet.settings: read",
                             "warning kestrelnet.system: launchctl \"ended\"",
                             "debug kestrelnet.desktop: S\xC3\xA3o"));
+}
+
+TEST(LogTest, appendsTheReasonOfTheSystem) {
+    const LogRecorder recorder;
+    log::warning(Category::system, "cannot start", {EACCES, std::generic_category()});
+    EXPECT_THAT(recorder.messages(),
+                ElementsAre("warning kestrelnet.system: cannot start: Permission denied"));
 }
 
 TEST(LogTest, rulesSelectCategoriesAndTypes) {

@@ -3,6 +3,8 @@
 
 #include "platform/Process.h"
 #include "tests/support/Collector.h"
+#include "tests/support/LogRecorder.h"
+#include "tests/support/NoDescriptors.h"
 #include "tests/support/Waiting.h"
 
 #include <gmock/gmock.h>
@@ -194,6 +196,41 @@ TEST_F(PipeTest, aReaderThreadEndsWithItsPipe) {
     EXPECT_TRUE(waitFor([&] { return runningThreads() <= threads; }));
 }
 
+TEST_F(PipeTest, aFailedReadIsTheEndAndLogged) {
+    const LogRecorder recorder;
+    const auto folder = FileHandle::create(::open("/", O_RDONLY | O_CLOEXEC));
+    EXPECT_EQ(folder->availableData(), "");
+    EXPECT_THAT(
+        recorder.messages(),
+        ElementsAre("warning kestrelnet.output: the output cannot be read: Is a directory"));
+}
+
+TEST_F(PipeTest, withoutADescriptorForTheWakeUpItReadsAndLogs) {
+    const LogRecorder recorder;
+    const auto collector = std::make_shared<Collector>();
+    {
+        const NoDescriptors exhausted;
+        handle->setReadabilityHandler(collector->handler());
+    }
+    write("read");
+    EXPECT_TRUE(waitFor([&] { return collector->text() == "read"; }));
+    EXPECT_THAT(
+        recorder.messages(),
+        ElementsAre("warning kestrelnet.output: the reader thread cannot be woken: Too many "
+                    "open files"));
+}
+
+TEST(PipeLifeTest, aPipeThatCannotBeCreatedIsLogged) {
+    const LogRecorder recorder;
+    {
+        const NoDescriptors exhausted;
+        const Pipe pipe;
+    }
+    EXPECT_THAT(recorder.messages(),
+                ElementsAre("warning kestrelnet.output: no pipe can be created for the output: Too "
+                            "many open files"));
+}
+
 TEST(PipeLifeTest, noThreadAndNoDescriptorIsLeft) {
     const std::size_t threads = runningThreads();
     const std::size_t descriptors = openDescriptors();
@@ -215,6 +252,7 @@ TEST(PipeLifeTest, aDestroyedPipeReportsTheEndToItsReader) {
 }
 
 TEST(GivenUpPipeTest, isAtItsEndAndHasNoReaderFromTheChildsStart) {
+    const LogRecorder recorder;
     const auto pipe = std::make_shared<Pipe>();
     const auto collector = Collector::attachTo(pipe->fileHandleForReading());
     pipe->closeReading();
@@ -228,6 +266,7 @@ TEST(GivenUpPipeTest, isAtItsEndAndHasNoReaderFromTheChildsStart) {
     child->waitUntilExit();
     EXPECT_EQ(child->terminationStatus(), SIGPIPE);
     EXPECT_THAT(collector->chunks(), testing::IsEmpty());
+    EXPECT_THAT(recorder.messages(), testing::IsEmpty());
 }
 
 } // namespace

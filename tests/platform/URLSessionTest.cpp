@@ -2,8 +2,10 @@
 #include "platform/URLSession.h"
 
 #include "tests/support/EventLoop.h"
+#include "tests/support/LogRecorder.h"
 #include "tests/support/TlsServer.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <arpa/inet.h>
@@ -21,6 +23,10 @@ namespace {
 
 constexpr std::size_t largestBody = 1024UL * 1024;
 
+using testing::Contains;
+using testing::HasSubstr;
+using testing::IsSupersetOf;
+using testing::Not;
 using Body = std::optional<std::string>;
 using Ending = TlsAnswer::Ending;
 
@@ -137,6 +143,23 @@ TEST_F(URLSessionTest, refusedConnectionFails) {
     EXPECT_EQ(get("https://127.0.0.1:" + std::to_string(port.number())), std::nullopt);
 }
 
+TEST_F(URLSessionTest, theReasonOfAFailureIsLogged) {
+    const LogRecorder recorder;
+    const RefusingPort port;
+    get("https://127.0.0.1:" + std::to_string(port.number()));
+    getAnswer({.body = std::string(largestBody + 1, 'x')});
+    EXPECT_THAT(recorder.messages(),
+                IsSupersetOf({"warning kestrelnet.exitip: the request failed: Connection refused",
+                              "warning kestrelnet.exitip: the request failed: the response is too "
+                              "large"}));
+}
+
+TEST_F(URLSessionTest, aSuccessLogsNothing) {
+    const LogRecorder recorder;
+    EXPECT_EQ(getAnswer({.status = 404, .body = "203.0.113.7"}), "203.0.113.7");
+    EXPECT_THAT(recorder.messages(), Not(Contains(HasSubstr("kestrelnet."))));
+}
+
 TEST_F(URLSessionTest, untrustedCertificateFails) {
     server.enqueue({.body = "203.0.113.7"});
     server.distrust();
@@ -189,6 +212,7 @@ TEST_F(URLSessionTest, sixLookupsRunAtATimeAndTheOthersWait) {
 
 TEST_F(URLSessionTest, lookupsBeyondAThousandWaitingOnesFail) {
     constexpr std::size_t accepted = 1006;
+    const LogRecorder recorder;
     server.serve("/", {.body = "203.0.113.7", .held = true});
     std::size_t failed = 0;
     for (std::size_t lookup = 0; lookup < accepted + 2; ++lookup) {
@@ -196,6 +220,9 @@ TEST_F(URLSessionTest, lookupsBeyondAThousandWaitingOnesFail) {
     }
     EXPECT_EQ(failed, 0U);
     EXPECT_TRUE(waitUntil([&] { return failed == 2; }));
+    EXPECT_THAT(
+        recorder.messages(),
+        Contains("warning kestrelnet.exitip: the request failed: too many requests wait").Times(2));
 }
 
 TEST_F(URLSessionTest, truncatedBodyFails) {

@@ -2,8 +2,10 @@
 #include "platform/UserDefaults.h"
 
 #include "platform/FileManager.h"
+#include "tests/support/LogRecorder.h"
 #include "tests/support/TemporaryFolder.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <filesystem>
@@ -17,6 +19,7 @@ namespace kestrelnet {
 namespace {
 
 using namespace std::string_literals;
+using testing::ElementsAre;
 
 constexpr std::string_view keyName = "kestrelnet_api_key";
 constexpr std::string_view switchName = "kestrelnet_auto_connect";
@@ -234,6 +237,28 @@ TEST_F(UserDefaultsTest, anUnusableFileHasNoValuesAndKeepsNone) {
         EXPECT_TRUE(std::filesystem::is_empty(folder.file("folder"))) << name;
         EXPECT_EQ(modeOf(folder.file("folder")), 0755U);
     }
+}
+
+TEST_F(UserDefaultsTest, aFailedWriteIsLoggedWithoutTheValue) {
+    const std::string unusable = folder.write("file", "text") + "/below";
+    UserDefaults defaults(unusable);
+    const LogRecorder recorder;
+    defaults.set(keyName, "dev_1234567");
+    EXPECT_THAT(
+        recorder.messages(),
+        ElementsAre("warning kestrelnet.settings: cannot create " + unusable + ": Not a directory",
+                    "warning kestrelnet.settings: the settings cannot be read or written"));
+}
+
+TEST_F(UserDefaultsTest, damageIsLoggedOnce) {
+    writeFile("[General]\nkestrelnet_api_key=dev_1234567\ngarbage\n");
+    UserDefaults defaults(path);
+    const LogRecorder recorder;
+    EXPECT_EQ(defaults.string(keyName), "dev_1234567");
+    defaults.set(switchName, true);
+    EXPECT_THAT(recorder.messages(),
+                ElementsAre("warning kestrelnet.settings: the settings are damaged; what cannot be "
+                            "read is missing"));
 }
 
 TEST_F(UserDefaultsTest, removesEverythingWithItsFileAndStaysUsable) {

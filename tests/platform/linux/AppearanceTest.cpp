@@ -2,6 +2,7 @@
 #include "platform/Appearance.h"
 
 #include "tests/support/EventLoop.h"
+#include "tests/support/LogRecorder.h"
 #include "tests/support/SessionBus.h"
 
 #include <QDBusVariant>
@@ -14,8 +15,11 @@
 namespace kestrelnet {
 namespace {
 
+using testing::Contains;
 using testing::ElementsAre;
 using testing::IsEmpty;
+using testing::Matches;
+using testing::StartsWith;
 
 [[maybe_unused]] auto* const bus = testing::AddGlobalTestEnvironment(new SessionBus);
 
@@ -174,6 +178,19 @@ TEST_F(AppearanceTest, treatsUnknownValuesAsNoPreference) {
         EXPECT_EQ(appearance_->colorScheme(), ColorScheme::noPreference);
     }
     EXPECT_THAT(changes_, IsEmpty());
+}
+
+TEST_F(AppearanceTest, aMissingPortalIsLogged) {
+    const LogRecorder recorder;
+    watch();
+    for (const char* key : {colorSchemeKey, contrastKey}) {
+        const std::string message = std::string("warning kestrelnet.desktop: cannot read the "
+                                                "desktop's ") +
+                                    key + " setting: org.freedesktop.DBus.Error.ServiceUnknown: ";
+        EXPECT_TRUE(waitUntil([&recorder, &message] {
+            return Matches(Contains(StartsWith(message)))(recorder.messages());
+        })) << message;
+    }
 }
 
 TEST_F(AppearanceTest, readsAPortalThatStartsLate) {

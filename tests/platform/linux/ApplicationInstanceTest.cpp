@@ -2,6 +2,8 @@
 #include "platform/ApplicationInstance.h"
 
 #include "tests/support/EventLoop.h"
+#include "tests/support/LogRecorder.h"
+#include "tests/support/NoDescriptors.h"
 #include "tests/support/SessionBus.h"
 
 #include <QDBusPendingCall>
@@ -10,9 +12,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <fcntl.h>
-#include <sys/resource.h>
-#include <unistd.h>
+#include <optional>
 #include <vector>
 
 namespace kestrelnet {
@@ -42,10 +42,10 @@ class Probe : public ChildProgram {
     }
 };
 
-/// An instance that receives requests and never answers.
-class MuteInstance : public QDBusVirtualObject {
+/// An instance that receives requests and does not accept them.
+class OtherInstance : public QDBusVirtualObject {
   public:
-    MuteInstance() {
+    OtherInstance() {
         EXPECT_TRUE(peer_.connection().registerVirtualObject(
             QStringLiteral("/com/kestrelnetvpn/app"), this));
         EXPECT_TRUE(peer_.connection().registerService(QStringLiteral("com.kestrelnetvpn.app")));
@@ -53,6 +53,7 @@ class MuteInstance : public QDBusVirtualObject {
 
     bool wasAsked() const { return asked_; }
     QString introspect(const QString& /*path*/) const override { return {}; }
+    /// Never answers.
     bool handleMessage(const QDBusMessage& /*message*/,
                        const QDBusConnection& /*connection*/) override {
         return asked_ = true;
@@ -61,6 +62,16 @@ class MuteInstance : public QDBusVirtualObject {
   private:
     BusPeer peer_;
     bool asked_ = false;
+};
+
+/// Answers with an error that repeats the link.
+class RepeatingInstance : public OtherInstance {
+  public:
+    bool handleMessage(const QDBusMessage& message, const QDBusConnection& connection) override {
+        OtherInstance::handleMessage(message, connection);
+        const QString link = message.arguments().constFirst().toStringList().constFirst();
+        return connection.send(message.createErrorReply(QStringLiteral("com.example.Error"), link));
+    }
 };
 
 TEST(ApplicationProcessesTest, theSecondActivatesTheFirst) {
@@ -126,17 +137,15 @@ TEST(ApplicationProcessesTest, aFrozenFirstThatCannotBeEndedIsReportedAtOnce) {
     first.freeze();
     ApplicationInstance second(name);
     ASSERT_EQ(second.acquire({}, std::chrono::milliseconds(300)), Acquisition::unresponsive);
-    rlimit before{};
-    ASSERT_EQ(::getrlimit(RLIMIT_NOFILE, &before), 0);
-    // Open descriptors stay usable, but the new one that endOther() needs is refused.
-    const int next = ::fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, 0);
-    ::close(next);
-    const rlimit exhausted{.rlim_cur = static_cast<rlim_t>(next), .rlim_max = before.rlim_max};
-    ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &exhausted), 0);
+    const LogRecorder recorder;
+    auto exhausted = std::make_optional<NoDescriptors>();
     const auto start = std::chrono::steady_clock::now();
     EXPECT_FALSE(second.endOther(std::chrono::seconds(10)));
     EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(5));
-    ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &before), 0);
+    exhausted.reset();
+    EXPECT_THAT(recorder.messages(),
+                ElementsAre("warning kestrelnet.desktop: the other process cannot be opened: Too "
+                            "many open files"));
     first.thaw();
     EXPECT_EQ(first.readLine(), "activate");
 }
@@ -166,12 +175,24 @@ TEST(ApplicationProcessesTest, acquiringHasADefaultTimeLimit) {
 }
 
 TEST(ApplicationProcessesTest, theSecondTakesOverWhenTheFirstEndsWithoutAnAnswer) {
-    auto first = std::make_unique<MuteInstance>();
+    auto first = std::make_unique<OtherInstance>();
     Probe second({"kestrelnet:kept"});
     ASSERT_TRUE(waitUntil([&first] { return first->wasAsked(); }));
     first.reset();
     EXPECT_EQ(second.readLine(), "acquired");
     EXPECT_EQ(second.readLine(), "open kestrelnet:kept");
+}
+
+TEST(ApplicationProcessesTest, theLogDoesNotRepeatALinkThatTheFirstRefuses) {
+    const RepeatingInstance first;
+    // The probe's standard error goes to its standard output.
+    ChildProgram second({"/bin/sh", "-c", "exec \"$0\" \"$@\" 2>&1", KESTRELNET_INSTANCE_PROBE,
+                         "10000", "kestrelnet://setup?key=dev_1234567"},
+                        {{"QT_LOGGING_RULES", "kestrelnet.*=true"}});
+    ASSERT_TRUE(waitUntil([&first] { return first.wasAsked(); }));
+    EXPECT_EQ(second.readLine(), "kestrelnet.desktop: the running instance does not take the "
+                                 "request: com.example.Error");
+    EXPECT_EQ(second.readLine(), "unresponsive");
 }
 
 TEST(ApplicationProcessesTest, theNameIsFreeAfterTheFirstHasEnded) {

@@ -1,10 +1,14 @@
 // SPDX-License-Identifier: MIT
 #include "platform/linux/HeldProcess.h"
 
+#include "tests/support/LogRecorder.h"
+#include "tests/support/NoDescriptors.h"
+
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <csignal>
-#include <sys/resource.h>
+#include <optional>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -66,17 +70,18 @@ TEST_F(HeldProcessTest, anUnusedIdentifierIsMissing) {
 }
 
 TEST_F(HeldProcessTest, withoutADescriptorItFailsAtOnce) {
-    rlimit before{};
-    ASSERT_EQ(::getrlimit(RLIMIT_NOFILE, &before), 0);
-    const rlimit none{.rlim_cur = 0, .rlim_max = before.rlim_max};
-    ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &none), 0);
+    const LogRecorder recorder;
+    auto exhausted = std::make_optional<NoDescriptors>();
     const HeldProcess process(child);
-    ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &before), 0);
+    exhausted.reset();
     EXPECT_EQ(process.state(), HeldProcess::State::unsupported);
     EXPECT_FALSE(process.kill(SIGTERM));
     const auto start = std::chrono::steady_clock::now();
     EXPECT_FALSE(process.endsWithin(10s));
     EXPECT_LT(std::chrono::steady_clock::now() - start, 5s);
+    EXPECT_THAT(recorder.messages(),
+                testing::ElementsAre("warning kestrelnet.desktop: the other process cannot be "
+                                     "opened: Too many open files"));
 }
 
 } // namespace

@@ -5,19 +5,38 @@
 #include "platform/TrayHost.h"
 
 #include "tests/support/EventLoop.h"
+#include "tests/support/LogRecorder.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
+
+#include <optional>
+#include <string>
+#include <vector>
 
 namespace kestrelnet {
 namespace {
 
+using testing::IsSupersetOf;
+using testing::StartsWith;
+
 class NoSessionBus : public testing::Environment {
+  public:
+    std::vector<std::string> messages() const { return recorder_->messages(); }
+
+  private:
     void SetUp() override {
         ASSERT_EQ(::setenv("DBUS_SESSION_BUS_ADDRESS", "unix:path=/nonexistent/bus", 1), 0);
+        recorder_.emplace();
     }
+    void TearDown() override { recorder_.reset(); }
+
+    /// For the whole program, because only the first use of the bus reports that there is none.
+    std::optional<LogRecorder> recorder_;
 };
 
-[[maybe_unused]] auto* const noBus = testing::AddGlobalTestEnvironment(new NoSessionBus);
+auto* const noBus = new NoSessionBus;
+[[maybe_unused]] auto* const environment = testing::AddGlobalTestEnvironment(noBus);
 
 TEST(NoSessionBusTest, reportsNoTray) {
     bool appeared = false;
@@ -35,6 +54,11 @@ TEST(NoSessionBusTest, anInstanceRunsWithoutABus) {
     instance.setHandlers(
         {.activate = {}, .open = [&opened](std::string url) { opened = std::move(url); }});
     EXPECT_TRUE(waitUntil([&opened] { return opened == "kestrelnet:a"; }));
+    EXPECT_THAT(noBus->messages(),
+                IsSupersetOf({StartsWith("warning kestrelnet.desktop: the session bus is not "
+                                         "available: org.freedesktop.DBus.Error."),
+                              StartsWith("warning kestrelnet.desktop: cannot register the "
+                                         "application on the session bus")}));
 }
 
 TEST(NoSessionBusTest, reportsNoPreference) {

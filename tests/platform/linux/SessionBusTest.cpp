@@ -4,10 +4,12 @@
 #include "platform/ApplicationInstance.h"
 #include "platform/linux/SessionBusSignal.h"
 #include "tests/support/EventLoop.h"
+#include "tests/support/LogRecorder.h"
 #include "tests/support/SessionBus.h"
 
 #include <QDBusConnectionInterface>
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 namespace kestrelnet {
@@ -57,6 +59,7 @@ TEST_F(SessionBusTest, theInstanceGetsItsNameBack) {
 TEST_F(SessionBusTest, anotherProcessThatTakesTheNameKeepsIt) {
     ApplicationInstance instance("com.kestrelnetvpn.app");
     ASSERT_EQ(instance.acquire(), ApplicationInstance::Acquisition::acquired);
+    const LogRecorder recorder;
     bus->restart();
     BusPeer other;
     ASSERT_TRUE(other.connection().registerService(QStringLiteral("com.kestrelnetvpn.app")));
@@ -68,6 +71,14 @@ TEST_F(SessionBusTest, anotherProcessThatTakesTheNameKeepsIt) {
                   .value()
                   .toStdString(),
               other.connection().baseService().toStdString());
+    for (const char* message :
+         {"warning kestrelnet.desktop: the connection to the session bus is lost",
+          "debug kestrelnet.desktop: connected to the session bus again",
+          "warning kestrelnet.desktop: another process has taken the name of the application"}) {
+        EXPECT_TRUE(waitUntil([&recorder, message] {
+            return testing::Matches(testing::Contains(message))(recorder.messages());
+        })) << message;
+    }
 }
 
 TEST_F(SessionBusTest, signalsArriveAgainAndTheReturnCallsBack) {

@@ -2,11 +2,13 @@
 #include "platform/TrayHost.h"
 
 #include "tests/support/EventLoop.h"
+#include "tests/support/LogRecorder.h"
 #include "tests/support/SessionBus.h"
 
 #include <QDBusVariant>
 #include <QDBusVirtualObject>
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <memory>
 
@@ -92,6 +94,16 @@ TEST_F(TrayHostTest, findsAWatcherAndHostThatStartLate) {
     const FakeWatcher watcher(true);
     EXPECT_TRUE(waitForAppeared());
     EXPECT_EQ(absent_, 1);
+}
+
+TEST_F(TrayHostTest, aMissingWatcherIsLogged) {
+    const LogRecorder recorder;
+    watch();
+    ASSERT_TRUE(waitForAbsent());
+    EXPECT_THAT(recorder.messages(),
+                testing::Contains(testing::StartsWith(
+                    "warning kestrelnet.desktop: the StatusNotifierWatcher does not answer: "
+                    "org.freedesktop.DBus.Error.NameHasNoOwner: ")));
 }
 
 TEST_F(TrayHostTest, findsAHostThatRegistersLate) {
