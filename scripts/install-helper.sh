@@ -1,15 +1,15 @@
 #!/bin/bash
 # SPDX-License-Identifier: MIT
-# Installs the privileged helper, and with it the tunnel client that it runs.
+# Installs the privileged helper and a copy of the tunnel client that the helper runs.
 #
-# To be run as root, without arguments: the application does so behind the administrator prompt, an
-# administrator by "sudo". It stands beside the application, in Contents/Resources of its bundle or
-# in the scripts folder of its source tree.
+# Must run as root, without arguments. The application runs it through the administrator prompt; an
+# administrator can run it with sudo. It is located in Contents/Resources of the application's
+# bundle, or in the scripts folder of the source tree.
 #
-# The helper runs one client only, the copy made here: what a user could replace afterwards must
-# never run as root. The client is looked for where the application looks for it: in the bundle, in
-# the folder .kestrelnet of the user who asked (PKEXEC_UID or SUDO_UID), in /usr/local/bin. A newer
-# client reaches the helper by running this again, at any time: a tunnel that runs goes on.
+# The helper runs only the copy that this script makes, because root must never run a file that a
+# user can replace. The script searches for the client where the application does: in the bundle,
+# in the folder .kestrelnet of the user who asked (PKEXEC_UID or SUDO_UID), in /usr/local/bin. To
+# update the client, run the script again. A running tunnel is not interrupted.
 set -euo pipefail
 PATH=/usr/sbin:/usr/bin:/sbin:/bin
 export PATH LC_ALL=C
@@ -27,7 +27,7 @@ fail() {
     exit 1
 }
 
-# What differs between the systems. facts FILE: its owner, group and mode.
+# System-specific commands. facts FILE prints the owner, the group and the mode of FILE.
 if [[ $(uname -s) == Darwin ]]; then
     group=wheel
     facts() { stat -f '%Su:%Sg %Mp%Lp' -- "$1"; }
@@ -60,10 +60,10 @@ find_bundle() {
             return
         fi
     done
-    fail "there is no application beside $here; build it first (scripts/run does)"
+    fail "there is no application next to $here. Build it first, for example with scripts/run"
 }
 
-# The user who asked, and where he lives; nothing when root itself did.
+# Sets `user`, `user_group` and `home` for the user who asked; `home` is empty if there is none.
 find_user() {
     user=${PKEXEC_UID:-${SUDO_UID:-}}
     user_group=
@@ -75,8 +75,8 @@ find_user() {
     fi
 }
 
-# Sets `source` to the client, and `reader` to the rights that it is read with: a user's own is
-# read as that user, so that nothing is copied that he could not read himself.
+# Sets `source` to the client's path and `reader` to the function that reads it. A client in the
+# user's home is read as that user, so that the copy reveals no file that the user cannot read.
 find_client() {
     local own=$home/.kestrelnet/kestrelnet-client
     reader=as_root
@@ -89,43 +89,44 @@ find_client() {
     fi
     source=/usr/local/bin/kestrelnet-client
     [[ ! -e $source ]] || return 0
-    fail "there is no kestrelnet-client to install. It was looked for at" \
+    fail "there is no kestrelnet-client to install. It was searched for at" \
         "$bundle/Contents/Resources/kestrelnet-client, ${home:+$own, }and $source"
 }
 
-# Makes sure that nobody but root can change what lies in the folder.
+# Creates the target folder, and fails if a user other than root can change its content.
 prepare_folder() {
     local part
     for part in / /Library "$folder"; do
         [[ -L $part || -d $part ]] || mkdir -m 0755 -- "$part"
         if [[ -L $part || ! -d $part ]]; then
-            fail "$part is not a folder. Take it away, then install again"
+            fail "$part is not a folder. Remove it, then install again"
         fi
         if [[ $(facts "$part") != root:*' '*[0145][0145] ]]; then
-            fail "$part could be changed by others than root. Make it root's with mode 755," \
-                "then install again"
+            fail "$part can be changed by users other than root. Make root its owner and 755" \
+                "its mode, then install again"
         fi
     done
     if forbids_root "$folder"; then
-        fail "the helper could not work at $folder: the file system there is mounted \"nosuid\""
+        fail "the helper cannot work in $folder: its file system is mounted \"nosuid\""
     fi
 }
 
-# stage READER FILE TARGET: copies FILE to beside TARGET; `staged` is the copy.
+# stage READER FILE TARGET: copies FILE to a temporary file in the folder of TARGET, and sets
+# `staged` to its path.
 stage() {
     if [[ -d $3 && ! -L $3 ]]; then
-        fail "$3 is a folder. Take it away, then install again"
+        fail "$3 is a folder. Remove it, then install again"
     fi
     "$1" test -f "$2" || fail "$2 is not a file"
-    "$1" test -r "$2" || fail "$2 cannot be read with the rights of the user who asked"
+    "$1" test -r "$2" || fail "$2 cannot be read as the user who asked"
     staged=$(mktemp -- "$folder/.${3##*/}.XXXXXX")
     stages+=("$staged")
     "$1" cat -- "$2" >"$staged" </dev/null 2>/dev/null || fail "$2 could not be copied"
     [[ -s $staged ]] || fail "$2 is empty"
 }
 
-# put STAGED TARGET MODE: in one step, so that there is never half a program, and one that runs
-# keeps its file.
+# put STAGED TARGET MODE: replaces TARGET with one rename. TARGET is always complete, and a running
+# program keeps its file.
 put() {
     chown "root:$group" -- "$1"
     chmod "$3" -- "$1"
@@ -133,12 +134,12 @@ put() {
     mv -f -- "$1" "$2"
     [[ -f $2 && ! -L $2 && $(facts "$2") == "root:$group $3" ]] || {
         rm -f -- "$2"
-        fail "$2 did not become root's with mode $3"
+        fail "$2 does not have root as its owner and the mode $3"
     }
 }
 
 [[ $# == 0 ]] || fail "install-helper.sh takes no arguments"
-[[ $EUID == 0 ]] || fail "installing the helper needs root's rights; run it with sudo"
+[[ $EUID == 0 ]] || fail "the helper must be installed as root; run this script with sudo"
 
 stages=()
 trap 'rm -f -- ${stages[@]+"${stages[@]}"}' EXIT
@@ -151,7 +152,7 @@ staged_client=$staged
 stage as_root "$bundle/Contents/Helpers/${helper##*/}" "$helper"
 staged_helper=$staged
 
-# The client first: there is never a helper without one.
+# Installs the client first, so that there is never a helper without a client.
 put "$staged_client" "$client" 0755
 say "installed $client, a copy of $source"
 put "$staged_helper" "$helper" 4755
