@@ -19,12 +19,27 @@ umask 022
 folder=/Library/PrivilegedHelperTools
 helper=$folder/com.kestrelnetvpn.tunnel
 client=$folder/kestrelnet-client
+largest_mib=256
 
 say() { printf 'Kestrelnet: %s.\n' "$*"; }
 
 fail() {
     say "$*" >&2
     exit 1
+}
+
+# Closes what the caller left open. The processes that run as the user inherit descriptors, and the
+# user can duplicate the descriptors of such a process and keep them.
+close_descriptors() {
+    exec </dev/null
+    local path descriptor
+    for path in /dev/fd/*; do
+        descriptor=${path##*/}
+        # bash moves the descriptor of this script out of the way.
+        if ((descriptor > 2)); then
+            eval "exec $descriptor>&-"
+        fi
+    done
 }
 
 # System-specific commands. facts FILE prints the owner, the group and the mode of FILE.
@@ -82,7 +97,7 @@ find_client() {
     reader=as_root
     source=$bundle/Contents/Resources/kestrelnet-client
     [[ ! -e $source ]] || return 0
-    if [[ $home ]] && as_user test -e "$own"; then
+    if [[ $home ]] && as_user test -e "$own" >/dev/null 2>&1; then
         source=$own
         reader=as_user
         return
@@ -117,11 +132,15 @@ stage() {
     if [[ -d $3 && ! -L $3 ]]; then
         fail "$3 is a folder. Remove it, then install again"
     fi
-    "$1" test -f "$2" || fail "$2 is not a file"
-    "$1" test -r "$2" || fail "$2 cannot be read as the user who asked"
+    "$1" test -f "$2" >/dev/null 2>&1 || fail "$2 is not a file"
+    "$1" test -r "$2" >/dev/null 2>&1 || fail "$2 cannot be read as the user who asked"
     staged=$(mktemp -- "$folder/.${3##*/}.XXXXXX")
     stages+=("$staged")
-    "$1" cat -- "$2" >"$staged" </dev/null 2>/dev/null || fail "$2 could not be copied"
+    # The user's process writes to a pipe. Only root's head has the temporary file open.
+    local limit=$((largest_mib << 20)) complete=yes
+    "$1" cat -- "$2" 2>/dev/null | head -c $((limit + 1)) >"$staged" 2>/dev/null || complete=
+    (($(wc -c <"$staged") <= limit)) || fail "$2 is larger than $largest_mib MiB"
+    [[ $complete ]] || fail "$2 could not be copied"
     [[ -s $staged ]] || fail "$2 is empty"
 }
 
@@ -141,6 +160,7 @@ put() {
 [[ $# == 0 ]] || fail "install-helper.sh takes no arguments"
 [[ $EUID == 0 ]] || fail "the helper must be installed as root; run this script with sudo"
 
+close_descriptors
 stages=()
 trap 'rm -f -- ${stages[@]+"${stages[@]}"}' EXIT
 find_bundle
