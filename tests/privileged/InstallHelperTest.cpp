@@ -11,6 +11,7 @@
 namespace kestrelnet {
 namespace {
 
+using testing::HasSubstr;
 using testing::StartsWith;
 
 namespace fs = std::filesystem;
@@ -67,6 +68,7 @@ TEST_F(InstallHelperTest, aSecondInstallationReplacesBothFiles) {
     ASSERT_EQ(::stat(helper.c_str(), &before), 0);
     const int held = ::open(helper.c_str(), O_RDONLY | O_CLOEXEC);
     write(systemClient, "second");
+    changeBundledHelper();
     EXPECT_EQ(run().status, 0);
     expectInstalled("second");
     struct stat after {};
@@ -79,6 +81,22 @@ TEST_F(InstallHelperTest, aSecondInstallationReplacesBothFiles) {
     ::close(held);
 }
 
+TEST_F(InstallHelperTest, aSecondInstallationKeepsAnUnchangedHelper) {
+    write(systemClient, "first");
+    EXPECT_EQ(run().status, 0);
+    struct stat before {};
+    ASSERT_EQ(::stat(helper.c_str(), &before), 0);
+    write(systemClient, "second");
+    EXPECT_EQ(run().output, "Kestrelnet: installed " + client + ", a copy of " + systemClient +
+                                ".\nKestrelnet: kept " + helper +
+                                ", which lets every user of this computer run that client as "
+                                "root.\n");
+    expectInstalled("second");
+    struct stat after {};
+    ASSERT_EQ(::stat(helper.c_str(), &after), 0);
+    EXPECT_EQ(before.st_ino, after.st_ino);
+}
+
 TEST_F(InstallHelperTest, aRunningHelperContinuesDuringAReinstallation) {
     const FakeClient first("script");
     first.installProgramAt(systemClient);
@@ -87,6 +105,7 @@ TEST_F(InstallHelperTest, aRunningHelperContinuesDuringAReinstallation) {
     UserProgram running(helper);
     ASSERT_TRUE(waitFor([&] { return first.isReady(); }));
     write(systemClient, "#!/bin/sh\nexit 5\n");
+    changeBundledHelper();
     EXPECT_EQ(run().status, 0);
     UserProgram next(helper);
     EXPECT_EQ(next.waitStatus(), W_EXITCODE(5, 0));
@@ -110,6 +129,31 @@ TEST_F(InstallHelperTest, aHelperStartedDuringAReinstallationWorks) {
         UserProgram program(helper);
         ASSERT_EQ(program.waitStatus(), W_EXITCODE(5, 0)) << program.output();
     }
+}
+
+TEST_F(InstallHelperTest, aHelperStartedDuringItsReplacementWorksOrRefuses) {
+    write(systemClient, "#!/bin/sh\nexit 5\n");
+    EXPECT_EQ(run().status, 0);
+    const pid_t installer = ::fork();
+    if (installer == 0) {
+        for (int round = 0; round < 10; ++round) {
+            changeBundledHelper();
+            run();
+        }
+        ::_exit(0);
+    }
+    int worked = 0;
+    int status = 0;
+    while (::waitpid(installer, &status, WNOHANG) == 0) {
+        UserProgram program(helper);
+        if (program.waitStatus() == W_EXITCODE(5, 0)) {
+            ++worked;
+        } else {
+            EXPECT_THAT(program.output(), HasSubstr("its file lacks the set-user-ID bit"));
+        }
+    }
+    EXPECT_GT(worked, 0);
+    expectInstalled("#!/bin/sh\nexit 5\n");
 }
 
 TEST_F(InstallHelperTest, replacesLinksAtTheTargetsWithoutFollowingThem) {

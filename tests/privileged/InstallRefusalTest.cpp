@@ -88,8 +88,10 @@ TEST_F(InstallOwnClientTest, followsALinkToAFileThatTheUserCanRead) {
 
 TEST_F(InstallRefusalTest, refusesArguments) {
     write(systemClient, "a client");
-    expectRefusal(run({}, "--help"), "install-helper.sh takes no arguments");
-    expectRefusal(run({}, "''"), "install-helper.sh takes no arguments");
+    expectRefusal(run({}, "--help"), "the only argument of install-helper.sh is \"upgrade\"");
+    expectRefusal(run({}, "upgrade upgrade"),
+                  "the only argument of install-helper.sh is \"upgrade\"");
+    expectRefusal(run({}, "''"), "the only argument of install-helper.sh is \"upgrade\"");
 }
 
 TEST_F(InstallRefusalTest, refusesToRunWithoutRootRights) {

@@ -35,6 +35,8 @@ class InstallTest : public testing::Test {
 
     /// Writes a file and creates its parent folders.
     static void write(const std::string& path, const std::string& text, mode_t mode = 0755);
+    /// Makes the bundle's helper another file that works in the same way.
+    static void changeBundledHelper();
     /// Returns "uid:gid mode" of the regular file at `path`.
     static std::string facts(const std::string& path);
     /// Returns the names in the folder at `path`; none when it does not exist.

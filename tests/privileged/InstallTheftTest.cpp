@@ -108,6 +108,10 @@ class Thief {
 
 class InstallTheftTest : public InstallTest {
   protected:
+    /// Opens a script in place of cat that does the same for root.
+    static inline const std::string unlessRoot =
+        "#!/bin/sh\n[ $(id -u) != 0 ] || exec /usr/bin/cat.real \"$@\"\n";
+
     void TearDown() override { fs::remove_all(rootWorld::user.home + "/.kestrelnet"); }
 };
 
@@ -162,7 +166,7 @@ TEST_F(InstallTheftTest, readsNoMoreThanAClientsGreatestSize) {
     fs::create_directory("/Library");
     ASSERT_EQ(::mount("tmpfs", "/Library", "tmpfs", 0, "mode=0755,size=300m"), 0);
     fs::rename("/usr/bin/cat", "/usr/bin/cat.real");
-    write("/usr/bin/cat", "#!/bin/sh\nexec /usr/bin/cat.real /dev/zero\n");
+    write("/usr/bin/cat", unlessRoot + "exec /usr/bin/cat.real /dev/zero\n");
     const Outcome outcome = runFor(rootWorld::user);
     fs::rename("/usr/bin/cat.real", "/usr/bin/cat");
     expectRefusal(outcome, ownClient + " is larger than 256 MiB");
@@ -172,7 +176,7 @@ TEST_F(InstallTheftTest, readsNoMoreThanAClientsGreatestSize) {
 TEST_F(InstallTheftTest, refusesAClientThatCannotBeReadToItsEnd) {
     write(ownClient, "a client");
     fs::rename("/usr/bin/cat", "/usr/bin/cat.real");
-    write("/usr/bin/cat", "#!/bin/sh\necho half of it\nexit 1\n");
+    write("/usr/bin/cat", unlessRoot + "echo half of it\nexit 1\n");
     const Outcome outcome = runFor(rootWorld::user);
     fs::rename("/usr/bin/cat.real", "/usr/bin/cat");
     expectRefusal(outcome, ownClient + " could not be copied");
