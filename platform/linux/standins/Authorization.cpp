@@ -57,13 +57,13 @@ void removeRunFiles() {
     }
 }
 
-[[noreturn]] void becomePkexec(const char* pkexec, const std::string& runner,
+[[noreturn]] void becomePkexec(const char* pkexec, const std::string& runner, const char* purpose,
                                const std::string& command, int owner, int errors) {
     signals::reset();
     ::dup2(owner, STDIN_FILENO);
     ::dup2(errors, STDERR_FILENO);
-    const char* const arguments[] = {"pkexec", "--disable-internal-agent", runner.c_str(),
-                                     command.c_str(), nullptr};
+    const char* const arguments[] = {
+        "pkexec", "--disable-internal-agent", runner.c_str(), purpose, command.c_str(), nullptr};
     // It looks hard at what it is given, and refuses what it finds odd.
     const char* const environment[] = {"PATH=/usr/sbin:/usr/bin:/sbin:/bin", "LANG=C.UTF-8",
                                        nullptr};
@@ -73,7 +73,8 @@ void removeRunFiles() {
 
 class Request {
   public:
-    bool start(const char* pkexec, const std::string& runner, const std::string& command);
+    bool start(const char* pkexec, const std::string& runner, const char* purpose,
+               const std::string& command);
     int serve();
 
   private:
@@ -101,7 +102,8 @@ class Request {
     std::string held_;
 };
 
-bool Request::start(const char* pkexec, const std::string& runner, const std::string& command) {
+bool Request::start(const char* pkexec, const std::string& runner, const char* purpose,
+                    const std::string& command) {
     starter_ = privileged::watchStarter();
     if (starter_ < 0) {
         refuse("what asked for administrator rights has ended");
@@ -123,7 +125,7 @@ bool Request::start(const char* pkexec, const std::string& runner, const std::st
     }
     pkexec_ = ::fork();
     if (pkexec_ == 0) {
-        becomePkexec(pkexec, runner, command, line[1], errors[1]);
+        becomePkexec(pkexec, runner, purpose, command, line[1], errors[1]);
     }
     ::close(line[1]);
     ::close(errors[1]);
@@ -279,9 +281,10 @@ int Request::result() const {
 
 } // namespace
 
-int runAsAdministrator(const char* pkexec, const std::string& runner, const std::string& command) {
+int runAsAdministrator(const char* pkexec, const std::string& runner, const char* purpose,
+                       const std::string& command) {
     Request request;
-    return request.start(pkexec, runner, command) ? request.serve() : EXIT_FAILURE;
+    return request.start(pkexec, runner, purpose, command) ? request.serve() : EXIT_FAILURE;
 }
 
 } // namespace kestrelnet

@@ -4,6 +4,7 @@
 #include "platform/linux/standins/AppleScriptStatement.h"
 #include "platform/linux/standins/Authorization.h"
 #include "privileged/CleanState.h"
+#include "privileged/Purpose.h"
 
 #include <array>
 #include <cstdio>
@@ -42,5 +43,7 @@ int main(int count, char** arguments) {
         return refuse("syntax error: this is no \"do shell script\" statement with administrator "
                       "privileges");
     }
-    return runAsAdministrator(KESTRELNET_PKEXEC, besideThis("kestrelnet-run"), *command);
+    const char* const purpose =
+        privileged::purpose::of(*command, ::getuid(), privileged::purpose::ownBundle());
+    return runAsAdministrator(KESTRELNET_PKEXEC, besideThis("kestrelnet-run"), purpose, *command);
 }
