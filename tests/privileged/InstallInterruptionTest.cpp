@@ -52,7 +52,7 @@ class InstallInterruptionTest : public InstallTest {
         std::vector<std::string> found;
         for (const std::string& name : names(folder)) {
             struct stat status {};
-            const std::string path = folder + '/' + name;
+            const std::string path = inFolder(name);
             if (::lstat(path.c_str(), &status) == 0 && (status.st_mode & S_ISUID) != 0 &&
                 (path != helper || !fs::exists(client))) {
                 found.push_back(path);
@@ -65,7 +65,7 @@ class InstallInterruptionTest : public InstallTest {
     static std::string state() {
         std::vector<std::string> lines;
         for (const std::string& name : names(folder)) {
-            const std::string path = folder + '/' + name;
+            const std::string path = inFolder(name);
             lines.push_back((name.front() == '.' ? fs::path(name).stem().string() : name) + ' ' +
                             facts(path) + ' ' + std::to_string(fs::file_size(path)));
         }
@@ -135,8 +135,8 @@ TEST_F(InstallInterruptionTest, hasNoUnsafeFileAtAnyMoment) {
 }
 
 TEST_F(InstallInterruptionTest, removesWhatAnEarlierInterruptionLeft) {
-    write(folder + "/.com.kestrelnetvpn.tunnel.a1B2c3", "a helper", 04755);
-    write(folder + "/.kestrelnet-client.Zz09aA", "a client");
+    write(temporary(helper), "a helper", 04755);
+    write(temporary(client), "a client");
     EXPECT_EQ(run().status, 0);
     expectInstalled("a client");
 }

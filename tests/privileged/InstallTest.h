@@ -35,6 +35,10 @@ class InstallTest : public testing::Test {
 
     /// Writes a file and creates its parent folders.
     static void write(const std::string& path, const std::string& text, mode_t mode = 0755);
+    /// The path of `name` in the folder.
+    static std::string inFolder(const std::string& name);
+    /// The path of a temporary file for `target`, as an interrupted installation leaves it.
+    static std::string temporary(const std::string& target);
     /// Makes the bundle's helper another file that works in the same way.
     static void changeBundledHelper();
     /// Returns "uid:gid mode" of the regular file at `path`.

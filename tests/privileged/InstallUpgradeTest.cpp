@@ -128,7 +128,7 @@ TEST_F(InstallUpgradeTest, thePackageDoesNotUpdateAHelperThatOthersCanChange) {
 }
 
 TEST_F(InstallUpgradeTest, theRemovalOfThePackageRemovesTheHelperAndItsClient) {
-    write(folder + "/.com.kestrelnetvpn.tunnel.a1B2c3", "left by an interrupted installation");
+    write(temporary(helper), "from an interrupted installation");
     const Outcome outcome = runAfterRemoval();
     EXPECT_EQ(outcome.status, 0);
     EXPECT_EQ(outcome.output + outcome.errors, "");

@@ -30,6 +30,14 @@ class PromptPurposeTest : public PromptTest {
         return "/bin/bash '" + rootWorld::bundle + "/Contents/Resources/install-helper.sh'";
     }
 
+    /// The command of a connect with its files in `folder`.
+    static std::string connection(const std::string& folder) {
+        std::string command = folder;
+        return command.append("kestrelnet-launcher.sh > ")
+            .append(folder)
+            .append("kestrelnet-output.fifo 2>&1");
+    }
+
     /// The next request that the agent gets.
     static std::string request(ChildProgram& agent) { return agent.readLine().value_or("none"); }
 
@@ -112,8 +120,7 @@ TEST_F(PromptPurposeTest, showsAnyOtherCommand) {
     fs::permissions(theirs, fs::perms::owner_all);
     ASSERT_EQ(::chown(theirs.c_str(), rootWorld::stranger.uid, rootWorld::stranger.gid), 0);
     for (const std::string& command :
-         {removal + " /etc/nothing", installation() + " --help",
-          theirs + "kestrelnet-launcher.sh > " + theirs + "kestrelnet-output.fifo 2>&1"}) {
+         {removal + " /etc/nothing", installation() + " --help", connection(theirs)}) {
         runScript(command);
         EXPECT_THAT(request(agent), HasSubstr(action + "run-as-root"));
         EXPECT_EQ(request(agent), "answered SUCCESS");
@@ -131,14 +138,12 @@ TEST_F(PromptPurposeTest, showsALongCommandWhole) {
 TEST_F(PromptPurposeTest, refusesACommandThatDoesNotFitItsPurpose) {
     ChildProgram& agent = world.startAgent("right");
     const std::string own = "/run/user/" + std::to_string(rootWorld::user.uid) + '/';
-    const std::string connection =
-        own + "kestrelnet-launcher.sh > " + own + "kestrelnet-output.fifo 2>&1";
     const std::string evil = "touch /tmp/evil";
     for (const auto& [purpose, id, command] :
          {std::tuple{"connect", "connect", evil}, std::tuple{"connect", "connect", removal},
-          std::tuple{"connect", "connect", connection + "; " + evil},
+          std::tuple{"connect", "connect", connection(own).append("; ").append(evil)},
           std::tuple{"install", "install-helper", evil},
-          std::tuple{"install", "install-helper", connection},
+          std::tuple{"install", "install-helper", connection(own)},
           std::tuple{"remove", "remove-helper", evil},
           std::tuple{"remove", "remove-helper", installation()}}) {
         EXPECT_EQ(runFor(purpose, command), "Kestrelnet: this is not a command of the purpose that "
