@@ -4,6 +4,7 @@
 #include "platform/FileManager.h"
 #include "platform/RunFiles.h"
 #include "privileged/Lifeline.h"
+#include "privileged/Purpose.h"
 #include "privileged/Signals.h"
 #include "privileged/Starter.h"
 
@@ -57,11 +58,14 @@ void removeRunFiles() {
     }
 }
 
-[[noreturn]] void becomePkexec(const char* pkexec, const std::string& runner, const char* purpose,
+[[noreturn]] void becomePkexec(const char* pkexec, const std::string& runner,
                                const std::string& command, int owner, int errors) {
     signals::reset();
     ::dup2(owner, STDIN_FILENO);
     ::dup2(errors, STDERR_FILENO);
+    // pkexec selects the message of the prompt by the purpose.
+    const char* const purpose =
+        privileged::purpose::of(command, ::getuid(), privileged::purpose::ownBundle());
     const char* const arguments[] = {
         "pkexec", "--disable-internal-agent", runner.c_str(), purpose, command.c_str(), nullptr};
     // It looks hard at what it is given, and refuses what it finds odd.
@@ -73,8 +77,7 @@ void removeRunFiles() {
 
 class Request {
   public:
-    bool start(const char* pkexec, const std::string& runner, const char* purpose,
-               const std::string& command);
+    bool start(const char* pkexec, const std::string& runner, const std::string& command);
     int serve();
 
   private:
@@ -102,8 +105,7 @@ class Request {
     std::string held_;
 };
 
-bool Request::start(const char* pkexec, const std::string& runner, const char* purpose,
-                    const std::string& command) {
+bool Request::start(const char* pkexec, const std::string& runner, const std::string& command) {
     starter_ = privileged::watchStarter();
     if (starter_ < 0) {
         refuse("what asked for administrator rights has ended");
@@ -125,7 +127,7 @@ bool Request::start(const char* pkexec, const std::string& runner, const char* p
     }
     pkexec_ = ::fork();
     if (pkexec_ == 0) {
-        becomePkexec(pkexec, runner, purpose, command, line[1], errors[1]);
+        becomePkexec(pkexec, runner, command, line[1], errors[1]);
     }
     ::close(line[1]);
     ::close(errors[1]);
@@ -281,10 +283,9 @@ int Request::result() const {
 
 } // namespace
 
-int runAsAdministrator(const char* pkexec, const std::string& runner, const char* purpose,
-                       const std::string& command) {
+int runAsAdministrator(const char* pkexec, const std::string& runner, const std::string& command) {
     Request request;
-    return request.start(pkexec, runner, purpose, command) ? request.serve() : EXIT_FAILURE;
+    return request.start(pkexec, runner, command) ? request.serve() : EXIT_FAILURE;
 }
 
 } // namespace kestrelnet

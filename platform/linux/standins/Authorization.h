@@ -6,8 +6,7 @@
 namespace kestrelnet {
 
 /// Asks for an administrator's password, by polkit, and runs `command` as root with `runner`
-/// (kestrelnet-run) once it was given. The prompt's message is that of `purpose`, see
-/// privileged/Purpose.h. Returns when it has ended, with its exit status; when it was
+/// (kestrelnet-run) once it was given. Returns when it has ended, with its exit status; when it was
 /// not run, 1, after one line on standard error that says why.
 ///
 /// SIGTERM, SIGINT or SIGHUP to this process takes the question back or stops the command, and so
@@ -15,7 +14,6 @@ namespace kestrelnet {
 /// which nobody else knows of any more.
 ///
 /// `pkexec` is polkit's program. For a process of one thread.
-int runAsAdministrator(const char* pkexec, const std::string& runner, const char* purpose,
-                       const std::string& command);
+int runAsAdministrator(const char* pkexec, const std::string& runner, const std::string& command);
 
 } // namespace kestrelnet

@@ -4,7 +4,6 @@
 #include "platform/linux/standins/AppleScriptStatement.h"
 #include "platform/linux/standins/Authorization.h"
 #include "privileged/CleanState.h"
-#include "privileged/Purpose.h"
 
 #include <array>
 #include <cstdio>
@@ -43,7 +42,5 @@ int main(int count, char** arguments) {
         return refuse("syntax error: this is no \"do shell script\" statement with administrator "
                       "privileges");
     }
-    const char* const purpose =
-        privileged::purpose::of(*command, ::getuid(), privileged::purpose::ownBundle());
-    return runAsAdministrator(KESTRELNET_PKEXEC, besideThis("kestrelnet-run"), purpose, *command);
+    return runAsAdministrator(KESTRELNET_PKEXEC, besideThis("kestrelnet-run"), *command);
 }

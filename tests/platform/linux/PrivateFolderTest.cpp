@@ -106,6 +106,17 @@ TEST_F(PrivateFolderTest, ShunsAFallbackThatIsAFile) {
     expectFresh();
 }
 
+TEST_F(PrivateFolderTest, ShunsAFallbackOfSomebodyElse) {
+    const std::string foreign = foreignFolder();
+    const std::string given = privateFolder(nullptr, foreign);
+    EXPECT_NE(given, foreign + '/');
+    EXPECT_TRUE(given == "/dev/null/" || given.starts_with(foreign + '-')) << given;
+}
+
+TEST_F(PrivateFolderTest, IsUnusableForEverybodyWhereNoneCanBeMade) {
+    EXPECT_EQ(privateFolder(nullptr, folder.file("missing/fallback")), "/dev/null/");
+}
+
 TEST_F(PrivateFolderTest, staysTheSameWhenAnEarlierNameBecomesFree) {
     folder.write("fallback", "");
     folder.write("fallback-1", "");
@@ -123,17 +134,6 @@ TEST_F(PrivateFolderTest, isUnusableIfAllNamesAreTaken) {
     EXPECT_EQ(privateFolder(nullptr, fallback), "/dev/null/");
     fs::remove(fallback + "-99");
     EXPECT_EQ(privateFolder(nullptr, fallback), fallback + "-99/");
-}
-
-TEST_F(PrivateFolderTest, ShunsAFallbackOfSomebodyElse) {
-    const std::string foreign = foreignFolder();
-    const std::string given = privateFolder(nullptr, foreign);
-    EXPECT_NE(given, foreign + '/');
-    EXPECT_TRUE(given == "/dev/null/" || given.starts_with(foreign + '-')) << given;
-}
-
-TEST_F(PrivateFolderTest, IsUnusableForEverybodyWhereNoneCanBeMade) {
-    EXPECT_EQ(privateFolder(nullptr, folder.file("missing/fallback")), "/dev/null/");
 }
 
 } // namespace
