@@ -32,7 +32,9 @@ class InstallUpgradeTest : public InstallTest {
     }
     /// Runs the package's script after an upgrade, or after a removal.
     static Outcome runAfterInstall() { return runPackageScript("after-install configure 0.1"); }
-    static Outcome runAfterRemoval() { return runPackageScript("after-removal remove"); }
+    static Outcome runAfterRemoval(const std::string& argument = "remove") {
+        return runPackageScript("after-removal " + argument);
+    }
     static bool isNewHelper() { return readFile(helper) == readFile(bundledHelper); }
 
   private:
@@ -132,6 +134,17 @@ TEST_F(InstallUpgradeTest, theRemovalOfThePackageRemovesTheHelperAndItsClient) {
     const Outcome outcome = runAfterRemoval();
     EXPECT_EQ(outcome.status, 0);
     EXPECT_EQ(outcome.output + outcome.errors, "");
+    EXPECT_FALSE(fs::exists("/Library"));
+}
+
+TEST_F(InstallUpgradeTest, theRemovalOfAnOlderVersionKeepsTheHelper) {
+    // What dpkg and rpm pass when another version stays or comes.
+    for (const char* argument : {"upgrade 0.1", "failed-upgrade 0.1", "purge", "1", ""}) {
+        EXPECT_EQ(runAfterRemoval(argument).status, 0);
+        EXPECT_EQ(facts(helper), "0:0 4755") << argument;
+        EXPECT_EQ(facts(client), "0:0 0755") << argument;
+    }
+    EXPECT_EQ(runAfterRemoval("0").status, 0);
     EXPECT_FALSE(fs::exists("/Library"));
 }
 
