@@ -43,7 +43,10 @@ class InstallInterruptionTest : public InstallTest {
                          ")) || kill -KILL $$; }\n"
                          "set -T\n"
                          "trap before DEBUG\n");
-        return run({{"BASH_ENV", hooks}}).status;
+        const int status = run({{"BASH_ENV", hooks}}).status;
+        // The programs of a pipeline survive their shell for a moment, and may still create a file.
+        EXPECT_TRUE(waitFor([] { return rootWorld::processes().empty(); }));
+        return status;
     }
 
     /// What must never be there: a set-user-ID file with another name than the helper's, and such a
