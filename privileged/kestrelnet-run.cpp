@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
-// kestrelnet-run COMMAND: the root side of the administrator prompt.
+// kestrelnet-run PURPOSE COMMAND: the root side of the administrator prompt. PURPOSE is a name from
+// Purpose.h, for which the user was asked for the password; COMMAND must be a command of it.
 //
 // osascript starts it through pkexec, with its end of the lifeline as standard input. It runs
 // COMMAND by a shell of root's, ends it when the lifeline says so, with everything that descends
@@ -9,6 +10,7 @@
 // Its standard input is empty; its output is this program's own.
 #include "privileged/CleanState.h"
 #include "privileged/Lifeline.h"
+#include "privileged/Purpose.h"
 #include "privileged/Supervisor.h"
 
 #include <array>
@@ -17,6 +19,7 @@
 #include <cstring>
 #include <fcntl.h>
 #include <string>
+#include <string_view>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -63,7 +66,16 @@ int takeLifeline() {
     return nothing >= 0 && ::dup2(nothing, STDIN_FILENO) == STDIN_FILENO ? owner : -1;
 }
 
-int run(char* command) {
+/// Whether this program may run `command` after a prompt for `asked`, a purpose.
+bool fits(std::string_view asked, std::string_view command) {
+    const char* const user = std::getenv("PKEXEC_UID");
+    return asked == purpose::command ||
+           (user != nullptr &&
+            asked == purpose::of(command, static_cast<uid_t>(std::strtoul(user, nullptr, 10)),
+                                 purpose::ownBundle()));
+}
+
+int run(std::string_view asked, char* command) {
     if (const char* const problem = cleanDescriptors()) {
         return refuse(problem);
     }
@@ -72,6 +84,9 @@ int run(char* command) {
         return refuse("this is a part of the application, which starts it itself");
     }
     ::send(owner, &lifeline::started, sizeof lifeline::started, MSG_NOSIGNAL);
+    if (!fits(asked, command)) {
+        return refuse("this is not a command of the purpose that the password was asked for");
+    }
     const char* problem = cleanSurroundings();
     if (problem == nullptr) {
         problem = becomeRoot();
@@ -92,11 +107,11 @@ int run(char* command) {
 
 int main(int count, char** arguments) {
     using namespace kestrelnet::privileged;
-    if (count != 2) {
-        return refuse("kestrelnet-run takes one argument, the command");
+    if (count != 3) {
+        return refuse("kestrelnet-run takes two arguments, the purpose and the command");
     }
     if (::geteuid() != 0) {
         return refuse("the command needs root's rights");
     }
-    return run(arguments[1]);
+    return run(arguments[1], arguments[2]);
 }

@@ -134,8 +134,9 @@ bool isKnownIdentifier(const std::string& word) {
         std::set<std::string> names{helperName, helperName + ".XXXXXX"};
         for (const char* ending :
              {"", ".conf", ".desktop", ".metainfo.xml", ".metainfo.xml.in", ".plist", ".policy",
-              ".policy.in", ".service", ".svg", ".run-as-root", "-symbolic", "-symbolic.svg",
-              "-connected-symbolic", "-disconnected-symbolic", "-disconnected-symbolic.svg"}) {
+              ".policy.in", ".service", ".svg", ".connect", ".install-helper", ".remove-helper",
+              ".run-as-root", "-symbolic", "-symbolic.svg", "-connected-symbolic",
+              "-disconnected-symbolic", "-disconnected-symbolic.svg"}) {
             names.insert(application + ending);
         }
         return names;
@@ -271,13 +272,13 @@ TEST(ProductNamesTest, theOtherPlacesSpellTheNamesAsCoreDoes) {
         {"scripts/sandbox", "helper=" + helperPath + '\n'},
         {"privileged/Client.h", '"' + helperFolder + '/' + clientName + '"'},
         {"privileged/Client.h", variables},
+        {"privileged/Purpose.cpp", std::string("\"") + runFiles::launcher + '"'},
+        {"privileged/Purpose.cpp", std::string("\"") + runFiles::outputPipe + '"'},
+        {"privileged/Purpose.cpp", "\"rm -f " + helperPath + '"'},
         {"privileged/macos/helper.cpp", '"' + helperFolder + '/' + clientName + '"'},
         {"privileged/macos/helper.cpp", variables},
         {"privileged/CMakeLists.txt", "OUTPUT " + helperName + '\n'},
         {"packaging/CMakeLists.txt", "set(id " + application + ")"},
-        {"packaging/after-install", "folder=" + helperFolder + '\n'},
-        {"packaging/after-install", "helper=$folder/" + helperName + '\n'},
-        {"packaging/after-install", "/Contents/Helpers/" + helperName + '"'},
         {"packaging/after-removal", "folder=" + helperFolder + '\n'},
         {"packaging/after-removal", "\"$folder/" + helperName + '"'},
         {"packaging/after-removal", "\"$folder/" + clientName + '"'},

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// What the installation leaves behind.
+// What a successful installation creates.
 #include "tests/privileged/InstallTest.h"
 
 #include <fcntl.h>
@@ -11,13 +11,14 @@
 namespace kestrelnet {
 namespace {
 
+using testing::HasSubstr;
 using testing::StartsWith;
 
 namespace fs = std::filesystem;
 
 class InstallHelperTest : public InstallTest {};
 
-TEST_F(InstallHelperTest, bothFilesAreRootsAndItSaysSo) {
+TEST_F(InstallHelperTest, makesRootTheOwnerOfBothFilesAndReportsThem) {
     write(systemClient, "a client");
     const Outcome outcome = run();
     EXPECT_EQ(outcome.status, 0) << outcome.errors;
@@ -29,7 +30,7 @@ TEST_F(InstallHelperTest, bothFilesAreRootsAndItSaysSo) {
     expectInstalled("a client");
 }
 
-TEST_F(InstallHelperTest, theClientIsLookedForInTheApplicationsOrder) {
+TEST_F(InstallHelperTest, searchesForTheClientInTheApplicationsOrder) {
     write(systemClient, "the system's");
     EXPECT_EQ(runFor(rootWorld::user).status, 0);
     expectInstalled("the system's");
@@ -42,13 +43,13 @@ TEST_F(InstallHelperTest, theClientIsLookedForInTheApplicationsOrder) {
     fs::remove(ownClient);
 }
 
-TEST_F(InstallHelperTest, theUsersFolderIsThatOfWhoAsked) {
+TEST_F(InstallHelperTest, searchesTheHomeFolderOfTheUserWhoAsked) {
     write(systemClient, "the system's");
     write(ownClient, "the user's");
     const std::string uid = std::to_string(rootWorld::user.uid);
     EXPECT_EQ(run({{"SUDO_UID", uid}}).status, 0);
     expectInstalled("the user's");
-    // The prompt's word counts more, and a home folder from the environment nothing.
+    // PKEXEC_UID has priority. HOME is ignored.
     const std::string other = std::to_string(rootWorld::stranger.uid);
     EXPECT_EQ(
         run({{"PKEXEC_UID", other}, {"SUDO_UID", uid}, {"HOME", rootWorld::user.home}}).status, 0);
@@ -60,26 +61,43 @@ TEST_F(InstallHelperTest, theUsersFolderIsThatOfWhoAsked) {
     fs::remove(ownClient);
 }
 
-TEST_F(InstallHelperTest, onceMoreReplacesWhatIsThere) {
+TEST_F(InstallHelperTest, aSecondInstallationReplacesBothFiles) {
     write(systemClient, "first");
     EXPECT_EQ(run().status, 0);
     struct stat before {};
     ASSERT_EQ(::stat(helper.c_str(), &before), 0);
     const int held = ::open(helper.c_str(), O_RDONLY | O_CLOEXEC);
     write(systemClient, "second");
+    changeBundledHelper();
     EXPECT_EQ(run().status, 0);
     expectInstalled("second");
     struct stat after {};
     ASSERT_EQ(::stat(helper.c_str(), &after), 0);
-    EXPECT_NE(before.st_ino, after.st_ino) << "never in place: it may be running";
-    // What was there before has lost its name and nothing else.
+    EXPECT_NE(before.st_ino, after.st_ino) << "a running program must keep its file";
+    // The old file has lost its name, but not its content.
     ASSERT_EQ(::fstat(held, &after), 0);
     EXPECT_EQ(after.st_nlink, 0U);
     EXPECT_EQ(after.st_size, before.st_size);
     ::close(held);
 }
 
-TEST_F(InstallHelperTest, aHelperThatRunsGoesOn) {
+TEST_F(InstallHelperTest, aSecondInstallationKeepsAnUnchangedHelper) {
+    write(systemClient, "first");
+    EXPECT_EQ(run().status, 0);
+    struct stat before {};
+    ASSERT_EQ(::stat(helper.c_str(), &before), 0);
+    write(systemClient, "second");
+    EXPECT_EQ(run().output, "Kestrelnet: installed " + client + ", a copy of " + systemClient +
+                                ".\nKestrelnet: kept " + helper +
+                                ", which lets every user of this computer run that client as "
+                                "root.\n");
+    expectInstalled("second");
+    struct stat after {};
+    ASSERT_EQ(::stat(helper.c_str(), &after), 0);
+    EXPECT_EQ(before.st_ino, after.st_ino);
+}
+
+TEST_F(InstallHelperTest, aRunningHelperContinuesDuringAReinstallation) {
     const FakeClient first("script");
     first.installProgramAt(systemClient);
     EXPECT_EQ(run().status, 0);
@@ -87,6 +105,7 @@ TEST_F(InstallHelperTest, aHelperThatRunsGoesOn) {
     UserProgram running(helper);
     ASSERT_TRUE(waitFor([&] { return first.isReady(); }));
     write(systemClient, "#!/bin/sh\nexit 5\n");
+    changeBundledHelper();
     EXPECT_EQ(run().status, 0);
     UserProgram next(helper);
     EXPECT_EQ(next.waitStatus(), W_EXITCODE(5, 0));
@@ -95,7 +114,7 @@ TEST_F(InstallHelperTest, aHelperThatRunsGoesOn) {
     EXPECT_EQ(running.waitStatus(), W_EXITCODE(3, 0));
 }
 
-TEST_F(InstallHelperTest, anInstalledHelperIsReplacedAtOnceWheneverOneLooks) {
+TEST_F(InstallHelperTest, aHelperStartedDuringAReinstallationWorks) {
     write(systemClient, "#!/bin/sh\nexit 5\n");
     EXPECT_EQ(run().status, 0);
     const pid_t installer = ::fork();
@@ -112,7 +131,32 @@ TEST_F(InstallHelperTest, anInstalledHelperIsReplacedAtOnceWheneverOneLooks) {
     }
 }
 
-TEST_F(InstallHelperTest, linksInThePlaceOfTheFilesAreReplacedNotFollowed) {
+TEST_F(InstallHelperTest, aHelperStartedDuringItsReplacementWorksOrRefuses) {
+    write(systemClient, "#!/bin/sh\nexit 5\n");
+    EXPECT_EQ(run().status, 0);
+    const pid_t installer = ::fork();
+    if (installer == 0) {
+        for (int round = 0; round < 10; ++round) {
+            changeBundledHelper();
+            run();
+        }
+        ::_exit(0);
+    }
+    int worked = 0;
+    int status = 0;
+    while (::waitpid(installer, &status, WNOHANG) == 0) {
+        UserProgram program(helper);
+        if (program.waitStatus() == W_EXITCODE(5, 0)) {
+            ++worked;
+        } else {
+            EXPECT_THAT(program.output(), HasSubstr("its file lacks the set-user-ID bit"));
+        }
+    }
+    EXPECT_GT(worked, 0);
+    expectInstalled("#!/bin/sh\nexit 5\n");
+}
+
+TEST_F(InstallHelperTest, replacesLinksAtTheTargetsWithoutFollowingThem) {
     write(systemClient, "a client");
     write("/tmp/innocent", "keep me", 0600);
     fs::create_directories(folder);
@@ -124,7 +168,7 @@ TEST_F(InstallHelperTest, linksInThePlaceOfTheFilesAreReplacedNotFollowed) {
     EXPECT_EQ(facts("/tmp/innocent"), "0:0 0600");
 }
 
-TEST_F(InstallHelperTest, fromTheSourcesItInstallsWhatWasBuilt) {
+TEST_F(InstallHelperTest, installsTheBuiltBundleFromASourceTree) {
     write(systemClient, "a client");
     const std::string tree = "/srv/source tree";
     rootWorld::install(script, tree + "/scripts");
@@ -141,11 +185,11 @@ TEST_F(InstallHelperTest, fromTheSourcesItInstallsWhatWasBuilt) {
     expectInstalled("a client");
     fs::remove_all(folder);
     expectRefusal(run({}, "", tree + "/scripts/install-helper.sh"),
-                  "there is no application beside " + tree +
-                      "/scripts; build it first (scripts/run does)");
+                  "there is no application next to " + tree +
+                      "/scripts. Build it first, for example with scripts/run");
 }
 
-TEST_F(InstallHelperTest, theFolderAndTheMaskOfTheCallerDoNotMatter) {
+TEST_F(InstallHelperTest, ignoresTheCallersFolderUmaskAndSearchPath) {
     write(systemClient, "a client");
     write("/tmp/evil/dirname", "#!/bin/sh\n>/tmp/evil/mark\n");
     write("/tmp/evil/mktemp", "#!/bin/sh\n>/tmp/evil/mark\n");

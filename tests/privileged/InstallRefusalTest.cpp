@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// What is not installed, and that nothing half done stays.
+// Refused and failed installations. None leaves a partial file.
 #include "tests/privileged/InstallTest.h"
 
 #include <filesystem>
@@ -19,16 +19,16 @@ namespace fs = std::filesystem;
 
 class InstallRefusalTest : public InstallTest {};
 
-TEST_F(InstallRefusalTest, withoutAClientItNamesThePlacesAndChangesNothing) {
-    expectRefusal(run(), "there is no kestrelnet-client to install. It was looked for at " +
+TEST_F(InstallRefusalTest, namesTheSearchedPlacesWhenThereIsNoClient) {
+    expectRefusal(run(), "there is no kestrelnet-client to install. It was searched for at " +
                              bundledClient + ", and " + systemClient);
     expectRefusal(runFor(rootWorld::user),
-                  "there is no kestrelnet-client to install. It was looked for at " +
+                  "there is no kestrelnet-client to install. It was searched for at " +
                       bundledClient + ", " + ownClient + ", and " + systemClient);
     EXPECT_FALSE(fs::exists("/Library"));
 }
 
-TEST_F(InstallRefusalTest, aFailureLeavesAnEarlierInstallationAlone) {
+TEST_F(InstallRefusalTest, aFailureKeepsAnEarlierInstallation) {
     write(systemClient, "a client");
     EXPECT_EQ(run().status, 0);
     write(systemClient, "");
@@ -39,7 +39,7 @@ TEST_F(InstallRefusalTest, aFailureLeavesAnEarlierInstallationAlone) {
     expectInstalled("a client");
 }
 
-TEST_F(InstallRefusalTest, aClientThatIsNoFileOrEmpty) {
+TEST_F(InstallRefusalTest, refusesAClientThatIsEmptyOrNotAFile) {
     fs::create_directory(systemClient);
     expectRefusal(run(), systemClient + " is not a file");
     fs::remove(systemClient);
@@ -60,19 +60,17 @@ class InstallOwnClientTest : public InstallTest {
     void TearDown() override { fs::remove_all(rootWorld::user.home + "/.kestrelnet"); }
 };
 
-TEST_F(InstallOwnClientTest, oneThatTheUserMayNotReadIsNotCopied) {
+TEST_F(InstallOwnClientTest, refusesAClientThatTheUserCannotRead) {
     ASSERT_EQ(::chmod(ownClient.c_str(), 0600), 0);
-    expectRefusal(runFor(rootWorld::user),
-                  ownClient + " cannot be read with the rights of the user who asked");
+    expectRefusal(runFor(rootWorld::user), ownClient + " cannot be read as the user who asked");
 }
 
-TEST_F(InstallOwnClientTest, aLinkToAFileOfRootsCopiesNothing) {
+TEST_F(InstallOwnClientTest, doesNotCopyAFileOfRootsThroughALink) {
     write("/root/secret", "only root may know", 0600);
     fs::remove(ownClient);
     fs::create_symlink("/etc/shadow", ownClient);
-    expectRefusal(runFor(rootWorld::user),
-                  ownClient + " cannot be read with the rights of the user who asked");
-    // Behind a folder that he may not enter there is nothing for him.
+    expectRefusal(runFor(rootWorld::user), ownClient + " cannot be read as the user who asked");
+    // A file in a folder that the user cannot enter does not exist for the user.
     fs::remove(ownClient);
     fs::create_symlink("/root/secret", ownClient);
     ASSERT_EQ(::chmod("/root", 0700), 0);
@@ -80,7 +78,7 @@ TEST_F(InstallOwnClientTest, aLinkToAFileOfRootsCopiesNothing) {
     expectInstalled("the system's");
 }
 
-TEST_F(InstallOwnClientTest, aLinkToAFileThatTheUserMayReadIsFollowed) {
+TEST_F(InstallOwnClientTest, followsALinkToAFileThatTheUserCanRead) {
     write("/opt/vendor/client", "a vendor's");
     fs::remove(ownClient);
     fs::create_symlink("/opt/vendor/client", ownClient);
@@ -88,34 +86,36 @@ TEST_F(InstallOwnClientTest, aLinkToAFileThatTheUserMayReadIsFollowed) {
     expectInstalled("a vendor's");
 }
 
-TEST_F(InstallRefusalTest, withArguments) {
+TEST_F(InstallRefusalTest, refusesArguments) {
     write(systemClient, "a client");
-    expectRefusal(run({}, "--help"), "install-helper.sh takes no arguments");
-    expectRefusal(run({}, "''"), "install-helper.sh takes no arguments");
+    expectRefusal(run({}, "--help"), "the only argument of install-helper.sh is \"upgrade\"");
+    expectRefusal(run({}, "upgrade upgrade"),
+                  "the only argument of install-helper.sh is \"upgrade\"");
+    expectRefusal(run({}, "''"), "the only argument of install-helper.sh is \"upgrade\"");
 }
 
-TEST_F(InstallRefusalTest, withoutRootsRights) {
+TEST_F(InstallRefusalTest, refusesToRunWithoutRootRights) {
     write(systemClient, "a client");
     UserProgram program("/bin/bash", {.arguments = {"bash", script}});
     EXPECT_EQ(program.output(),
-              "Kestrelnet: installing the helper needs root's rights; run it with sudo.\n");
+              "Kestrelnet: the helper must be installed as root; run this script with sudo.\n");
     EXPECT_EQ(program.waitStatus(), W_EXITCODE(1, 0));
     EXPECT_FALSE(fs::exists("/Library"));
 }
 
-TEST_F(InstallRefusalTest, aBundleWithoutAHelper) {
+TEST_F(InstallRefusalTest, refusesABundleWithoutAHelper) {
     write(systemClient, "a client");
     fs::remove(bundledHelper);
     expectRefusal(run(), bundledHelper + " is not a file");
 }
 
-TEST_F(InstallRefusalTest, aFolderThatOthersCouldChange) {
+TEST_F(InstallRefusalTest, refusesAFolderThatOthersCanChange) {
     write(systemClient, "a client");
     fs::create_directories(folder);
     for (const std::string part : {"/", "/Library", folder.c_str()}) {
         const std::string message =
-            part + " could be changed by others than root. Make it root's with mode 755, then "
-                   "install again";
+            part + " can be changed by users other than root. Make root its owner and 755 "
+                   "its mode, then install again";
         ASSERT_EQ(::chown(part.c_str(), rootWorld::user.uid, 0), 0);
         expectRefusal(run(), message);
         ASSERT_EQ(::chown(part.c_str(), 0, 0), 0);
@@ -128,35 +128,35 @@ TEST_F(InstallRefusalTest, aFolderThatOthersCouldChange) {
     EXPECT_EQ(run().status, 0);
 }
 
-TEST_F(InstallRefusalTest, somethingElseInAFoldersPlace) {
+TEST_F(InstallRefusalTest, refusesALinkOrAFileInPlaceOfAFolder) {
     write(systemClient, "a client");
     fs::create_directory("/Library");
     fs::create_directory("/tmp/elsewhere");
     fs::create_symlink("/tmp/elsewhere", folder);
-    expectRefusal(run(), folder + " is not a folder. Take it away, then install again");
+    expectRefusal(run(), folder + " is not a folder. Remove it, then install again");
     fs::remove(folder);
     fs::create_symlink("/nowhere", folder);
-    expectRefusal(run(), folder + " is not a folder. Take it away, then install again");
+    expectRefusal(run(), folder + " is not a folder. Remove it, then install again");
     fs::remove(folder);
     write(folder, "a file");
     EXPECT_EQ(run().status, 1);
     fs::remove(folder);
     fs::create_directories(helper);
     EXPECT_EQ(run().errors,
-              "Kestrelnet: " + helper + " is a folder. Take it away, then install again.\n");
+              "Kestrelnet: " + helper + " is a folder. Remove it, then install again.\n");
     EXPECT_THAT(names(folder), ElementsAre("com.kestrelnetvpn.tunnel"));
 }
 
-TEST_F(InstallRefusalTest, aFileSystemMountedNosuid) {
+TEST_F(InstallRefusalTest, refusesAFileSystemMountedNosuid) {
     write(systemClient, "a client");
     fs::create_directory("/Library");
     ASSERT_EQ(::mount("tmpfs", "/Library", "tmpfs", MS_NOSUID, "mode=0755"), 0);
-    expectRefusal(run(), "the helper could not work at " + folder +
-                             ": the file system there is mounted \"nosuid\"");
+    expectRefusal(run(), "the helper cannot work in " + folder +
+                             ": its file system is mounted \"nosuid\"");
     ASSERT_EQ(::umount("/Library"), 0);
 }
 
-TEST_F(InstallRefusalTest, aFullDiskLeavesNothingHalfDone) {
+TEST_F(InstallRefusalTest, aFullDiskLeavesNoPartialFile) {
     write(systemClient, "a client");
     fs::create_directory("/Library");
     ASSERT_EQ(::mount("tmpfs", "/Library", "tmpfs", 0, "mode=0755,size=64k"), 0);
@@ -165,8 +165,8 @@ TEST_F(InstallRefusalTest, aFullDiskLeavesNothingHalfDone) {
     ASSERT_EQ(::umount("/Library"), 0);
 }
 
-TEST_F(InstallRefusalTest, askedToStopItLeavesNoPieceBehind) {
-    // A client that never ends, so that the copy is under way for sure.
+TEST_F(InstallRefusalTest, aTerminatedInstallationLeavesNoPartialFile) {
+    // A copy that never ends, so that the signal arrives during it.
     fs::create_directories(fs::path(ownClient).parent_path());
     write(systemClient, "a client");
     write("/tmp/slow/cat", "#!/bin/sh\necho >/tmp/slow/begun\nexec tail -f /dev/null\n");
@@ -174,7 +174,7 @@ TEST_F(InstallRefusalTest, askedToStopItLeavesNoPieceBehind) {
     UserProgram program("/bin/bash", {.arguments = {"bash", script}, .who = root});
     EXPECT_TRUE(waitFor([] { return fs::exists("/tmp/slow/begun"); }));
     EXPECT_EQ(names(folder).size(), 1U);
-    // To all of it, as the root side of the prompt does.
+    // To every process, as the root side of the prompt does.
     for (const auto& process : rootWorld::processes()) {
         ::kill(process.pid, SIGTERM);
     }

@@ -30,6 +30,19 @@ void InstallTest::write(const std::string& path, const std::string& text, mode_t
     EXPECT_EQ(::chmod(path.c_str(), mode), 0);
 }
 
+std::string InstallTest::inFolder(const std::string& name) {
+    std::string path = folder;
+    return path.append("/").append(name);
+}
+
+std::string InstallTest::temporary(const std::string& target) {
+    return inFolder('.' + fs::path(target).filename().string() + ".a1B2c3");
+}
+
+void InstallTest::changeBundledHelper() {
+    std::ofstream(bundledHelper, std::ios::app) << "more";
+}
+
 std::string InstallTest::facts(const std::string& path) {
     struct stat status {};
     if (::lstat(path.c_str(), &status) != 0 || !S_ISREG(status.st_mode)) {

@@ -9,7 +9,7 @@
 
 namespace kestrelnet {
 
-/// scripts/install-helper.sh, as root runs it, in a bundle and beside the sources.
+/// Runs scripts/install-helper.sh as root, from a bundle or a source tree.
 class InstallTest : public testing::Test {
   protected:
     struct Outcome {
@@ -18,11 +18,11 @@ class InstallTest : public testing::Test {
         std::string errors;
     };
 
-    // Where it installs.
+    // Targets.
     static inline const std::string folder = "/Library/PrivilegedHelperTools";
     static inline const std::string helper = folder + "/com.kestrelnetvpn.tunnel";
     static inline const std::string client = folder + "/kestrelnet-client";
-    // What it installs from.
+    // Sources.
     static inline const std::string contents = "/usr/lib/kestrelnet/Contents";
     static inline const std::string script = contents + "/Resources/install-helper.sh";
     static inline const std::string bundledHelper = contents + "/Helpers/com.kestrelnetvpn.tunnel";
@@ -30,24 +30,30 @@ class InstallTest : public testing::Test {
     static inline const std::string systemClient = "/usr/local/bin/kestrelnet-client";
     static inline const std::string ownClient = "/home/kestrel/.kestrelnet/kestrelnet-client";
 
-    /// Lays out a bundle, without a client, and nothing where it is installed to.
+    /// Creates a bundle without a client, and removes the targets.
     void SetUp() override;
 
-    /// Writes a file with the folders above it.
+    /// Writes a file and creates its parent folders.
     static void write(const std::string& path, const std::string& text, mode_t mode = 0755);
-    /// "uid:gid mode" of the file at `path`.
+    /// The path of `name` in the folder.
+    static std::string inFolder(const std::string& name);
+    /// The path of a temporary file for `target`, as an interrupted installation leaves it.
+    static std::string temporary(const std::string& target);
+    /// Makes the bundle's helper another file that works in the same way.
+    static void changeBundledHelper();
+    /// Returns "uid:gid mode" of the regular file at `path`.
     static std::string facts(const std::string& path);
-    /// What lies in the folder at `path`; nothing when there is none.
+    /// Returns the names in the folder at `path`; none when it does not exist.
     static std::vector<std::string> names(const std::string& path);
 
-    /// Runs the script the way the administrator prompt does, in an environment of its own.
+    /// Runs the script as the administrator prompt does, with only `environment` set.
     static Outcome run(const Environment& environment = {}, const std::string& arguments = "",
                        const std::string& path = script);
     static Outcome runFor(const rootWorld::User& user);
 
-    /// Both files are there, as they should be, the client with this text, and nothing else.
+    /// Expects both files with the right owner, mode and content, and no other file.
     static void expectInstalled(const std::string& clientText);
-    /// It failed with `message`, and nothing is there.
+    /// Expects the failure `message` and an empty target folder.
     static void expectRefusal(const Outcome& outcome, const std::string& message);
 };
 

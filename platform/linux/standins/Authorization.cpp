@@ -3,6 +3,7 @@
 
 #include "platform/FileManager.h"
 #include "privileged/Lifeline.h"
+#include "privileged/Purpose.h"
 #include "privileged/Signals.h"
 #include "privileged/Starter.h"
 
@@ -61,8 +62,11 @@ void removeRunFiles() {
     signals::reset();
     ::dup2(owner, STDIN_FILENO);
     ::dup2(errors, STDERR_FILENO);
-    const char* const arguments[] = {"pkexec", "--disable-internal-agent", runner.c_str(),
-                                     command.c_str(), nullptr};
+    // pkexec selects the message of the prompt by the purpose.
+    const char* const purpose =
+        privileged::purpose::of(command, ::getuid(), privileged::purpose::ownBundle());
+    const char* const arguments[] = {
+        "pkexec", "--disable-internal-agent", runner.c_str(), purpose, command.c_str(), nullptr};
     // pkexec refuses to run with unusual values of some variables.
     const char* const environment[] = {"PATH=/usr/sbin:/usr/bin:/sbin:/bin", "LANG=C.UTF-8",
                                        nullptr};

@@ -49,7 +49,7 @@ class PrivateFolderTest : public testing::Test {
         const std::string fresh = privateFolder(nullptr, fallback);
         EXPECT_TRUE(fresh.starts_with(fallback + '-')) << fresh;
         expectPrivate(fresh);
-        EXPECT_NE(privateFolder(nullptr, fallback), fresh);
+        EXPECT_EQ(privateFolder(nullptr, fallback), fresh) << "every caller must find the same";
     }
 
     TemporaryFolder folder;
@@ -115,6 +115,25 @@ TEST_F(PrivateFolderTest, avoidsAFallbackOfAnotherUser) {
 
 TEST_F(PrivateFolderTest, isUnusableIfNoneCanBeCreated) {
     EXPECT_EQ(privateFolder(nullptr, folder.file("missing/fallback")), "/dev/null/");
+}
+
+TEST_F(PrivateFolderTest, staysTheSameWhenAnEarlierNameBecomesFree) {
+    folder.write("fallback", "");
+    folder.write("fallback-1", "");
+    EXPECT_EQ(privateFolder(nullptr, fallback), fallback + "-2/");
+    fs::remove(fallback);
+    EXPECT_EQ(privateFolder(nullptr, fallback), fallback + "-2/");
+    EXPECT_FALSE(fs::exists(fallback));
+}
+
+TEST_F(PrivateFolderTest, isUnusableIfAllNamesAreTaken) {
+    folder.write("fallback", "");
+    for (int number = 1; number < 100; ++number) {
+        folder.write("fallback-" + std::to_string(number), "");
+    }
+    EXPECT_EQ(privateFolder(nullptr, fallback), "/dev/null/");
+    fs::remove(fallback + "-99");
+    EXPECT_EQ(privateFolder(nullptr, fallback), fallback + "-99/");
 }
 
 } // namespace

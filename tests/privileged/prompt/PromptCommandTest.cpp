@@ -219,13 +219,14 @@ TEST_F(PromptCommandTest, needsAnAdministratorEachTimeWhoeverSitsWhere) {
 
 TEST_F(PromptCommandTest, isForTheApplicationAlone) {
     // Started by hand, though as root.
-    ChildProgram program({rootWorld::bundle + "/Contents/Helpers/kestrelnet-run", "echo ran"});
+    ChildProgram program(
+        {rootWorld::bundle + "/Contents/Helpers/kestrelnet-run", "command", "echo ran"});
     EXPECT_EQ(program.exitStatus(), 127);
     EXPECT_EQ(rootWorld::as(rootWorld::user,
                             [] {
                                 const std::string path =
                                     rootWorld::bundle + "/Contents/Helpers/kestrelnet-run";
-                                ::execl(path.c_str(), path.c_str(), "echo ran", nullptr);
+                                ::execl(path.c_str(), path.c_str(), "command", "echo ran", nullptr);
                                 return 1;
                             }),
               127);

@@ -9,8 +9,7 @@ namespace {
 
 using testing::HasSubstr;
 
-const std::string message =
-    "Kestrelnet needs administrator rights to start the VPN tunnel or to change its helper";
+const std::string message = "Kestrelnet needs administrator rights to start the VPN tunnel";
 
 class PromptRefusalTest : public PromptTest {
   protected:
@@ -109,7 +108,7 @@ TEST_F(PromptRefusalTest, thePromptSaysWhatItIsFor) {
     world.startPolkit();
     ChildProgram& agent = world.startAgent("--cancel");
     connectInVain();
-    EXPECT_EQ(agent.readLine(), "request com.kestrelnetvpn.app.run-as-root " + message);
+    EXPECT_EQ(agent.readLine(), "request com.kestrelnetvpn.app.connect " + message);
 }
 
 TEST_F(PromptRefusalTest, noPasswordIsKeptForLater) {
