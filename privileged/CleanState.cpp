@@ -48,7 +48,7 @@ constexpr std::array limits{
     Limit{RLIMIT_STACK, 8 * kibi* kibi, none},
 };
 
-/// Where root may not raise a limit, as in some containers, all of what there is.
+/// Where root may not raise a limit, as in some containers, uses the highest allowed value.
 bool reset(const Limit& limit) {
     rlimit value{.rlim_cur = limit.soft, .rlim_max = limit.hard};
     if (::setrlimit(limit.resource, &value) == 0) {
@@ -77,11 +77,11 @@ bool resetTimers() {
     return true;
 }
 
-/// A user may mark his processes as the first to go when memory runs out.
+/// A user may mark processes to be killed first when memory runs out.
 void resetMemoryScore() {
     const int file = ::open("/proc/self/oom_score_adj", O_WRONLY | O_CLOEXEC);
     if (file >= 0) {
-        // Where it cannot be written it stays as it is, which endangers the run but nothing else.
+        // A failure is ignored: the score matters to this run only.
         [[maybe_unused]] const ssize_t size = ::write(file, "0", 1);
         ::close(file);
     }
@@ -91,7 +91,7 @@ void resetMemoryScore() {
 
 const char* cleanDescriptors() {
     for (int stream = STDIN_FILENO; stream <= STDERR_FILENO; ++stream) {
-        // Opened only where it is missing: the caller's limit may allow no further descriptor.
+        // Only missing streams are opened: the caller's limit may allow no further descriptor.
         if (::fcntl(stream, F_GETFD) < 0 && ::open("/dev/null", O_RDWR) != stream) {
             return "the standard streams could not be set up";
         }

@@ -3,19 +3,19 @@
 
 namespace kestrelnet::privileged {
 
-// A program that gains rights at its start inherits nearly everything from whoever started it. Each
-// of these undoes one kind of that, and returns what could not be done, or null. They are for a
-// process that may do anything, with one thread.
+// A set-user-ID program inherits most of its state from the caller. Each function resets one part
+// of it. It returns null, or a phrase that says what could not be reset. The process must have
+// root's rights and one thread.
 
-/// Descriptors 0 to 2 are open, on the null device where they were not; none other is open.
-/// The first thing to call: a descriptor opened before could become one of the three.
+/// Makes sure that descriptors 0 to 2 are open, on the null device where they were not, and closes
+/// all others. Call this first: a descriptor that is opened earlier could become one of the three.
 const char* cleanDescriptors();
 
-/// Default signals, an empty mask, no timer that runs, creation mask 022, the root folder, no nice
-/// value, and the limits that the kernel gives its first process, but without core files.
+/// Sets default signals with an empty mask, creation mask 022, the root folder and no nice value;
+/// stops all timers; sets the limits that the kernel gives its first process, without core files.
 const char* cleanSurroundings();
 
-/// User and group root in every way, and no other group.
+/// Sets user and group to root (real, effective and saved) and drops all other groups.
 const char* becomeRoot();
 
 } // namespace kestrelnet::privileged

@@ -24,14 +24,13 @@ namespace {
 using namespace std::chrono_literals;
 using Clock = std::chrono::steady_clock;
 
-constexpr auto stopGrace = 3300ms;
-constexpr auto abandonedGrace = 1500ms;
-/// Between two rounds of killing: a child that was born during one falls in the next.
+/// Between two rounds of killing. A child that is born during one round is killed in the next.
 constexpr auto killInterval = 10ms;
 
 class Supervisor {
   public:
-    Supervisor(int owner, StopReaches reach) : owner_(owner), reach_(reach) {}
+    Supervisor(int owner, StopReaches reach, const Graces& graces)
+        : owner_(owner), reach_(reach), graces_(graces) {}
 
     std::optional<int> run(const std::function<void()>& become);
 
@@ -50,6 +49,7 @@ class Supervisor {
 
     int owner_;
     StopReaches reach_;
+    Graces graces_;
     int signals_ = -1;
     pid_t main_ = -1;
     std::optional<int> status_;
@@ -133,7 +133,7 @@ int Supervisor::timeout() const {
         return -1;
     }
     const auto left = deadline_ - Clock::now();
-    // A time below zero would be for ever to poll().
+    // poll() takes a negative time for an unlimited one.
     return static_cast<int>(
         std::chrono::ceil<std::chrono::milliseconds>(left > 0s ? left : killInterval).count());
 }
@@ -155,17 +155,17 @@ void Supervisor::hearOwner() {
     } else if (size == 0 || (size < 0 && errno != EAGAIN && errno != EINTR)) {
         ownerIsThere_ = false;
         askEveryProcess();
-        killBy(Clock::now() + abandonedGrace);
+        killBy(Clock::now() + graces_.abandoned);
     }
 }
 
 void Supervisor::stop() {
-    killBy(Clock::now() + stopGrace);
+    killBy(Clock::now() + graces_.stop);
     if (reach_ == StopReaches::everyProcess) {
         askEveryProcess();
     } else if (!status_ && !mainWasAsked_ && !everyProcessWasAsked_) {
         mainWasAsked_ = true;
-        // Reaped only here, so that the identifier is still the child's.
+        // This process has not reaped the child: the identifier is still its own.
         ::kill(main_, SIGTERM);
         ::kill(main_, SIGCONT);
     }
@@ -173,9 +173,9 @@ void Supervisor::stop() {
 
 void Supervisor::endWhatIsLeft() {
     askEveryProcess();
-    // A shell may be gone long before the client that it ran, which has the time that it was given.
+    // After a request to stop the client keeps its time, also when its shell ends earlier.
     if (deadline_ == Clock::time_point::max()) {
-        killBy(Clock::now() + abandonedGrace);
+        killBy(Clock::now() + graces_.abandoned);
     }
 }
 
@@ -184,15 +184,16 @@ void Supervisor::askEveryProcess() {
         return;
     }
     everyProcessWasAsked_ = true;
-    // To many programs a second request means to leave their work undone.
+    // Many programs skip their clean-up at a second request.
     const pid_t except = mainWasAsked_ && !status_ ? main_ : 0;
     terminateDescendants(except);
 }
 
 } // namespace
 
-std::optional<int> supervise(int owner, StopReaches reach, const std::function<void()>& become) {
-    return Supervisor(owner, reach).run(become);
+std::optional<int> supervise(int owner, StopReaches reach, const std::function<void()>& become,
+                             const Graces& graces) {
+    return Supervisor(owner, reach, graces).run(become);
 }
 
 } // namespace kestrelnet::privileged

@@ -1,37 +1,49 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <chrono>
 #include <functional>
 #include <optional>
 #include <sys/types.h>
 
 namespace kestrelnet::privileged {
 
-/// Whom a request to stop reaches at first. What does not heed it is killed in either case.
+/// Which processes of the run get the SIGTERM of a request to stop.
 enum class StopReaches {
-    /// The main process only, which ends its own children.
+    /// The main process only, which is expected to end its own children.
     mainProcess,
-    /// Every process of the run: a shell in between would keep the request to itself.
+    /// Every process: a shell that started the client would not pass the signal on.
     everyProcess,
 };
 
-/// Runs `become`, which replaces the process by another program, in a child with a session of its
-/// own, default signals and an empty signal mask, and stays until neither the child nor anything
-/// that descends from it is left. Returns the child's wait status; nothing when it was not started,
-/// because the owner had gone before, or had asked to stop, or no process could be made.
+/// How long the processes of a run may go on before they are killed.
+struct Graces {
+    /// After a request to stop. The application grants 3.0 s and then kills the process that it
+    /// started; a client has these in full.
+    std::chrono::milliseconds stop{3300};
+    /// After the owner or the main process has ended.
+    std::chrono::milliseconds abandoned{1500};
+};
+
+/// Runs `become`, which executes another program, in a child with a session of its own, default
+/// signals and an empty signal mask. Returns when the child and all its descendants have ended.
+/// Returns the child's wait status; nothing when it was not started, because the owner had ended
+/// before, or had asked to stop, or no process could be made.
 ///
 /// `owner` is this process's end of the lifeline, see Lifeline.h.
-/// - Asked to stop, the run gets SIGTERM as `reach` says, once. What is left 3.3 s later is killed:
-///   the application grants 3.0 s, and a client has them in full. SIGTERM, SIGINT, SIGHUP or
-///   SIGQUIT to this process ask the same, as at the end of a session or of the system.
-/// - Once the owner has gone, every process of the run that was not asked yet gets SIGTERM. What is
-///   left 1.5 s later, or at the earlier moment above, is killed.
-/// - Once the main process has ended, what it has left behind gets SIGTERM, and is killed 1.5 s
-///   later, or at the moment above when that is set.
+/// - On a request to stop, the run gets SIGTERM as `reach` says, once. What is left after
+///   `graces.stop` is killed. SIGTERM, SIGINT, SIGHUP and SIGQUIT to this process are requests too;
+///   they come at the end of a session or of the system.
+/// - When the owner has ended, every process of the run that was not asked yet gets SIGTERM. What
+/// is
+///   left after `graces.abandoned`, or at the earlier deadline above, is killed.
+/// - When the main process has ended, the processes that it left get SIGTERM. They are killed after
+///   `graces.abandoned`, or at the deadline above when there is one.
 ///
-/// For a process of one thread, which this makes the reaper of all its descendants: daemons and
-/// orphans of the run come back to it. It wakes only when something happens. The child is killed
-/// should this process be killed itself.
-std::optional<int> supervise(int owner, StopReaches reach, const std::function<void()>& become);
+/// The process must have one thread. It becomes the reaper of all its descendants, daemons and
+/// orphans included. It wakes only when something happens. The child is killed when this process is
+/// killed.
+std::optional<int> supervise(int owner, StopReaches reach, const std::function<void()>& become,
+                             const Graces& graces = {});
 
 } // namespace kestrelnet::privileged

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Each step on its own; a whole helper is looked at in HelperSurroundingsTest.cpp.
+// Each function by itself. HelperSurroundingsTest.cpp tests the whole helper.
 #include "privileged/CleanState.h"
 #include "tests/privileged/HelperTest.h"
 
@@ -19,7 +19,7 @@
 namespace kestrelnet {
 namespace {
 
-/// What a child process finds out about itself; a wrong answer is told on standard error.
+/// Counts the failed expectations of a child process and prints them on standard error.
 class Findings {
   public:
     void expect(bool holds, const char* what) {
@@ -34,7 +34,7 @@ class Findings {
     int wrong_ = 0;
 };
 
-/// Runs `body` in a child that is root; the number of wrong findings.
+/// Runs `body` in a child that is root. Returns the number of failed expectations.
 int inChild(const std::function<void(Findings&)>& body) {
     return rootWorld::as(root, [&] {
         Findings findings;
@@ -71,7 +71,7 @@ TEST(CleanStateTest, missingStandardStreamsAreOpened) {
     EXPECT_EQ(wrong, 0);
 }
 
-TEST(CleanStateTest, everyOtherDescriptorIsClosed) {
+TEST(CleanStateTest, otherDescriptorsAreClosed) {
     EXPECT_EQ(inChild([](Findings& findings) {
                   const int first = ::open("/", O_RDONLY);
                   for (const int descriptor : {40, 500, 900}) {
@@ -83,7 +83,7 @@ TEST(CleanStateTest, everyOtherDescriptorIsClosed) {
               0);
 }
 
-TEST(CleanStateTest, descriptorsNeedNoRoomBelowTheLimit) {
+TEST(CleanStateTest, descriptorsAreCleanedWithADescriptorLimitOfZero) {
     EXPECT_EQ(inChild([](Findings& findings) {
                   constexpr rlimit nothing{};
                   ::setrlimit(RLIMIT_NOFILE, &nothing);
@@ -92,7 +92,7 @@ TEST(CleanStateTest, descriptorsNeedNoRoomBelowTheLimit) {
               0);
 }
 
-TEST(CleanStateTest, signalsAreDefaultAndOpen) {
+TEST(CleanStateTest, signalsAreDefaultAndUnblocked) {
     EXPECT_EQ(inChild([](Findings& findings) {
                   sigset_t mask;
                   ::sigfillset(&mask);
@@ -113,7 +113,7 @@ TEST(CleanStateTest, signalsAreDefaultAndOpen) {
               0);
 }
 
-TEST(CleanStateTest, timersStandStill) {
+TEST(CleanStateTest, timersAreStopped) {
     EXPECT_EQ(inChild([](Findings& findings) {
                   constexpr itimerval hour{.it_interval = {3600, 0}, .it_value = {3600, 0}};
                   constexpr std::array timers{ITIMER_REAL, ITIMER_VIRTUAL, ITIMER_PROF};
@@ -126,7 +126,7 @@ TEST(CleanStateTest, timersStandStill) {
                       ::getitimer(timer, &left);
                       findings.expect(left.it_value.tv_sec == 0 && left.it_value.tv_usec == 0 &&
                                           left.it_interval.tv_sec == 0,
-                                      "the timer stands still");
+                                      "the timer is stopped");
                   }
               }),
               0);
@@ -159,7 +159,7 @@ TEST(CleanStateTest, everyLimitIsReset) {
               0);
 }
 
-TEST(CleanStateTest, priorityMaskFolderAndSettingsAreThoseOfAFirstProcess) {
+TEST(CleanStateTest, priorityMaskFolderAndPersonalityAreReset) {
     EXPECT_EQ(inChild([](Findings& findings) {
                   ::umask(0777);
                   findings.expect(::chdir("/tmp") == 0, "a folder");
@@ -182,12 +182,12 @@ TEST(CleanStateTest, priorityMaskFolderAndSettingsAreThoseOfAFirstProcess) {
               0);
 }
 
-TEST(CleanStateTest, rootIsRootInEveryWay) {
+TEST(CleanStateTest, allUserAndGroupIdentifiersAreRoots) {
     EXPECT_EQ(inChild([](Findings& findings) {
                   const std::array<gid_t, 2> groups{rootWorld::user.gid, 27};
                   ::setgroups(groups.size(), groups.data());
                   findings.expect(::setresgid(4711, 4712, 4713) == 0, "groups");
-                  // As a set-user-ID program finds itself.
+                  // The state of a set-user-ID program at its start.
                   findings.expect(::setresuid(4711, 0, 0) == 0, "users");
                   findings.expect(privileged::becomeRoot() == nullptr, "done");
                   uid_t real = 1;
@@ -202,7 +202,7 @@ TEST(CleanStateTest, rootIsRootInEveryWay) {
               0);
 }
 
-TEST(CleanStateTest, withoutRightsItSaysWhatIsMissing) {
+TEST(CleanStateTest, becomingRootFailsWithoutRights) {
     EXPECT_EQ(rootWorld::as(rootWorld::user,
                             [] {
                                 Findings findings;

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// How a run ends: by whom, in which time, and what is left of it.
+// How a run ends: who may stop it, how long it takes, and that nothing is left.
 #include "tests/privileged/HelperTest.h"
 
 #include <array>
@@ -20,14 +20,14 @@ using namespace std::chrono_literals;
 using HelperStopTest = HelperTest;
 using Clock = std::chrono::steady_clock;
 
-/// The guard of `client`: its parent.
+/// The guard of `client`, which is its parent.
 pid_t guardOf(const FakeClient& client) {
     return std::stoi(processLine(*client.pid(), "status", "PPid:"));
 }
 
-// -- The front stands for the client -----------------------------------------------------------
+// -- The front ends as the client did -----------------------------------------------------------
 
-TEST_F(HelperStopTest, theExitStatusIsTheClients) {
+TEST_F(HelperStopTest, exitsWithTheClientsStatus) {
     for (const int status : {0, 1, 7, 126, 255}) {
         const FakeClient& client = installClient("script");
         start(client);
@@ -38,24 +38,24 @@ TEST_F(HelperStopTest, theExitStatusIsTheClients) {
     }
 }
 
-TEST_F(HelperStopTest, theSignalIsTheClients) {
+TEST_F(HelperStopTest, endsByTheSignalThatEndedTheClient) {
     for (const int signal : {SIGKILL, SIGSEGV, SIGINT, SIGUSR1, SIGPIPE, SIGRTMIN}) {
         const FakeClient& client = installClient("script");
         start(client);
         ASSERT_EQ(::kill(*client.pid(), signal), 0);
-        // Without a core file, whatever the signal.
+        // The wait status has no core flag.
         EXPECT_EQ(program->waitStatus(), signal);
         EXPECT_TRUE(nothingIsLeftInTime());
     }
 }
 
-TEST_F(HelperStopTest, aClientThatCrashesEndsTheRunThatWay) {
+TEST_F(HelperStopTest, endsBySIGABRTWhenTheClientCrashes) {
     installClient("crashes");
     program = std::make_unique<UserProgram>(helperPath);
     EXPECT_EQ(program->waitStatus(), SIGABRT);
 }
 
-TEST_F(HelperStopTest, aRunWhoseGuardIsKilledFailsWithALine) {
+TEST_F(HelperStopTest, failsWithAMessageWhenTheGuardIsKilled) {
     const FakeClient& client = installClient("script");
     start(client);
     ASSERT_EQ(::kill(guardOf(client), SIGKILL), 0);
@@ -76,7 +76,7 @@ TEST_F(HelperStopTest, everyRequestReachesTheClientAsSIGTERM) {
     }
 }
 
-TEST_F(HelperStopTest, aStubbornClientHasThreeSecondsInFull) {
+TEST_F(HelperStopTest, aStubbornClientHasItsFullThreeSeconds) {
     const FakeClient& client = installClient("stubborn");
     start(client);
     const auto asked = Clock::now();
@@ -99,7 +99,7 @@ TEST_F(HelperStopTest, killingTheFrontEndsEverything) {
     EXPECT_LE(*time, 2s);
 }
 
-TEST_F(HelperStopTest, killingTheFrontOfAnAwkwardFamilyEndsEverything) {
+TEST_F(HelperStopTest, killingTheFrontEndsDeafAndStoppedDescendants) {
     const FakeClient& client = installClient("family");
     start(client);
     EXPECT_TRUE(waitFor([] { return rootWorld::processes().size() >= 6; }));
@@ -118,7 +118,7 @@ TEST_F(HelperStopTest, theTunnelEndsWithTheProcessThatStartedTheHelper) {
     EXPECT_LE(*time, 2s);
 }
 
-TEST_F(HelperStopTest, whatTheClientLeavesBehindEndsToo) {
+TEST_F(HelperStopTest, processesThatTheClientLeavesBehindEndToo) {
     for (const char* mode : {"leaves-grandchild", "daemonises"}) {
         const FakeClient& client = installClient(mode);
         program = std::make_unique<UserProgram>(helperPath);
@@ -128,7 +128,7 @@ TEST_F(HelperStopTest, whatTheClientLeavesBehindEndsToo) {
     }
 }
 
-TEST_F(HelperStopTest, aFrontThatStandsStillCanBeKilled) {
+TEST_F(HelperStopTest, aStoppedFrontCanBeKilled) {
     const FakeClient& client = installClient("script");
     start(client);
     EXPECT_EQ(program->send(SIGSTOP), 0);
@@ -147,7 +147,7 @@ TEST_F(HelperStopTest, nobodyElseMaySignalTheRun) {
         EXPECT_EQ(UserProgram::send(rootWorld::stranger, program->pid(), signal), EPERM);
         EXPECT_EQ(UserProgram::send(rootWorld::stranger, guard, signal), EPERM);
         EXPECT_EQ(UserProgram::send(rootWorld::stranger, *client.pid(), signal), EPERM);
-        // Its own user reaches the front only.
+        // Its own user may signal the front only.
         EXPECT_EQ(UserProgram::send(rootWorld::user, guard, signal), EPERM);
         EXPECT_EQ(UserProgram::send(rootWorld::user, *client.pid(), signal), EPERM);
     }
@@ -156,8 +156,8 @@ TEST_F(HelperStopTest, nobodyElseMaySignalTheRun) {
     EXPECT_EQ(program->waitStatus(), 0);
 }
 
-TEST_F(HelperStopTest, theGuardIsInNoSessionOfTheCallers) {
-    // The end of a terminal is told to every process of its session, whatever their rights.
+TEST_F(HelperStopTest, theGuardHasASessionOfItsOwn) {
+    // When a terminal closes, the kernel signals every process of its session.
     const FakeClient& client = installClient("script");
     start(client);
     const pid_t guard = guardOf(client);
@@ -189,12 +189,12 @@ TEST_F(HelperStopTest, itsUserMayNotTraceIt) {
     EXPECT_EQ(program->waitStatus(), 0);
 }
 
-TEST_F(HelperStopTest, itsUserMayNotTraceItWhileItIsRootEither) {
+TEST_F(HelperStopTest, itsUserMayNotTraceItWhileItIsRoot) {
     for (int round = 0; round < 50; ++round) {
         installClient("exits-at-once");
         program = std::make_unique<UserProgram>(helperPath);
         const pid_t pid = program->pid();
-        // From before it is root until it is gone; the test's own child, it cannot be another one.
+        // From before its exec to its end. The test has not reaped it: the pid is still its own.
         EXPECT_EQ(rootWorld::as(rootWorld::user,
                                 [pid] {
                                     int error = EPERM;
@@ -210,7 +210,7 @@ TEST_F(HelperStopTest, itsUserMayNotTraceItWhileItIsRootEither) {
     }
 }
 
-TEST_F(HelperStopTest, tracedFromItsStartItHasNoRights) {
+TEST_F(HelperStopTest, hasNoRightsWhenTracedFromItsStart) {
     FakeClient& client = installClient("script");
     const int found = rootWorld::as(rootWorld::user, [] {
         const pid_t traced = ::fork();
@@ -236,7 +236,7 @@ enum class Victim { frontAsked, frontKilled, starterKilled };
 class HelperKillTest : public HelperTest, public testing::WithParamInterface<Victim> {
   protected:
     static constexpr int rounds = 100;
-    /// Runs at a time.
+    /// The number of runs at a time.
     static constexpr int batch = 20;
 
     void strike(const UserProgram& run) const {
@@ -268,11 +268,11 @@ INSTANTIATE_TEST_SUITE_P(Victims, HelperKillTest,
                                          Victim::starterKilled),
                          [](const auto& instance) { return std::string(name(instance.param)); });
 
-TEST_P(HelperKillTest, nothingSurvives) {
+TEST_P(HelperKillTest, nothingSurvivesAKillAtARandomMoment) {
     const unsigned seed = std::random_device{}();
     std::cout << "seed " << seed << '\n';
     std::mt19937 random(seed);
-    // From before its start to well after it.
+    // In microseconds: from before the start to well after it.
     std::uniform_int_distribution<int> moment(0, 12'000);
     constexpr std::array modes{"script", "exits-on-terminate", "family", "stubborn", "daemonises"};
     for (int round = 0; round < rounds; round += batch) {

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// What else the client finds: rights, descriptors, signals, limits.
+// The process state that the client starts with: rights, descriptors, signals, limits.
 #include "tests/privileged/HelperTest.h"
 
 #include <array>
@@ -23,7 +23,7 @@ using testing::IsEmpty;
 
 namespace fs = std::filesystem;
 
-/// The field at `index` of /proc/PID/stat, counted from the state, which is 0.
+/// Field `index` of /proc/PID/stat, where the state is field 0.
 long field(pid_t pid, int index) {
     const std::string all = readFile("/proc/" + std::to_string(pid) + "/stat");
     std::istringstream fields(all.substr(all.rfind(") ") + 4));
@@ -52,14 +52,14 @@ class HelperSurroundingsTest : public HelperTest,
 INSTANTIATE_TEST_SUITE_P(Clients, HelperSurroundingsTest, testing::Values("program", "script"),
                          [](const auto& instance) { return std::string(instance.param); });
 
-TEST_P(HelperSurroundingsTest, theClientIsRootInEveryWay) {
+TEST_P(HelperSurroundingsTest, allIdentifiersOfTheClientAreRoots) {
     const pid_t client = *startClient().pid();
     EXPECT_EQ(processLine(client, "status", "Uid:"), "0\t0\t0\t0");
     EXPECT_EQ(processLine(client, "status", "Gid:"), "0\t0\t0\t0");
     EXPECT_EQ(processLine(client, "status", "Groups:"), "");
 }
 
-TEST_P(HelperSurroundingsTest, theFrontIsTheUserAndNothingMore) {
+TEST_P(HelperSurroundingsTest, theFrontHasTheUsersRightsOnly) {
     startClient();
     const std::string id = std::to_string(rootWorld::user.uid);
     const std::string four = id + '\t' + id + '\t' + id + '\t' + id;
@@ -68,17 +68,17 @@ TEST_P(HelperSurroundingsTest, theFrontIsTheUserAndNothingMore) {
     EXPECT_EQ(processLine(program->pid(), "status", "CapPrm:"), "0000000000000000");
 }
 
-TEST_P(HelperSurroundingsTest, theClientHasOneArgumentItsOwnName) {
+TEST_P(HelperSurroundingsTest, theClientHasItsNameAsItsOnlyArgument) {
     installClientText("#!/bin/sh\nprintf '%s\\n' $# \"$0\"\n");
     program = std::make_unique<UserProgram>(helperPath);
-    // An interpreter is told to read the script from the descriptor that was checked.
+    // The interpreter reads the script from the descriptor that was checked.
     EXPECT_THAT(program->output(), testing::StartsWith("0\n/dev/fd/"));
     const FakeClient& client = installClient("script");
     start(client);
     EXPECT_THAT(client.found("argument"), ElementsAre(clientPath));
 }
 
-TEST_P(HelperSurroundingsTest, theClientHoldsNoDescriptorOfTheCallers) {
+TEST_P(HelperSurroundingsTest, theClientHasNoOtherDescriptors) {
     const FakeClient& client = startClient({.prepare = [] {
         for (const int descriptor : {STDIN_FILENO, 3, 4, 17, 200, 1000}) {
             ::dup2(STDOUT_FILENO, descriptor);
@@ -88,7 +88,7 @@ TEST_P(HelperSurroundingsTest, theClientHoldsNoDescriptorOfTheCallers) {
     const auto found = client.found("descriptor");
     ASSERT_GE(found.size(), 3U);
     if (GetParam() == "script") {
-        // The shell that became this client has the script itself open as well.
+        // The shell that executed this client has the script open too.
         const std::string script = found.size() > 3 ? found[3] : "none";
         EXPECT_EQ(streamOf(*client.pid(), std::stoi(script)), clientPath);
         expected.push_back(script);
@@ -97,7 +97,7 @@ TEST_P(HelperSurroundingsTest, theClientHoldsNoDescriptorOfTheCallers) {
     EXPECT_EQ(streamOf(*client.pid(), STDIN_FILENO), "/dev/null");
 }
 
-TEST_P(HelperSurroundingsTest, closedStandardStreamsAreOpenToTheClient) {
+TEST_P(HelperSurroundingsTest, theClientHasItsStandardStreamsWhenTheCallersAreClosed) {
     const FakeClient& client = startClient({.prepare = [] { ::close_range(0, ~0U, 0); }});
     const auto found = client.found("descriptor");
     ASSERT_GE(found.size(), 3U);
@@ -107,7 +107,7 @@ TEST_P(HelperSurroundingsTest, closedStandardStreamsAreOpenToTheClient) {
     }
 }
 
-TEST_P(HelperSurroundingsTest, theClientWritesToTheCallersStreams) {
+TEST_P(HelperSurroundingsTest, theClientsOutputReachesTheCallersStreams) {
     const FakeClient& client = startClient();
     client.say("on one\n");
     client.sayOnError("and the other\n");
@@ -115,7 +115,7 @@ TEST_P(HelperSurroundingsTest, theClientWritesToTheCallersStreams) {
     EXPECT_EQ(program->output(), "on one\nand the other\n");
 }
 
-TEST_P(HelperSurroundingsTest, blockedAndIgnoredSignalsAreNeitherToTheClient) {
+TEST_P(HelperSurroundingsTest, signalsThatTheCallerBlocksOrIgnoresAreReset) {
     const FakeClient& client = startClient({.prepare = [] {
         sigset_t all;
         ::sigfillset(&all);
@@ -133,7 +133,7 @@ TEST_P(HelperSurroundingsTest, blockedAndIgnoredSignalsAreNeitherToTheClient) {
 struct Limit {
     const char* name;
     int resource;
-    /// As small as the system lets a program start at all.
+    /// The smallest value with which a program still starts.
     rlim_t tiny;
     rlim_t soft;
     rlim_t hard;
@@ -161,7 +161,7 @@ std::string text(rlim_t value) {
     return value == none ? "unlimited" : std::to_string(value);
 }
 
-TEST_P(HelperSurroundingsTest, tinyLimitsOfTheCallerLimitNobody) {
+TEST_P(HelperSurroundingsTest, limitsOfTheCallerAreReset) {
     std::vector<rlimit> tiny;
     tiny.reserve(limits.size());
     for (const Limit& limit : limits) {
@@ -189,7 +189,7 @@ TEST_P(HelperSurroundingsTest, tinyLimitsOfTheCallerLimitNobody) {
     EXPECT_EQ(program->waitStatus(), SIGTERM);
 }
 
-TEST_P(HelperSurroundingsTest, theRestOfTheCallersStateIsGone) {
+TEST_P(HelperSurroundingsTest, otherStateOfTheCallerIsReset) {
     const auto muddle = [] {
         ::umask(0);
         ::setpriority(PRIO_PROCESS, 0, 15);

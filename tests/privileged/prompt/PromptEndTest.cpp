@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// However a run behind the administrator prompt ends, nothing of it stays.
+// A run behind the administrator prompt leaves no process, however it ends.
 #include "tests/support/polkit/PromptTest.h"
 
 #include <chrono>
@@ -19,7 +19,7 @@ class PromptEndTest : public PromptTest, public testing::WithParamInterface<cons
         world.startPolkit();
     }
 
-    /// Waits until nothing of the run is left, and tells whether that took less than four seconds.
+    /// Waits until nothing of the run is left. Returns whether that took less than four seconds.
     bool endsInTime() const {
         const auto start = std::chrono::steady_clock::now();
         return isTidy() && std::chrono::steady_clock::now() - start < std::chrono::seconds(4);
@@ -32,7 +32,7 @@ class PromptEndTest : public PromptTest, public testing::WithParamInterface<cons
     }
 };
 
-// -- With a client that goes, one that does not, and those that leave others behind -------------
+// -- With clients that end, that do not, and that leave other processes behind -------------------
 
 using PromptClientTest = PromptEndTest;
 
@@ -139,20 +139,19 @@ class PromptKillTest : public PromptEndTest {
     }
 };
 
-TEST_F(PromptKillTest, whileThePromptIsBeingAnswered) {
+TEST_F(PromptKillTest, nothingIsLeftAfterAKillDuringThePrompt) {
     using namespace std::chrono_literals;
     killTheApplication(0ms, 250ms, 40);
 }
 
-TEST_F(PromptKillTest, whileTheClientStarts) {
+TEST_F(PromptKillTest, nothingIsLeftAfterAKillDuringTheClientsStart) {
     using namespace std::chrono_literals;
     killTheApplication(990ms, 1050ms, 10);
 }
 
-// -- The client's own time
-// -------------------------------------------------------------------------
+// -- The time that a client has -------------------------------------------------------------------
 
-TEST_F(PromptEndTest, aStubbornClientHasItsThreeSecondsInFull) {
+TEST_F(PromptEndTest, aStubbornClientHasItsFullThreeSeconds) {
     world.startAgent("right");
     FakeClient& client = connect("stubborn");
     const auto start = std::chrono::steady_clock::now();
@@ -164,7 +163,7 @@ TEST_F(PromptEndTest, aStubbornClientHasItsThreeSecondsInFull) {
     EXPECT_TRUE(isTidy());
 }
 
-TEST_F(PromptEndTest, aClientThatTidiesUpIsLetTo) {
+TEST_F(PromptEndTest, aClientMayEndInOrder) {
     world.startAgent("right");
     FakeClient& client = connect("exits-on-terminate");
     controller->tell("disconnect");
