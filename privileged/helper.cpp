@@ -1,77 +1,46 @@
 // SPDX-License-Identifier: MIT
 // The privileged helper: lets a user start and stop the tunnel client as root, and nothing else.
 //
-// Installed with root as owner and the set-user-ID bit. Any user may run it; it takes no arguments,
-// and of the caller's environment DEVICE_API_KEY, AUTH_URL and RELAY_ADDR only.
+// It is installed with root as owner and the set-user-ID bit. It takes no arguments, and of the
+// caller's environment only DEVICE_API_KEY, AUTH_URL and RELAY_ADDR.
 //
-// It is two processes. The *front* is the one that was started: it gives up root's rights for good
-// as soon as the other runs, so that its user (and nobody else but root) may signal it, and stands
-// for the client to its starter. The *guard* is root, in a session of its own; it starts the
-// client, from a place that only root can write, and sees to it that nothing of it stays
-// (Supervisor.h).
+// It is two processes. The *front* is the process that the caller started. It forks the guard and
+// then gives up root's rights for good, so that its user may signal it. It passes requests to stop
+// (SIGTERM, SIGINT, SIGHUP, SIGQUIT) on to the guard, copies the client's output to the caller's
+// streams, and ends as the client ended. The *guard* is root, in a containment and a session of its
+// own. It starts the client from a place that only root can write, and ends it (Guard.h).
 //
-// The client is root in every way. It finds the three variables, those that every root shell has,
-// nothing on its standard input, the caller's standard output and error, and no other descriptor
-// but, when it is a script, the one that its interpreter reads it from.
+// The client runs as root. It has the three variables and those of a root shell, an empty standard
+// input, and pipes to the front as standard output and error; a script also has the descriptor that
+// its interpreter reads it from.
 //
-// A request to stop is SIGTERM, SIGINT, SIGHUP or SIGQUIT to the front. It reaches the client as
-// SIGTERM, which has 3 seconds to end before it is killed. SIGKILL to the front ends the client and
-// all its descendants within 2 seconds.
+// The run ends with the process that started the helper: without the application nobody could see
+// or stop the tunnel, and the next application would show "Disconnected" over a live tunnel.
 //
-// The tunnel lives no longer than the process that started the helper: with an application that has
-// quit or died nobody could see or stop it any more, and the next start would show "Disconnected"
-// over a live tunnel.
-//
-// The client's exit status, or the signal that ended it, becomes the front's. A refusal is one line
-// on standard error and exit status 1.
+// When the helper refuses to start the client, it prints one line on standard error and exits with
+// status 1.
 #include "privileged/CleanState.h"
 #include "privileged/Client.h"
-#include "privileged/Lifeline.h"
+#include "privileged/Containment.h"
+#include "privileged/Front.h"
+#include "privileged/Guard.h"
 #include "privileged/Signals.h"
 #include "privileged/Starter.h"
-#include "privileged/Supervisor.h"
 
 #include <array>
-#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
+#include <fcntl.h>
+#include <linux/kcmp.h>
 #include <poll.h>
 #include <string>
 #include <sys/prctl.h>
-#include <sys/signalfd.h>
 #include <sys/socket.h>
-#include <sys/wait.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
 namespace kestrelnet::privileged {
 namespace {
-
-int refuse(const char* subject, const char* problem) {
-    ::dprintf(STDERR_FILENO, "Kestrelnet helper: %s %s.\n", subject, problem);
-    return EXIT_FAILURE;
-}
-
-/// Process exit, as wait() tells it, of a run that was refused.
-constexpr int refused = EXIT_FAILURE << 8;
-
-int guard(int owner, const ClientValues& values) {
-    ::setsid();
-    if (const char* const problem = becomeRoot()) {
-        refuse("cannot start,", problem);
-        return refused;
-    }
-    const TrustedFile client = openTrusted(clientPath);
-    if (client.problem != nullptr) {
-        const std::string advice = std::string(client.problem) + "; install the helper again";
-        refuse(clientPath, advice.c_str());
-        return refused;
-    }
-    const auto status = supervise(owner, StopReaches::mainProcess, [&] {
-        const char* const problem = becomeClient(client, values);
-        std::_Exit(refuse("the client cannot be run:", problem));
-    });
-    return status.value_or(SIGTERM);
-}
 
 /// Only signals may reach this process from its user: it stays closed to tracing.
 bool giveUpRights() {
@@ -81,48 +50,115 @@ bool giveUpRights() {
            (user == 0 || ::seteuid(0) != 0) && ::prctl(PR_SET_DUMPABLE, 0) == 0;
 }
 
-/// Ends as the client did.
-[[noreturn]] void endLike(int status) {
-    if (WIFSIGNALED(status)) {
-        signals::reset();
-        ::raise(WTERMSIG(status));
+/// For the front, which must not wait for a stream of the caller's with root's rights, and for the
+/// guard, whose standard error is a pipe to the front.
+int refuse(const char* subject, const char* problem) {
+    if (giveUpRights()) {
+        ::dprintf(STDERR_FILENO, "Kestrelnet helper: %s %s.\n", subject, problem);
     }
-    std::_Exit(WIFEXITED(status) ? WEXITSTATUS(status) : EXIT_FAILURE);
+    return EXIT_FAILURE;
 }
 
-/// Passes requests to stop on to `guard`, until that tells how the client has ended.
-[[noreturn]] void stand(int guard, int starter, int requests) {
-    std::array<pollfd, 3> events{pollfd{.fd = guard, .events = POLLIN, .revents = 0},
-                                 pollfd{.fd = requests, .events = POLLIN, .revents = 0},
-                                 pollfd{.fd = starter, .events = POLLIN, .revents = 0}};
-    for (;;) {
-        if (::poll(events.data(), events.size(), -1) < 0) {
-            continue;
-        }
-        if (events[0].revents != 0) {
-            int status = 0;
-            if (::recv(guard, &status, sizeof status, 0) == sizeof status) {
-                endLike(status);
-            }
-            std::_Exit(refuse("the tunnel's guard", "was ended"));
-        }
-        if (events[1].revents != 0) {
-            signalfd_siginfo request;
-            if (::read(requests, &request, sizeof request) == sizeof request) {
-                ::send(guard, &lifeline::stop, sizeof lifeline::stop, MSG_NOSIGNAL);
-            }
-        }
-        if (events[2].revents != 0) {
-            std::_Exit(EXIT_FAILURE);
-        }
+/// What connects front and guard.
+struct Connection {
+    /// Two ends each: the front's first.
+    std::array<int, 2> lifeline{-1, -1};
+    std::array<int, 2> output{-1, -1};
+    /// The same as `output` where the caller's standard output and error are one stream, so that
+    /// their order is kept.
+    std::array<int, 2> errors{-1, -1};
+
+    bool open();
+    bool hasOneStream() const { return output == errors; }
+};
+
+bool openPipe(std::array<int, 2>& ends) {
+    return ::pipe2(ends.data(), O_CLOEXEC) == 0 && ::fcntl(ends[0], F_SETFL, O_NONBLOCK) == 0;
+}
+
+bool Connection::open() {
+    const pid_t self = ::getpid();
+    const bool isOne =
+        ::syscall(SYS_kcmp, self, self, KCMP_FILE, STDOUT_FILENO, STDERR_FILENO) == 0;
+    if (::socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, lifeline.data()) != 0 ||
+        !openPipe(output) || (!isOne && !openPipe(errors))) {
+        return false;
     }
+    if (isOne) {
+        errors = output;
+    }
+    return true;
+}
+
+/// Replaces the caller's streams by an empty input and the pipes to the front. The guard keeps the
+/// reading ends open: without the front, a client that is cleaning up may still write.
+bool replaceStreams(const Connection& connection) {
+    const int nothing = ::open("/dev/null", O_RDWR | O_CLOEXEC);
+    return nothing >= 0 && ::dup2(nothing, STDIN_FILENO) >= 0 &&
+           ::dup2(connection.output[1], STDOUT_FILENO) >= 0 &&
+           ::dup2(connection.errors[1], STDERR_FILENO) >= 0;
+}
+
+/// The guard. Returns how the client ended.
+RunEnd guardClient(const Connection& connection, int starter, const ClientValues& values) {
+    constexpr RunEnd refused{RunEnd::Kind::exited, EXIT_FAILURE};
+    ::close(connection.lifeline[0]);
+    if (!replaceStreams(connection)) {
+        return refused;
+    }
+    ::setsid();
+    const char* problem = becomeRoot();
+    if (problem == nullptr) {
+        problem = containment::enter();
+    }
+    if (problem != nullptr) {
+        refuse("cannot start,", problem);
+        return refused;
+    }
+    const TrustedFile client = openTrusted(clientPath);
+    if (client.problem != nullptr) {
+        const std::string advice = std::string(client.problem) + "; install the helper again";
+        refuse(clientPath, advice.c_str());
+        return refused;
+    }
+    const Watched watched{.owner = connection.lifeline[1], .starter = starter};
+    const auto end = guardRun(watched, [&] {
+        const char* const failure = becomeClient(client, values);
+        std::_Exit(refuse("the client cannot be run:", failure));
+    });
+    return end.value_or(RunEnd::signalled(SIGTERM));
+}
+
+/// The front, after the fork.
+int stand(const Connection& connection, pid_t guard) {
+    ::close(connection.lifeline[1]);
+    ::close(connection.output[1]);
+    if (!giveUpRights()) {
+        return EXIT_FAILURE;
+    }
+    Front front{.guard = guard, .lifeline = connection.lifeline[0], .relays = {}};
+    front.relays.emplace_back(connection.output[0], STDOUT_FILENO);
+    if (!connection.hasOneStream()) {
+        ::close(connection.errors[1]);
+        front.relays.emplace_back(connection.errors[0], STDERR_FILENO);
+    }
+    if (const auto end = serve(front)) {
+        endLike(*end);
+    }
+    return refuse("the tunnel's guard", "was ended");
 }
 
 /// Whether nobody reads this process's output any more: a starter that has ended closes its
-/// descriptors before its children are given away.
+/// descriptors before its children get another parent.
 bool isUnread() {
     std::array<pollfd, 2> outputs{pollfd{.fd = STDOUT_FILENO, .events = 0, .revents = 0},
                                   pollfd{.fd = STDERR_FILENO, .events = 0, .revents = 0}};
+    for (pollfd& output : outputs) {
+        // Only a pipe is asked: a file may be served by a program of the user's that never answers.
+        if (::fcntl(output.fd, F_GETPIPE_SZ) < 0) {
+            output.fd = -1;
+        }
+    }
     ::poll(outputs.data(), outputs.size(), 0);
     return ((outputs[0].revents | outputs[1].revents) & POLLERR) != 0;
 }
@@ -136,28 +172,23 @@ int run() {
     if (starter < 0 || isUnread()) {
         return refuse("what started it", "has ended");
     }
-    const sigset_t stops = signals::set({SIGTERM, SIGINT, SIGHUP, SIGQUIT});
-    ::sigprocmask(SIG_SETMASK, &stops, nullptr);
-    const int requests = ::signalfd(-1, &stops, SFD_CLOEXEC);
-    std::array<int, 2> ends{-1, -1};
-    if (requests < 0 || ::socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, ends.data()) != 0) {
+    Connection connection;
+    if (!connection.open()) {
         return refuse("cannot start,", "the system has no descriptors left");
     }
-    const pid_t child = ::fork();
-    if (child == 0) {
-        ::close(ends[0]);
-        const int status = guard(ends[1], *values);
-        ::send(ends[1], &status, sizeof status, MSG_NOSIGNAL);
+    const sigset_t requests = stopRequests();
+    ::sigprocmask(SIG_SETMASK, &requests, nullptr);
+    const containment::Forked guard = containment::fork();
+    if (guard.problem != nullptr) {
+        return refuse("cannot start,", guard.problem);
+    }
+    if (guard.pid == 0) {
+        const RunEnd end = guardClient(connection, starter, *values);
+        ::send(connection.lifeline[1], &end, sizeof end, MSG_NOSIGNAL | MSG_DONTWAIT);
+        // The kernel kills what is left of the run.
         std::_Exit(EXIT_SUCCESS);
     }
-    ::close(ends[1]);
-    if (child < 0) {
-        return refuse("cannot start,", "the system has no processes left");
-    }
-    if (!giveUpRights()) {
-        return refuse("cannot start,", "root's rights could not be given up");
-    }
-    stand(ends[0], starter, requests);
+    return stand(connection, guard.pid);
 }
 
 } // namespace

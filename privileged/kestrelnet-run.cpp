@@ -2,16 +2,21 @@
 // kestrelnet-run COMMAND: the root side of the administrator prompt.
 //
 // osascript starts it through pkexec, with its end of the lifeline as standard input. It runs
-// COMMAND by a shell of root's, ends it when the lifeline says so, with everything that descends
-// from it, and exits with its status: 128 and the number of the signal that ended it.
+// COMMAND in a root shell under a guard (Guard.h), and exits with the status of COMMAND, or 128 and
+// the number of the signal that ended it. The run ends when osascript says so, when osascript ends,
+// and when the process that started osascript ends: the application.
 //
-// The command's environment holds PKEXEC_UID, the user who asked, and what every root shell has.
-// Its standard input is empty; its output is this program's own.
+// The command's environment holds PKEXEC_UID, the user who asked, and the variables of a root
+// shell. Its standard input is empty; its output is this program's own.
 #include "privileged/CleanState.h"
+#include "privileged/Containment.h"
+#include "privileged/Guard.h"
 #include "privileged/Lifeline.h"
-#include "privileged/Supervisor.h"
+#include "privileged/Signals.h"
+#include "privileged/Starter.h"
 
 #include <array>
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -52,7 +57,7 @@ void becomeShell(char* command) {
     std::_Exit(refuse("the shell cannot be run"));
 }
 
-/// Moves the lifeline from standard input, which the command shall not have, to a place of its own.
+/// Moves the lifeline away from standard input, which is empty for the command.
 int takeLifeline() {
     struct stat status {};
     if (::fstat(STDIN_FILENO, &status) != 0 || !S_ISSOCK(status.st_mode)) {
@@ -63,6 +68,24 @@ int takeLifeline() {
     return nothing >= 0 && ::dup2(nothing, STDIN_FILENO) == STDIN_FILENO ? owner : -1;
 }
 
+/// The guard. Returns the exit status.
+int guardCommand(const Watched& watched, char* command) {
+    ::setsid();
+    if (const char* const problem = containment::enter()) {
+        return refuse(problem);
+    }
+    const auto end = guardRun(watched, [=] { becomeShell(command); });
+    return end ? end->exitStatus() : notRun;
+}
+
+/// Waits for the guard, whose exit status is the command's. What stops the run is the guard's work.
+int awaitGuard(pid_t guard) {
+    int status = 0;
+    while (::waitpid(guard, &status, 0) < 0 && errno == EINTR) {
+    }
+    return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+}
+
 int run(char* command) {
     if (const char* const problem = cleanDescriptors()) {
         return refuse(problem);
@@ -71,7 +94,14 @@ int run(char* command) {
     if (owner < 0) {
         return refuse("this is a part of the application, which starts it itself");
     }
-    ::send(owner, &lifeline::started, sizeof lifeline::started, MSG_NOSIGNAL);
+    ::send(owner, &lifeline::started, sizeof lifeline::started, MSG_NOSIGNAL | MSG_DONTWAIT);
+    // pkexec has replaced itself by this program: its parent is osascript, and osascript's parent
+    // is the application. A user who starts pkexec without osascript only chooses which process of
+    // his own the run depends on; he could as well never end the application.
+    const int starter = watchStarterOfParent();
+    if (starter < 0) {
+        return refuse("what asked for administrator rights has ended");
+    }
     const char* problem = cleanSurroundings();
     if (problem == nullptr) {
         problem = becomeRoot();
@@ -79,12 +109,16 @@ int run(char* command) {
     if (problem != nullptr) {
         return refuse(problem);
     }
-    ::setsid();
-    const auto status = supervise(owner, StopReaches::everyProcess, [=] { becomeShell(command); });
-    if (!status) {
-        return notRun;
+    const sigset_t requests = signals::set({SIGTERM, SIGINT, SIGHUP, SIGQUIT});
+    ::sigprocmask(SIG_SETMASK, &requests, nullptr);
+    const containment::Forked guard = containment::fork();
+    if (guard.problem != nullptr) {
+        return refuse(guard.problem);
     }
-    return WIFEXITED(*status) ? WEXITSTATUS(*status) : 128 + WTERMSIG(*status);
+    if (guard.pid == 0) {
+        std::_Exit(guardCommand({.owner = owner, .starter = starter}, command));
+    }
+    return awaitGuard(guard.pid);
 }
 
 } // namespace

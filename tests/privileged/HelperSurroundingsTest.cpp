@@ -102,8 +102,9 @@ TEST_P(HelperSurroundingsTest, theClientHasItsStandardStreamsWhenTheCallersAreCl
     const auto found = client.found("descriptor");
     ASSERT_GE(found.size(), 3U);
     EXPECT_THAT(std::vector(found.begin(), found.begin() + 3), ElementsAre("0", "1", "2"));
-    for (int stream = 0; stream <= 2; ++stream) {
-        EXPECT_THAT(streamOf(*client.pid(), stream), testing::StartsWith("/dev/"));
+    EXPECT_EQ(streamOf(*client.pid(), STDIN_FILENO), "/dev/null");
+    for (const int stream : {STDOUT_FILENO, STDERR_FILENO}) {
+        EXPECT_THAT(streamOf(*client.pid(), stream), testing::StartsWith("pipe:"));
     }
 }
 

@@ -30,10 +30,12 @@ class FakeClient {
     void installScriptAt(const std::string& path) const;
     void installProgramAt(const std::string& path) const;
 
-    /// The identifier of the running program, once it has told it.
-    std::optional<int> pid() const { return number("pid"); }
-    /// The identifier of what the program has left behind, once it has told it.
-    std::optional<int> grandchild() const { return number("grandchild"); }
+    /// The identifier of the running program, once it has written it: the one that is valid for the
+    /// test, also when the program runs in a PID namespace below the test's. When such a namespace
+    /// has ended, an identifier that no process has.
+    std::optional<int> pid() const { return process("pid"); }
+    /// The same of the process that the program has left behind.
+    std::optional<int> grandchild() const { return process("grandchild"); }
     /// Whether the mode's own part is done, and commands are obeyed.
     bool isReady() const;
     /// Whether the program was started and has not ended.
@@ -64,6 +66,7 @@ class FakeClient {
 
   private:
     std::optional<int> number(std::string_view file) const;
+    std::optional<int> process(std::string_view file) const;
     void command(std::string_view bytes) const;
 
     void makeWay(const std::string& path) const;
