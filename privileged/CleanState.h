@@ -11,11 +11,20 @@ namespace kestrelnet::privileged {
 /// all others. Call this first: a descriptor that is opened earlier could become one of the three.
 const char* cleanDescriptors();
 
-/// Sets default signals with an empty mask, creation mask 022, the root folder and no nice value;
-/// stops all timers; sets the limits that the kernel gives its first process, without core files.
+/// Resets what the caller has set for this process and what it passes on:
+/// - signals, timers, the creation mask, the working folder, the personality, resource limits;
+/// - scheduling: policy, nice value, processors, I/O class, timer slack;
+/// - memory: policy, huge pages, reaction to memory errors, contents of core files, and the order
+/// in
+///   which processes are killed when memory runs out;
+/// - the right to read the time-stamp counter.
+///
+/// What the kernel lets nobody reset stays: the control group, mitigations of processor flaws that
+/// the caller has forced on, and limits on the processor's speed.
 const char* cleanSurroundings();
 
-/// Sets user and group to root (real, effective and saved) and drops all other groups.
+/// Sets user and group to root (real, effective and saved), drops all other groups, and joins a new
+/// session keyring.
 const char* becomeRoot();
 
 } // namespace kestrelnet::privileged

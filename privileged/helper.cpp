@@ -202,6 +202,10 @@ int main(int count, char** /*arguments*/) {
     if (count != 1) {
         return refuse("it takes", "no arguments");
     }
+    if (::geteuid() != 0 && ::prctl(PR_GET_NO_NEW_PRIVS, 0, 0, 0, 0) == 1) {
+        return refuse("it has no rights of root:",
+                      "what started it runs with \"no new privileges\"; start it otherwise");
+    }
     if (::geteuid() != 0) {
         return refuse("it has no rights of root:",
                       "its file lacks the set-user-ID bit or lies on a file system mounted with "

@@ -4,6 +4,7 @@
 #include "tests/privileged/HelperTest.h"
 
 #include <array>
+#include <cerrno>
 #include <cstdio>
 #include <fcntl.h>
 #include <grp.h>
@@ -13,6 +14,7 @@
 #include <sys/prctl.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <sys/time.h>
 #include <unistd.h>
 
@@ -178,6 +180,82 @@ TEST(CleanStateTest, priorityMaskFolderAndPersonalityAreReset) {
                   findings.expect(::sched_getscheduler(0) == SCHED_OTHER, "scheduler");
                   findings.expect(::personality(0xFFFFFFFF) == PER_LINUX, "personality");
                   findings.expect(::prctl(PR_GET_DUMPABLE) == 0, "closed to tracing");
+              }),
+              0);
+}
+
+TEST(CleanStateTest, schedulingIsReset) {
+    EXPECT_EQ(inChild([](Findings& findings) {
+                  constexpr unsigned long thousandSeconds = 1'000'000'000'000;
+                  constexpr int idleClass = 3 << 13;
+                  cpu_set_t before;
+                  ::sched_getaffinity(0, sizeof before, &before);
+                  cpu_set_t first;
+                  CPU_ZERO(&first);
+                  CPU_SET(0, &first);
+                  findings.expect(::prctl(PR_SET_TIMERSLACK, thousandSeconds) == 0 &&
+                                      ::sched_setaffinity(0, sizeof first, &first) == 0 &&
+                                      ::syscall(SYS_ioprio_set, 1, 0, idleClass) == 0,
+                                  "set");
+                  findings.expect(privileged::cleanSurroundings() == nullptr, "done");
+                  cpu_set_t after;
+                  ::sched_getaffinity(0, sizeof after, &after);
+                  findings.expect(CPU_EQUAL(&before, &after), "processors");
+                  findings.expect(::syscall(SYS_ioprio_get, 1, 0) >> 13 != 3, "I/O class");
+                  findings.expect(::prctl(PR_GET_TIMERSLACK) == 50'000, "timer slack");
+              }),
+              0);
+}
+
+TEST(CleanStateTest, memorySettingsAreReset) {
+    EXPECT_EQ(
+        inChild([](Findings& findings) {
+            constexpr int interleave = 3;
+            unsigned long firstNode = 1;
+            const bool hasNodes = ::syscall(SYS_set_mempolicy, interleave, &firstNode, 8) == 0;
+            findings.expect(hasNodes || errno == ENOSYS, "memory policy set");
+            findings.expect(::prctl(PR_SET_THP_DISABLE, 1, 0, 0, 0) == 0 || errno == EINVAL,
+                            "huge pages disabled");
+            ::prctl(PR_MCE_KILL, PR_MCE_KILL_SET, PR_MCE_KILL_EARLY, 0, 0);
+            const int filter = ::open("/proc/self/coredump_filter", O_WRONLY);
+            findings.expect(::write(filter, "0x0", 3) == 3, "core filter set");
+            findings.expect(privileged::cleanSurroundings() == nullptr, "done");
+            int policy = 0;
+            if (hasNodes) {
+                ::syscall(SYS_get_mempolicy, &policy, nullptr, 0, nullptr, 0);
+            }
+            findings.expect(policy == 0, "memory policy");
+            findings.expect(::prctl(PR_GET_THP_DISABLE, 0, 0, 0, 0) <= 0, "huge pages");
+            findings.expect(::prctl(PR_MCE_KILL_GET, 0, 0, 0, 0) != PR_MCE_KILL_EARLY,
+                            "memory errors");
+            findings.expect(readFile("/proc/self/coredump_filter") == "00000033\n", "core filter");
+        }),
+        0);
+}
+
+TEST(CleanStateTest, theTimeStampCounterIsReadable) {
+    EXPECT_EQ(inChild([](Findings& findings) {
+                  const bool hasSetting = ::prctl(PR_SET_TSC, PR_TSC_SIGSEGV) == 0;
+                  findings.expect(hasSetting || errno == EINVAL, "set");
+                  findings.expect(privileged::cleanSurroundings() == nullptr, "done");
+                  int mode = PR_TSC_ENABLE;
+                  findings.expect(!hasSetting || ::prctl(PR_GET_TSC, &mode) == 0, "asked");
+                  findings.expect(mode == PR_TSC_ENABLE, "readable");
+              }),
+              0);
+}
+
+TEST(CleanStateTest, theSessionKeyringIsANewOne) {
+    EXPECT_EQ(inChild([](Findings& findings) {
+                  constexpr int getKeyring = 0;
+                  constexpr int joinSession = 1;
+                  constexpr int session = -3;
+                  const long before = ::syscall(SYS_keyctl, joinSession, "callers");
+                  findings.expect(before >= 0 || errno == ENOSYS, "joined");
+                  findings.expect(privileged::becomeRoot() == nullptr, "done");
+                  findings.expect(before < 0 ||
+                                      ::syscall(SYS_keyctl, getKeyring, session, 0) != before,
+                                  "another keyring");
               }),
               0);
 }

@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <fstream>
 #include <sys/mount.h>
+#include <sys/prctl.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -142,6 +143,22 @@ TEST_F(HelperRefusalTest, refusesToRunFromAFileSystemMountedNosuid) {
     EXPECT_THAT(refusal(), AllOf(StartsWith("Kestrelnet helper: it has no rights of root: "),
                                  HasSubstr("\"nosuid\"")));
     ASSERT_EQ(::umount("/Library"), 0);
+}
+
+TEST_F(HelperRefusalTest, refusesToRunWithNoNewPrivileges) {
+    EXPECT_THAT(refusal({.prepare = [] { ::prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0); }}),
+                AllOf(StartsWith("Kestrelnet helper: it has no rights of root: "),
+                      HasSubstr("\"no new privileges\"")));
+}
+
+TEST_F(HelperRefusalTest, refusesWhereTheSystemPermitsNoNamespaces) {
+    const std::string user = std::to_string(rootWorld::user.uid);
+    EXPECT_EQ(runAsRoot("setpriv --bounding-set=-sys_admin --reuid=" + user + " --regid=" + user +
+                        " --clear-groups " + helperPath + " >/tmp/output 2>&1"),
+              1);
+    EXPECT_EQ(readFile("/tmp/output"), "Kestrelnet helper: cannot start, this system, or the "
+                                       "container that it runs in, permits no PID namespaces.\n");
+    EXPECT_TRUE(nothingIsLeftInTime());
 }
 
 TEST_F(HelperTest, runsWithAnEmptyArgumentList) {

@@ -12,6 +12,7 @@
 #include <sys/prctl.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -213,6 +214,42 @@ TEST_P(HelperSurroundingsTest, otherStateOfTheCallerIsReset) {
     EXPECT_EQ(readFile(folder + "/oom_score_adj"), "0\n");
     EXPECT_NE(field(client, 3), ::getsid(0)) << "session";
     EXPECT_EQ(field(client, 4), 0) << "terminal";
+}
+
+TEST_P(HelperSurroundingsTest, settingsOfTheKernelAreReset) {
+    const auto muddle = [] {
+        constexpr unsigned long thousandSeconds = 1'000'000'000'000;
+        constexpr int idleClass = 3 << 13;
+        cpu_set_t first;
+        CPU_ZERO(&first);
+        CPU_SET(0, &first);
+        ::prctl(PR_SET_DUMPABLE, 1);
+        ::prctl(PR_SET_THP_DISABLE, 1, 0, 0, 0);
+        ::prctl(PR_SET_TSC, PR_TSC_SIGSEGV);
+        const int filter = ::open("/proc/self/coredump_filter", O_WRONLY);
+        if (::prctl(PR_SET_TIMERSLACK, thousandSeconds) != 0 ||
+            ::sched_setaffinity(0, sizeof first, &first) != 0 ||
+            ::syscall(SYS_ioprio_set, 1, 0, idleClass) != 0 || ::write(filter, "0x0", 3) != 3) {
+            ::_exit(125);
+        }
+    };
+    const pid_t client = *startClient({.prepare = muddle}).pid();
+    const std::string folder = "/proc/" + std::to_string(client);
+    EXPECT_EQ(readFile(folder + "/timerslack_ns"), "50000\n");
+    EXPECT_EQ(processLine(client, "status", "Cpus_allowed:"),
+              processLine(::getpid(), "status", "Cpus_allowed:"));
+    EXPECT_NE(processLine(client, "status", "THP_enabled:"), "0");
+    EXPECT_EQ(readFile(folder + "/coredump_filter"), "00000033\n");
+    EXPECT_NE(::syscall(SYS_ioprio_get, 1, client) >> 13, 3) << "I/O class";
+}
+
+TEST_F(HelperTest, deadlinesDoNotDependOnTheCallersTimerSlack) {
+    constexpr unsigned long thousandSeconds = 1'000'000'000'000;
+    const FakeClient& client = installClient("stubborn");
+    start(client, {.prepare = [] { ::prctl(PR_SET_TIMERSLACK, thousandSeconds); }});
+    EXPECT_EQ(program->send(SIGTERM), 0);
+    EXPECT_EQ(program->waitStatus(), SIGKILL);
+    EXPECT_TRUE(nothingIsLeftInTime());
 }
 
 } // namespace
