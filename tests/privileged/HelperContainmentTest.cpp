@@ -127,28 +127,28 @@ TEST_F(HelperContainmentTest, aRunWhoseOutputNobodyReadsCanBeStopped) {
 }
 
 TEST_F(HelperContainmentTest, noRootProcessHasAStreamOfTheCallers) {
-    const std::string pipe = "/tmp/callers";
-    fs::remove(pipe);
-    ASSERT_EQ(::mkfifo(pipe.c_str(), 0666), 0);
-    const int reader = ::open(pipe.c_str(), O_RDWR | O_CLOEXEC);
-    startScript(": >/tmp/ready\nexec sleep 600\n", {.prepare = [&pipe] {
-                    const int stream = ::open(pipe.c_str(), O_WRONLY);
+    std::array<int, 2> stream{};
+    ASSERT_EQ(::pipe2(stream.data(), O_CLOEXEC), 0);
+    startScript(": >/tmp/ready\nexec sleep 600\n", {.prepare = [&stream] {
                     for (const int number : {0, 1, 2, 5}) {
-                        ::dup2(stream, number);
+                        ::dup2(stream[1], number);
                     }
                 }});
-    std::vector<std::string> holders;
-    for (const auto& process : othersThanTheFront()) {
-        for (const auto& link :
-             fs::directory_iterator("/proc/" + std::to_string(process.pid) + "/fd")) {
+    const fs::path pipe = fs::read_symlink("/proc/self/fd/" + std::to_string(stream[1]));
+    const auto holds = [&pipe](pid_t pid) {
+        const fs::directory_iterator links("/proc/" + std::to_string(pid) + "/fd");
+        return std::any_of(begin(links), end(links), [&pipe](const auto& link) {
             std::error_code error;
-            if (fs::read_symlink(link.path(), error) == pipe) {
-                holders.push_back(process.command + ' ' + link.path().string());
-            }
-        }
-    }
-    EXPECT_THAT(holders, IsEmpty());
-    ::close(reader);
+            return fs::read_symlink(link.path(), error) == pipe;
+        });
+    };
+    EXPECT_TRUE(holds(program->pid()));
+    auto others = othersThanTheFront();
+    EXPECT_EQ(others.size(), 2U);
+    std::erase_if(others, [&holds](const auto& process) { return !holds(process.pid); });
+    EXPECT_THAT(others, IsEmpty());
+    ::close(stream[0]);
+    ::close(stream[1]);
 }
 
 TEST_F(HelperContainmentTest, outputThatWasWrittenBeforeTheEndArrives) {
@@ -242,10 +242,18 @@ TEST_F(HelperContainmentTest, mountsReachTheHostAndTheHostsReachTheClient) {
 // -- How long a run may take to end, and how often it is asked
 // ---------------------------------------
 
-/// A client that cleans up for 2.7 s, and writes meanwhile.
+/// A client that cleans up for 2.7 s, and writes meanwhile. A signal to its `sleep` spoils it.
 const std::string cleaningClient =
-    "trap 'echo cleaning; sleep 2.7; echo clean; : >/tmp/cleaned; exit 0' TERM\n"
+    "trap 'echo cleaning; sleep 2.7 && echo clean && : >/tmp/cleaned; exit 0' TERM\n"
     ": >/tmp/ready\nwhile :; do sleep 0.02; done\n";
+
+/// A VPN that notes each SIGTERM, and ends half a second after the first.
+const std::string vpn = "sh -c 'trap \"echo vpn >>/tmp/asked\" TERM; : >/tmp/ready; "
+                        "until grep -q vpn /tmp/asked 2>/dev/null; do sleep 0.02; done; "
+                        "for i in 1 2 3 4 5; do sleep 0.1; done' &\n";
+/// A wrapper of it, which passes the signal on a little later.
+const std::string wrapper =
+    vpn + "trap 'echo wrapper >>/tmp/asked; sleep 0.2; kill -TERM $!' TERM\nwait\nwait\nwait\n";
 
 class HelperGraceTest : public HelperContainmentTest {
   protected:
@@ -285,19 +293,15 @@ TEST_F(HelperGraceTest, theEndOfTheSessionLeavesTimeToCleanUp) {
 }
 
 TEST_F(HelperGraceTest, aWrapperAndItsVpnAreAskedOnceEach) {
-    // The wrapper passes the signal on. A second one would make the VPN skip its farewell.
-    startScript("sh -c 'trap \"echo vpn >>/tmp/asked; sleep 0.5; exit\" TERM; : >/tmp/ready; "
-                "while :; do sleep 0.02; done' &\n"
-                "trap 'echo wrapper >>/tmp/asked; kill -TERM $!' TERM\nwait\nwait\nwait\n");
+    // A second SIGTERM would make the VPN skip its farewell.
+    startScript(wrapper);
     EXPECT_EQ(program->send(SIGTERM), 0);
     EXPECT_TRUE(program->waitStatus());
     EXPECT_EQ(readFile("/tmp/asked"), "wrapper\nvpn\n");
 }
 
 TEST_F(HelperGraceTest, aVpnWhoseWrapperEndsIsAskedOnce) {
-    startScript("sh -c 'trap \"echo vpn >>/tmp/asked; sleep 0.5; exit\" TERM; : >/tmp/ready; "
-                "while :; do sleep 0.02; done' &\n"
-                "wait\n");
+    startScript(vpn + "wait\n");
     EXPECT_EQ(program->send(SIGTERM), 0);
     EXPECT_TRUE(program->waitStatus());
     EXPECT_EQ(readFile("/tmp/asked"), "vpn\n");
