@@ -179,4 +179,11 @@ const char* becomeRoot() {
     return nullptr;
 }
 
+const char* becomeUser(uid_t user, gid_t group) {
+    const bool isUser = ::setresgid(group, group, group) == 0 &&
+                        ::setresuid(user, user, user) == 0 && (user == 0 || ::seteuid(0) != 0);
+    return isUser && ::prctl(PR_SET_DUMPABLE, 0) == 0 ? nullptr
+                                                      : "root's rights could not be given up";
+}
+
 } // namespace kestrelnet::privileged

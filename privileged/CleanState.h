@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <sys/types.h>
+
 namespace kestrelnet::privileged {
 
 // A set-user-ID program inherits most of its state from the caller. Each function resets one part
@@ -26,5 +28,9 @@ const char* cleanSurroundings();
 /// Sets user and group to root (real, effective and saved), drops all other groups, and joins a new
 /// session keyring.
 const char* becomeRoot();
+
+/// Gives root's rights up for good, for `user` and `group`; root's are kept where the user is root.
+/// Closes the process to tracing: its user may only signal it. Keeps other groups.
+const char* becomeUser(uid_t user, gid_t group);
 
 } // namespace kestrelnet::privileged

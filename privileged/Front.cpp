@@ -3,6 +3,7 @@
 
 #include "privileged/Signals.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <csignal>
 #include <cstdlib>
@@ -15,11 +16,13 @@ namespace kestrelnet::privileged {
 namespace {
 
 /// For the signal handler.
-int lifelineEnd = -1;
+int guardSocket = -1;
+volatile std::sig_atomic_t isStopping = 0;
 
 extern "C" void passStopOn(int /*signal*/) {
     const int saved = errno;
-    ::send(lifelineEnd, &lifeline::stop, sizeof lifeline::stop, MSG_NOSIGNAL | MSG_DONTWAIT);
+    isStopping = 1;
+    ::send(guardSocket, &lifeline::stop, sizeof lifeline::stop, MSG_NOSIGNAL | MSG_DONTWAIT);
     errno = saved;
 }
 
@@ -35,21 +38,38 @@ void handleStopRequests() {
     ::sigprocmask(SIG_SETMASK, &none, nullptr);
 }
 
-/// Waits until something has happened to one of the relays, or to `lifeline`, and copies the
-/// output. Returns whether the lifeline is readable.
-bool step(std::vector<Relay>& relays, int lifeline) {
-    std::vector<pollfd> polled{pollfd{.fd = lifeline, .events = POLLIN, .revents = 0}};
+/// Waits until output can be copied or `socket` is readable, and copies. Returns the events of
+/// `socket`; nothing when neither happened within `milliseconds`, -1 being no limit.
+std::optional<short> copyOutput(std::vector<Relay>& relays, int socket, int milliseconds) {
+    std::vector<pollfd> polled{pollfd{.fd = socket, .events = POLLIN, .revents = 0}};
     for (const Relay& relay : relays) {
         const Relay::Events events = relay.awaited();
         polled.insert(polled.end(), events.begin(), events.end());
     }
-    if (::poll(polled.data(), polled.size(), -1) < 0) {
-        return false;
+    const int count = ::poll(polled.data(), polled.size(), milliseconds);
+    if (count < 0) {
+        return 0;
     }
     for (std::size_t index = 0; index < relays.size(); ++index) {
         relays[index].copy({polled[2 * index + 1], polled[2 * index + 2]});
     }
-    return polled[0].revents != 0;
+    return count == 0 ? std::nullopt : std::optional(polled[0].revents);
+}
+
+/// Waits for the guard's end, which is the end of the whole run: then nothing more is written.
+void reap(pid_t guard) {
+    while (::waitpid(guard, nullptr, 0) < 0 && errno == EINTR) {
+    }
+}
+
+void copyRemainingOutput(std::vector<Relay>& relays) {
+    constexpr int patience = 100;
+    const auto isLeft = [](const Relay& relay) { return !relay.isEmpty(); };
+    while (std::any_of(relays.begin(), relays.end(), isLeft)) {
+        if (!copyOutput(relays, -1, isStopping != 0 ? patience : -1)) {
+            return;
+        }
+    }
 }
 
 } // namespace
@@ -58,29 +78,26 @@ sigset_t stopRequests() {
     return signals::set({SIGTERM, SIGINT, SIGHUP, SIGQUIT});
 }
 
-std::optional<RunEnd> serve(Front& front) {
-    lifelineEnd = front.lifeline;
+std::optional<RunEnd> serve(pid_t guard, const Connection& connection) {
+    guardSocket = connection.socket();
     handleStopRequests();
+    std::vector<Relay> relays = connection.relays();
     std::optional<RunEnd> end;
     for (bool isThere = true; isThere;) {
-        if (!step(front.relays, front.lifeline)) {
+        if (copyOutput(relays, guardSocket, -1).value_or(0) == 0) {
             continue;
         }
         RunEnd message;
-        const ssize_t size = ::recv(front.lifeline, &message, sizeof message, MSG_DONTWAIT);
+        const ssize_t size = ::recv(guardSocket, &message, sizeof message, MSG_DONTWAIT);
         if (size == sizeof message) {
             end = message;
         }
-        isThere = size > 0 || (size < 0 && (errno == EAGAIN || errno == EINTR));
+        // ECONNRESET comes once, before the last message, when the guard has left requests unread.
+        isThere =
+            size > 0 || (size < 0 && (errno == EAGAIN || errno == EINTR || errno == ECONNRESET));
     }
-    // The guard's end is the end of the whole run: then nothing more is written.
-    while (::waitpid(front.guard, nullptr, 0) < 0 && errno == EINTR) {
-    }
-    for (const Relay& relay : front.relays) {
-        while (!relay.isEmpty()) {
-            step(front.relays, -1);
-        }
-    }
+    reap(guard);
+    copyRemainingOutput(relays);
     return end;
 }
 

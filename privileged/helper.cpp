@@ -21,91 +21,37 @@
 // status 1.
 #include "privileged/CleanState.h"
 #include "privileged/Client.h"
+#include "privileged/Connection.h"
 #include "privileged/Containment.h"
 #include "privileged/Front.h"
 #include "privileged/Guard.h"
-#include "privileged/Signals.h"
 #include "privileged/Starter.h"
 
 #include <array>
 #include <cstdio>
 #include <cstdlib>
 #include <fcntl.h>
-#include <linux/kcmp.h>
 #include <poll.h>
 #include <string>
 #include <sys/prctl.h>
 #include <sys/socket.h>
-#include <sys/syscall.h>
 #include <unistd.h>
 
 namespace kestrelnet::privileged {
 namespace {
 
-/// Only signals may reach this process from its user: it stays closed to tracing.
-bool giveUpRights() {
-    const uid_t user = ::getuid();
-    const gid_t group = ::getgid();
-    return ::setresgid(group, group, group) == 0 && ::setresuid(user, user, user) == 0 &&
-           (user == 0 || ::seteuid(0) != 0) && ::prctl(PR_SET_DUMPABLE, 0) == 0;
-}
-
-/// For the front, which must not wait for a stream of the caller's with root's rights, and for the
-/// guard, whose standard error is a pipe to the front.
+/// The front must not wait for a stream of the caller's with root's rights. The guard's standard
+/// error is a pipe to the front, and the guard's user is root.
 int refuse(const char* subject, const char* problem) {
-    if (giveUpRights()) {
+    if (becomeUser(::getuid(), ::getgid()) == nullptr) {
         ::dprintf(STDERR_FILENO, "Kestrelnet helper: %s %s.\n", subject, problem);
     }
     return EXIT_FAILURE;
 }
 
-/// What connects front and guard.
-struct Connection {
-    /// Two ends each: the front's first.
-    std::array<int, 2> lifeline{-1, -1};
-    std::array<int, 2> output{-1, -1};
-    /// The same as `output` where the caller's standard output and error are one stream, so that
-    /// their order is kept.
-    std::array<int, 2> errors{-1, -1};
-
-    bool open();
-    bool hasOneStream() const { return output == errors; }
-};
-
-bool openPipe(std::array<int, 2>& ends) {
-    return ::pipe2(ends.data(), O_CLOEXEC) == 0 && ::fcntl(ends[0], F_SETFL, O_NONBLOCK) == 0;
-}
-
-bool Connection::open() {
-    const pid_t self = ::getpid();
-    const bool isOne =
-        ::syscall(SYS_kcmp, self, self, KCMP_FILE, STDOUT_FILENO, STDERR_FILENO) == 0;
-    if (::socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, lifeline.data()) != 0 ||
-        !openPipe(output) || (!isOne && !openPipe(errors))) {
-        return false;
-    }
-    if (isOne) {
-        errors = output;
-    }
-    return true;
-}
-
-/// Replaces the caller's streams by an empty input and the pipes to the front. The guard keeps the
-/// reading ends open: without the front, a client that is cleaning up may still write.
-bool replaceStreams(const Connection& connection) {
-    const int nothing = ::open("/dev/null", O_RDWR | O_CLOEXEC);
-    return nothing >= 0 && ::dup2(nothing, STDIN_FILENO) >= 0 &&
-           ::dup2(connection.output[1], STDOUT_FILENO) >= 0 &&
-           ::dup2(connection.errors[1], STDERR_FILENO) >= 0;
-}
-
-/// The guard. Returns how the client ended.
-RunEnd guardClient(const Connection& connection, int starter, const ClientValues& values) {
+/// The work of the guard. Returns how the client ended.
+RunEnd guardClient(int owner, int starter, const ClientValues& values) {
     constexpr RunEnd refused{RunEnd::Kind::exited, EXIT_FAILURE};
-    ::close(connection.lifeline[0]);
-    if (!replaceStreams(connection)) {
-        return refused;
-    }
     ::setsid();
     const char* problem = becomeRoot();
     if (problem == nullptr) {
@@ -121,31 +67,21 @@ RunEnd guardClient(const Connection& connection, int starter, const ClientValues
         refuse(clientPath, advice.c_str());
         return refused;
     }
-    const Watched watched{.owner = connection.lifeline[1], .starter = starter};
-    const auto end = guardRun(watched, [&] {
+    const auto end = guardRun({.owner = owner, .starter = starter}, [&] {
         const char* const failure = becomeClient(client, values);
         std::_Exit(refuse("the client cannot be run:", failure));
     });
     return end.value_or(RunEnd::signalled(SIGTERM));
 }
 
-/// The front, after the fork.
-int stand(const Connection& connection, pid_t guard) {
-    ::close(connection.lifeline[1]);
-    ::close(connection.output[1]);
-    if (!giveUpRights()) {
-        return EXIT_FAILURE;
+/// The guard, a process of its own.
+[[noreturn]] void runGuard(Connection& connection, int starter, const ClientValues& values) {
+    if (connection.becomeGuard()) {
+        const RunEnd end = guardClient(connection.socket(), starter, values);
+        ::send(connection.socket(), &end, sizeof end, MSG_NOSIGNAL | MSG_DONTWAIT);
     }
-    Front front{.guard = guard, .lifeline = connection.lifeline[0], .relays = {}};
-    front.relays.emplace_back(connection.output[0], STDOUT_FILENO);
-    if (!connection.hasOneStream()) {
-        ::close(connection.errors[1]);
-        front.relays.emplace_back(connection.errors[0], STDERR_FILENO);
-    }
-    if (const auto end = serve(front)) {
-        endLike(*end);
-    }
-    return refuse("the tunnel's guard", "was ended");
+    // The kernel kills what is left of the run.
+    std::_Exit(EXIT_FAILURE);
 }
 
 /// Whether nobody reads this process's output any more: a starter that has ended closes its
@@ -179,16 +115,19 @@ int run() {
     const sigset_t requests = stopRequests();
     ::sigprocmask(SIG_SETMASK, &requests, nullptr);
     const containment::Forked guard = containment::fork();
+    if (guard.pid == 0) {
+        runGuard(connection, starter, *values);
+    }
+    if (!connection.becomeFront() || becomeUser(::getuid(), ::getgid()) != nullptr) {
+        return EXIT_FAILURE;
+    }
     if (guard.problem != nullptr) {
         return refuse("cannot start,", guard.problem);
     }
-    if (guard.pid == 0) {
-        const RunEnd end = guardClient(connection, starter, *values);
-        ::send(connection.lifeline[1], &end, sizeof end, MSG_NOSIGNAL | MSG_DONTWAIT);
-        // The kernel kills what is left of the run.
-        std::_Exit(EXIT_SUCCESS);
+    if (const auto end = serve(guard.pid, connection)) {
+        endLike(*end);
     }
-    return stand(connection, guard.pid);
+    return refuse("the tunnel's guard", "was ended");
 }
 
 } // namespace

@@ -6,25 +6,30 @@
 // the number of the signal that ended it. The run ends when osascript says so, when osascript ends,
 // and when the process that started osascript ends: the application.
 //
+// Like the helper it is two processes. The front becomes the user who asked; the guard is root, and
+// has none of the caller's streams. The user may end the front, which ends the run.
+//
 // The command's environment holds PKEXEC_UID, the user who asked, and the variables of a root
 // shell. Its standard input is empty; its output is this program's own.
 #include "privileged/CleanState.h"
+#include "privileged/Connection.h"
 #include "privileged/Containment.h"
+#include "privileged/Front.h"
 #include "privileged/Guard.h"
 #include "privileged/Lifeline.h"
-#include "privileged/Signals.h"
 #include "privileged/Starter.h"
 
 #include <array>
-#include <cerrno>
+#include <charconv>
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
+#include <optional>
 #include <string>
 #include <sys/socket.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 namespace kestrelnet::privileged {
@@ -32,7 +37,32 @@ namespace {
 
 constexpr int notRun = 127;
 
+/// Becomes the user who asked, whom pkexec names, without any group of the system's. Returns null,
+/// or what failed.
+const char* becomeCaller() {
+    constexpr gid_t noGroup = 65534;
+    const char* const value = std::getenv("PKEXEC_UID");
+    uid_t user = ::getuid();
+    if (value != nullptr) {
+        const char* const last = value + std::strlen(value);
+        const auto [end, error] = std::from_chars(value, last, user);
+        if (error != std::errc{} || end != last) {
+            return "pkexec names no user";
+        }
+    }
+    return becomeUser(user, noGroup);
+}
+
+/// For the front, which must not wait for a stream of the caller's with root's rights.
 int refuse(const char* problem) {
+    if (becomeCaller() == nullptr) {
+        ::dprintf(STDERR_FILENO, "Kestrelnet: %s.\n", problem);
+    }
+    return notRun;
+}
+
+/// For the guard and the command, whose standard error is a pipe to the front.
+int report(const char* problem) {
     ::dprintf(STDERR_FILENO, "Kestrelnet: %s.\n", problem);
     return notRun;
 }
@@ -54,7 +84,7 @@ void becomeShell(char* command) {
     const std::array<char*, 8> environment{path,      home,     name,        login,
                                            shellName, language, user.data(), nullptr};
     ::execve(shell, arguments.data(), environment.data());
-    std::_Exit(refuse("the shell cannot be run"));
+    std::_Exit(report("the shell cannot be run"));
 }
 
 /// Moves the lifeline away from standard input, which is empty for the command.
@@ -68,22 +98,27 @@ int takeLifeline() {
     return nothing >= 0 && ::dup2(nothing, STDIN_FILENO) == STDIN_FILENO ? owner : -1;
 }
 
-/// The guard. Returns the exit status.
-int guardCommand(const Watched& watched, char* command) {
-    ::setsid();
-    if (const char* const problem = containment::enter()) {
-        return refuse(problem);
+/// The guard, a process of its own.
+[[noreturn]] void runGuard(Connection& connection, const Watched& watched, char* command) {
+    std::optional<RunEnd> end;
+    if (connection.becomeGuard()) {
+        ::setsid();
+        if (const char* const problem = containment::enter()) {
+            report(problem);
+        } else {
+            end = guardRun(watched, [=] { becomeShell(command); });
+        }
+        const RunEnd message = end.value_or(RunEnd::exited(notRun));
+        ::send(connection.socket(), &message, sizeof message, MSG_NOSIGNAL | MSG_DONTWAIT);
     }
-    const auto end = guardRun(watched, [=] { becomeShell(command); });
-    return end ? end->exitStatus() : notRun;
+    // The kernel kills what is left of the run.
+    std::_Exit(EXIT_FAILURE);
 }
 
-/// Waits for the guard, whose exit status is the command's. What stops the run is the guard's work.
-int awaitGuard(pid_t guard) {
-    int status = 0;
-    while (::waitpid(guard, &status, 0) < 0 && errno == EINTR) {
-    }
-    return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+/// Takes root's rights in full and resets what the caller has set. Returns null, or what failed.
+const char* cleanAll() {
+    const char* const problem = cleanSurroundings();
+    return problem == nullptr ? becomeRoot() : problem;
 }
 
 int run(char* command) {
@@ -102,23 +137,27 @@ int run(char* command) {
     if (starter < 0) {
         return refuse("what asked for administrator rights has ended");
     }
-    const char* problem = cleanSurroundings();
-    if (problem == nullptr) {
-        problem = becomeRoot();
-    }
-    if (problem != nullptr) {
+    if (const char* const problem = cleanAll()) {
         return refuse(problem);
     }
-    const sigset_t requests = signals::set({SIGTERM, SIGINT, SIGHUP, SIGQUIT});
+    Connection connection;
+    if (!connection.open()) {
+        return refuse("the system has no descriptors left");
+    }
+    const sigset_t requests = stopRequests();
     ::sigprocmask(SIG_SETMASK, &requests, nullptr);
     const containment::Forked guard = containment::fork();
+    if (guard.pid == 0) {
+        runGuard(connection, {.owner = owner, .starter = starter}, command);
+    }
+    if (!connection.becomeFront() || becomeCaller() != nullptr) {
+        return notRun;
+    }
     if (guard.problem != nullptr) {
         return refuse(guard.problem);
     }
-    if (guard.pid == 0) {
-        std::_Exit(guardCommand({.owner = owner, .starter = starter}, command));
-    }
-    return awaitGuard(guard.pid);
+    const auto end = serve(guard.pid, connection);
+    return end ? end->exitStatus() : 128 + SIGKILL;
 }
 
 } // namespace

@@ -2,9 +2,10 @@
 // The containment is a PID namespace. The guard is its first process, process 1 in it.
 #include "privileged/Containment.h"
 
+#include "privileged/linux/ProcFile.h"
+
 #include <cerrno>
-#include <cstdio>
-#include <memory>
+#include <cstdlib>
 #include <sched.h>
 #include <sys/mount.h>
 #include <unistd.h>
@@ -52,10 +53,11 @@ const char* enter() {
 
 std::vector<pid_t> topProcesses() {
     std::vector<pid_t> found;
-    const std::unique_ptr<std::FILE, int (*)(std::FILE*)> list(
-        std::fopen("/proc/self/task/1/children", "re"), std::fclose);
-    for (pid_t pid = 0; list && std::fscanf(list.get(), "%d", &pid) == 1;) {
-        found.push_back(pid);
+    // Identifiers with a blank after each.
+    const std::string list = readProcFile("/proc/self/task/1/children");
+    for (std::size_t at = 0, blank = 0; (blank = list.find(' ', at)) != std::string::npos;
+         at = blank + 1) {
+        found.push_back(static_cast<pid_t>(std::strtol(list.c_str() + at, nullptr, 10)));
     }
     return found;
 }

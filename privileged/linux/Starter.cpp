@@ -3,11 +3,10 @@
 // identifier to another.
 #include "privileged/Starter.h"
 
-#include <array>
-#include <cstdio>
+#include "privileged/linux/ProcFile.h"
+
 #include <cstdlib>
-#include <cstring>
-#include <fcntl.h>
+#include <string>
 #include <sys/syscall.h>
 #include <unistd.h>
 
@@ -17,25 +16,15 @@ namespace {
 
 /// The parent of process `pid`; -1 when there is no such process.
 pid_t parentOf(pid_t pid) {
-    std::array<char, 32> path{};
-    std::array<char, 256> text{};
-    std::snprintf(path.data(), path.size(), "/proc/%d/stat", pid);
-    const int file = ::open(path.data(), O_RDONLY | O_CLOEXEC);
-    if (file < 0) {
-        return -1;
-    }
-    const ssize_t size = ::read(file, text.data(), text.size() - 1);
-    ::close(file);
-    // "PID (NAME) STATE PARENT ..."; the name has at most 15 bytes, any bytes.
-    const char* const end = size > 0 ? std::strrchr(text.data(), ')') : nullptr;
-    pid_t parent = -1;
-    if (end == nullptr || std::sscanf(end, ") %*c %d", &parent) != 1) {
-        return -1;
-    }
-    return parent;
+    const std::string status = readProcFile("/proc/" + std::to_string(pid) + "/status");
+    const std::string name = "\nPPid:\t";
+    const std::size_t at = status.find(name);
+    return at == std::string::npos
+               ? -1
+               : static_cast<pid_t>(std::strtol(status.c_str() + at + name.size(), nullptr, 10));
 }
 
-/// Watches the parent of `child`, which must not have changed since the watch began.
+/// Watches the process that `parentOfChild` returns, which must not change meanwhile.
 template <typename ParentOfChild>
 int watchParent(const ParentOfChild& parentOfChild) {
     const pid_t parent = parentOfChild();
