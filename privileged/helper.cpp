@@ -17,6 +17,8 @@
 // The run ends with the process that started the helper: without the application nobody could see
 // or stop the tunnel, and the next application would show "Disconnected" over a live tunnel.
 //
+// Each start of the client and its end go to the system's log, with the user and the status.
+//
 // When the helper refuses to start the client, it prints one line on standard error and exits with
 // status 1.
 #include "privileged/CleanState.h"
@@ -25,12 +27,14 @@
 #include "privileged/Containment.h"
 #include "privileged/Front.h"
 #include "privileged/Guard.h"
+#include "privileged/Record.h"
 #include "privileged/Starter.h"
 
 #include <array>
 #include <cstdio>
 #include <cstdlib>
 #include <fcntl.h>
+#include <optional>
 #include <poll.h>
 #include <string>
 #include <sys/prctl.h>
@@ -49,8 +53,23 @@ int refuse(const char* subject, const char* problem) {
     return EXIT_FAILURE;
 }
 
+/// Who started the helper, as the system sees it.
+struct Caller {
+    uid_t user = ::getuid();
+    /// The front.
+    pid_t process = ::getpid();
+};
+
+std::string description(const std::optional<RunEnd>& end) {
+    if (!end) {
+        return "was not started, its caller had ended";
+    }
+    return (end->kind == RunEnd::Kind::exited ? "exited with status " : "was ended by signal ") +
+           std::to_string(end->number);
+}
+
 /// The work of the guard. Returns how the client ended.
-RunEnd guardClient(int owner, int starter, const ClientValues& values) {
+RunEnd guardClient(const Watched& watched, const Caller& caller, const ClientValues& values) {
     constexpr RunEnd refused{RunEnd::Kind::exited, EXIT_FAILURE};
     ::setsid();
     const char* problem = becomeRoot();
@@ -67,17 +86,22 @@ RunEnd guardClient(int owner, int starter, const ClientValues& values) {
         refuse(clientPath, advice.c_str());
         return refused;
     }
-    const auto end = guardRun({.owner = owner, .starter = starter}, [&] {
+    const std::string user = "user " + std::to_string(caller.user);
+    record(caller.process, user + " starts the tunnel client");
+    const auto end = guardRun(watched, [&] {
         const char* const failure = becomeClient(client, values);
         std::_Exit(refuse("the client cannot be run:", failure));
     });
+    record(caller.process, "the tunnel client of " + user + ' ' + description(end));
     return end.value_or(RunEnd::signalled(SIGTERM));
 }
 
 /// The guard, a process of its own.
-[[noreturn]] void runGuard(Connection& connection, int starter, const ClientValues& values) {
+[[noreturn]] void runGuard(Connection& connection, int starter, const Caller& caller,
+                           const ClientValues& values) {
     if (connection.becomeGuard()) {
-        const RunEnd end = guardClient(connection.socket(), starter, values);
+        const RunEnd end =
+            guardClient({.owner = connection.socket(), .starter = starter}, caller, values);
         ::send(connection.socket(), &end, sizeof end, MSG_NOSIGNAL | MSG_DONTWAIT);
     }
     // The kernel kills what is left of the run.
@@ -114,9 +138,10 @@ int run() {
     }
     const sigset_t requests = stopRequests();
     ::sigprocmask(SIG_SETMASK, &requests, nullptr);
+    const Caller caller;
     const containment::Forked guard = containment::fork();
     if (guard.pid == 0) {
-        runGuard(connection, starter, *values);
+        runGuard(connection, starter, caller, *values);
     }
     if (!connection.becomeFront() || becomeUser(::getuid(), ::getgid()) != nullptr) {
         return EXIT_FAILURE;
