@@ -26,6 +26,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
+#include <grp.h>
 #include <optional>
 #include <string>
 #include <sys/socket.h>
@@ -49,6 +50,9 @@ const char* becomeCaller() {
         if (error != std::errc{} || end != last) {
             return "pkexec names no user";
         }
+    }
+    if (::geteuid() == 0 && ::setgroups(0, nullptr) != 0) {
+        return "the groups of root could not be dropped";
     }
     return becomeUser(user, noGroup);
 }
@@ -103,22 +107,20 @@ int takeLifeline() {
     std::optional<RunEnd> end;
     if (connection.becomeGuard()) {
         ::setsid();
-        if (const char* const problem = containment::enter()) {
-            report(problem);
-        } else {
+        const char* problem = becomeRoot();
+        if (problem == nullptr) {
+            problem = containment::enter();
+        }
+        if (problem == nullptr) {
             end = guardRun(watched, [=] { becomeShell(command); });
+        } else {
+            report(problem);
         }
         const RunEnd message = end.value_or(RunEnd::exited(notRun));
         ::send(connection.socket(), &message, sizeof message, MSG_NOSIGNAL | MSG_DONTWAIT);
     }
     // The kernel kills what is left of the run.
     std::_Exit(EXIT_FAILURE);
-}
-
-/// Takes root's rights in full and resets what the caller has set. Returns null, or what failed.
-const char* cleanAll() {
-    const char* const problem = cleanSurroundings();
-    return problem == nullptr ? becomeRoot() : problem;
 }
 
 int run(char* command) {
@@ -137,7 +139,7 @@ int run(char* command) {
     if (starter < 0) {
         return refuse("what asked for administrator rights has ended");
     }
-    if (const char* const problem = cleanAll()) {
+    if (const char* const problem = cleanSurroundings()) {
         return refuse(problem);
     }
     Connection connection;

@@ -5,13 +5,18 @@
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
+#include <cstdint>
+#include <cstring>
 #include <fcntl.h>
 #include <filesystem>
+#include <linux/fuse.h>
 #include <poll.h>
 #include <signal.h>
 #include <sstream>
 #include <sys/mount.h>
 #include <sys/stat.h>
+#include <sys/uio.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -41,6 +46,11 @@ class HelperContainmentTest : public HelperTest {
     pid_t guard() const {
         const std::string front = std::to_string(program->pid());
         return std::stoi(readFile("/proc/" + front + "/task/" + front + "/children"));
+    }
+
+    void killStarter() const {
+        ASSERT_GT(program->starter(), 0);
+        ASSERT_EQ(::kill(program->starter(), SIGKILL), 0);
     }
 
     /// All processes but the front that have not ended.
@@ -98,7 +108,7 @@ TEST_F(HelperContainmentTest, noProcessOutlivesAGuardThatIsKilled) {
 TEST_F(HelperContainmentTest, aStoppedFrontKeepsNoRunAlive) {
     startScript(": >/tmp/ready\nexec sleep 600\n", {.hasOwnStarter = true});
     EXPECT_EQ(program->send(SIGSTOP), 0);
-    ASSERT_EQ(UserProgram::send(rootWorld::user, program->starter(), SIGKILL), 0);
+    killStarter();
     EXPECT_TRUE(onlyTheFrontIsLeftWithin(2s)) << testing::PrintToString(othersThanTheFront());
     EXPECT_EQ(program->send(SIGKILL), 0);
 }
@@ -149,6 +159,114 @@ TEST_F(HelperContainmentTest, noRootProcessHasAStreamOfTheCallers) {
     EXPECT_THAT(others, IsEmpty());
     ::close(stream[0]);
     ::close(stream[1]);
+}
+
+/// A file that a program of the user's serves, and that never completes a write.
+class HangingFile {
+  public:
+    HangingFile() : device_(::open("/dev/fuse", O_RDWR | O_CLOEXEC)) {
+        ::close(::open(path, O_CREAT | O_WRONLY | O_CLOEXEC, 0666));
+        const std::string options = "fd=" + std::to_string(device_) +
+                                    ",rootmode=100666,user_id=4711,group_id=4711,allow_other";
+        isMounted_ = ::mount("hanging", path, "fuse", 0, options.c_str()) == 0;
+        server_ = ::fork();
+        if (server_ == 0) {
+            serve();
+        }
+        ::close(device_);
+    }
+    ~HangingFile() {
+        // Completes every request with an error.
+        ::kill(server_, SIGKILL);
+        ::waitpid(server_, nullptr, 0);
+        ::umount2(path, MNT_DETACH);
+    }
+    HangingFile(const HangingFile&) = delete;
+    HangingFile& operator=(const HangingFile&) = delete;
+
+    bool isMounted() const { return isMounted_; }
+    pid_t server() const { return server_; }
+
+    static constexpr const char* path = "/tmp/hanging";
+    /// Exists as soon as a process waits for a write.
+    static constexpr const char* isWritten = "/tmp/hanging-write";
+
+  private:
+    template <typename Answer>
+    void answer(std::uint64_t request, const Answer& answer) const {
+        fuse_out_header header{.len = sizeof header + sizeof answer, .error = 0, .unique = request};
+        std::array<iovec, 2> parts{
+            iovec{.iov_base = &header, .iov_len = sizeof header},
+            iovec{.iov_base = const_cast<Answer*>(&answer), .iov_len = sizeof answer}};
+        if (::writev(device_, parts.data(), parts.size()) < 0) {
+            ::_exit(1);
+        }
+    }
+    [[noreturn]] void serve() const {
+        alignas(fuse_in_header) std::array<char, 1U << 18U> buffer{};
+        for (;;) {
+            if (::read(device_, buffer.data(), buffer.size()) <= 0) {
+                if (errno != EINTR && errno != ENOENT) {
+                    ::_exit(0);
+                }
+                continue;
+            }
+            fuse_in_header request{};
+            std::memcpy(&request, buffer.data(), sizeof request);
+            if (request.opcode == FUSE_INIT) {
+                fuse_init_out reply{};
+                reply.major = FUSE_KERNEL_VERSION;
+                reply.minor = FUSE_KERNEL_MINOR_VERSION;
+                reply.max_write = 1U << 16U;
+                answer(request.unique, reply);
+            } else if (request.opcode == FUSE_OPEN) {
+                answer(request.unique, fuse_open_out{});
+            } else if (request.opcode == FUSE_GETATTR) {
+                fuse_attr_out reply{};
+                reply.attr.ino = FUSE_ROOT_ID;
+                reply.attr.mode = S_IFREG | 0666;
+                reply.attr.nlink = 1;
+                answer(request.unique, reply);
+            } else if (request.opcode == FUSE_WRITE) {
+                ::close(::open(isWritten, O_CREAT | O_WRONLY | O_CLOEXEC, 0600));
+            } else {
+                const fuse_out_header done{
+                    .len = sizeof done, .error = -ENOSYS, .unique = request.unique};
+                [[maybe_unused]] const ssize_t size = ::write(device_, &done, sizeof done);
+            }
+        }
+    }
+
+    int device_;
+    bool isMounted_ = false;
+    pid_t server_ = -1;
+};
+
+TEST_F(HelperContainmentTest, aFileOfTheUsersThatHangsHoldsNoRootProcess) {
+    const HangingFile file;
+    if (!file.isMounted()) {
+        GTEST_SKIP() << "this system has no FUSE";
+    }
+    startScript(": >/tmp/ready\necho first\necho second >&2\nexec sleep 600\n",
+                {.prepare =
+                     [] {
+                         const int stream = ::open(HangingFile::path, O_WRONLY);
+                         ::dup2(stream, STDOUT_FILENO);
+                         ::dup2(stream, STDERR_FILENO);
+                     },
+                 .hasOwnStarter = true});
+    EXPECT_TRUE(waitFor([] { return fs::exists(HangingFile::isWritten); }));
+    EXPECT_EQ(processLine(program->pid(), "status", "Uid:"), "4711\t4711\t4711\t4711");
+    // The front cannot even be killed, which the application would try; but the application's end
+    // ends the run.
+    EXPECT_EQ(program->send(SIGKILL), 0);
+    killStarter();
+    EXPECT_TRUE(waitFor([this, &file] {
+        auto left = othersThanTheFront();
+        std::erase_if(left, [&file](const auto& each) { return each.pid == file.server(); });
+        return left.empty();
+    })) << testing::PrintToString(othersThanTheFront());
+    EXPECT_NE(processLine(file.server(), "status", "State:"), "Z (zombie)");
 }
 
 TEST_F(HelperContainmentTest, outputThatWasWrittenBeforeTheEndArrives) {
@@ -275,7 +393,7 @@ TEST_F(HelperGraceTest, quittingLeavesTimeToCleanUp) {
     startScript(cleaningClient, {.hasOwnStarter = true});
     EXPECT_EQ(program->send(SIGTERM), 0);
     ::usleep(500'000);
-    ASSERT_EQ(::kill(program->starter(), SIGKILL), 0);
+    killStarter();
     EXPECT_TRUE(nothingIsLeftInTime());
     EXPECT_TRUE(fs::exists("/tmp/cleaned"));
 }
@@ -286,7 +404,7 @@ TEST_F(HelperGraceTest, theEndOfTheSessionLeavesTimeToCleanUp) {
     ::kill(guard(), SIGTERM);
     EXPECT_EQ(program->send(SIGTERM), 0);
     ::usleep(500'000);
-    ASSERT_EQ(::kill(program->starter(), SIGKILL), 0);
+    killStarter();
     EXPECT_EQ(program->send(SIGKILL), 0);
     EXPECT_TRUE(nothingIsLeftInTime());
     EXPECT_TRUE(fs::exists("/tmp/cleaned"));
