@@ -2,8 +2,10 @@
 // How a run ends: who may stop it, how long it takes, and that nothing is left.
 #include "tests/privileged/HelperTest.h"
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
+#include <cstdlib>
 #include <fstream>
 #include <iostream>
 #include <random>
@@ -231,15 +233,35 @@ TEST_F(HelperStopTest, hasNoRightsWhenTracedFromItsStart) {
 
 // -- At any moment -----------------------------------------------------------------------------
 
-enum class Victim { frontAsked, frontKilled, starterKilled };
+enum class Victim {
+    frontAsked,
+    frontKilled,
+    starterKilled,
+    guardKilled,
+    frontStoppedAndStarterKilled,
+    frontAndGuardKilled,
+};
 
 class HelperKillTest : public HelperTest, public testing::WithParamInterface<Victim> {
   protected:
-    static constexpr int rounds = 100;
     /// The number of runs at a time.
     static constexpr int batch = 20;
 
-    void strike(const UserProgram& run) const {
+    static bool hasOwnStarter() {
+        return GetParam() == Victim::starterKilled ||
+               GetParam() == Victim::frontStoppedAndStarterKilled;
+    }
+
+    static void killGuard(const UserProgram& run) {
+        const std::string front = std::to_string(run.pid());
+        const std::string guard = readFile("/proc/" + front + "/task/" + front + "/children");
+        // It may not have been born yet, or have ended.
+        if (!guard.empty()) {
+            ::kill(std::stoi(guard), SIGKILL);
+        }
+    }
+
+    static void strike(const UserProgram& run) {
         switch (GetParam()) {
         case Victim::frontAsked:
             ::kill(run.pid(), SIGTERM);
@@ -250,12 +272,48 @@ class HelperKillTest : public HelperTest, public testing::WithParamInterface<Vic
         case Victim::starterKilled:
             ::kill(run.starter(), SIGKILL);
             break;
+        case Victim::guardKilled:
+            killGuard(run);
+            // Where there was no guard, the run is still to end.
+            ::kill(run.pid(), SIGTERM);
+            break;
+        case Victim::frontStoppedAndStarterKilled:
+            ::kill(run.pid(), SIGSTOP);
+            ::kill(run.starter(), SIGKILL);
+            break;
+        case Victim::frontAndGuardKilled:
+            killGuard(run);
+            ::kill(run.pid(), SIGKILL);
+            break;
+        }
+    }
+
+    /// Ends what the test itself has stopped, once nothing else is left.
+    static void continueStoppedFronts() {
+        [[maybe_unused]] const bool ended = waitFor([] {
+            const auto left = rootWorld::processes();
+            return std::all_of(left.begin(), left.end(), [](const auto& process) {
+                return process.state == 'T' || process.state == 'Z';
+            });
+        });
+        for (const auto& process : rootWorld::processes()) {
+            if (process.state == 'T') {
+                // One that was stopped in its first moment has not given up its rights yet.
+                EXPECT_THAT(processLine(process.pid, "status", "Uid:"),
+                            testing::StartsWith("4711\t"));
+                ::kill(process.pid, SIGKILL);
+            }
         }
     }
 };
 
 const char* name(Victim victim) {
-    constexpr std::array names{"frontAsked", "frontKilled", "starterKilled"};
+    constexpr std::array names{"frontAsked",
+                               "frontKilled",
+                               "starterKilled",
+                               "guardKilled",
+                               "frontStoppedAndStarterKilled",
+                               "frontAndGuardKilled"};
     return names[static_cast<std::size_t>(victim)];
 }
 
@@ -265,28 +323,41 @@ void PrintTo(Victim victim, std::ostream* out) {
 
 INSTANTIATE_TEST_SUITE_P(Victims, HelperKillTest,
                          testing::Values(Victim::frontAsked, Victim::frontKilled,
-                                         Victim::starterKilled),
+                                         Victim::starterKilled, Victim::guardKilled,
+                                         Victim::frontStoppedAndStarterKilled,
+                                         Victim::frontAndGuardKilled),
                          [](const auto& instance) { return std::string(name(instance.param)); });
 
+/// A number from the environment, which the script "storm" sets.
+unsigned number(const char* variable, unsigned fallback) {
+    const char* const value = std::getenv(variable);
+    return value == nullptr ? fallback : static_cast<unsigned>(std::strtoul(value, nullptr, 10));
+}
+
 TEST_P(HelperKillTest, nothingSurvivesAKillAtARandomMoment) {
-    const unsigned seed = std::random_device{}();
+    const unsigned rounds = number("KESTRELNET_STORM_ROUNDS", 60);
+    const unsigned seed = number("KESTRELNET_STORM_SEED", std::random_device{}());
     std::cout << "seed " << seed << '\n';
     std::mt19937 random(seed);
     // In microseconds: from before the start to well after it.
     std::uniform_int_distribution<int> moment(0, 12'000);
-    constexpr std::array modes{"script", "exits-on-terminate", "family", "stubborn", "daemonises"};
-    for (int round = 0; round < rounds; round += batch) {
-        installClient(modes[static_cast<std::size_t>(round / batch) % modes.size()]);
+    constexpr std::array modes{"script",   "exits-on-terminate", "family",
+                               "stubborn", "daemonises",         "keeps-daemon"};
+    for (unsigned round = 0; round < rounds; round += batch) {
+        installClient(modes[round / batch % modes.size()]);
         std::vector<std::unique_ptr<UserProgram>> runs;
         for (int run = 0; run < batch; ++run) {
             runs.push_back(std::make_unique<UserProgram>(
-                helperPath, Options{.hasOwnStarter = GetParam() == Victim::starterKilled}));
+                helperPath, Options{.hasOwnStarter = hasOwnStarter()}));
             const auto time = Clock::now() + std::chrono::microseconds(moment(random));
             while (Clock::now() < time) {
             }
             strike(*runs.back());
         }
-        ASSERT_TRUE(nothingIsLeftInTime()) << "round " << round;
+        if (GetParam() == Victim::frontStoppedAndStarterKilled) {
+            continueStoppedFronts();
+        }
+        ASSERT_TRUE(nothingIsLeftInTime()) << "round " << round << ", seed " << seed;
     }
 }
 
