@@ -1,21 +1,36 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <sys/types.h>
+
 namespace kestrelnet::privileged {
 
-// A program that gains rights at its start inherits nearly everything from whoever started it. Each
-// of these undoes one kind of that, and returns what could not be done, or null. They are for a
-// process that may do anything, with one thread.
+// A set-user-ID program inherits most of its state from the caller. Each function resets one part
+// of it. It returns null, or a phrase that says what could not be reset. The process must have
+// root's rights and one thread.
 
-/// Descriptors 0 to 2 are open, on the null device where they were not; none other is open.
-/// The first thing to call: a descriptor opened before could become one of the three.
+/// Makes sure that descriptors 0 to 2 are open, on the null device where they were not, and closes
+/// all others. Call this first: a descriptor that is opened earlier could become one of the three.
 const char* cleanDescriptors();
 
-/// Default signals, an empty mask, no timer that runs, creation mask 022, the root folder, no nice
-/// value, and the limits that the kernel gives its first process, but without core files.
+/// Resets what the caller has set for this process and what it passes on:
+/// - signals, timers, the creation mask, the working folder, the personality, resource limits;
+/// - scheduling: policy, nice value, processors, I/O class, timer slack;
+/// - memory: policy, huge pages, reaction to memory errors, contents of core files, and the order
+/// in
+///   which processes are killed when memory runs out;
+/// - the right to read the time-stamp counter.
+///
+/// What the kernel lets nobody reset stays: the control group, mitigations of processor flaws that
+/// the caller has forced on, and limits on the processor's speed.
 const char* cleanSurroundings();
 
-/// User and group root in every way, and no other group.
+/// Sets user and group to root (real, effective and saved), drops all other groups, and joins a new
+/// session keyring.
 const char* becomeRoot();
+
+/// Gives root's rights up for good, for `user` and `group`; root's are kept where the user is root.
+/// Closes the process to tracing: its user may only signal it. Keeps other groups.
+const char* becomeUser(uid_t user, gid_t group);
 
 } // namespace kestrelnet::privileged

@@ -22,7 +22,7 @@ constexpr std::array fixedEntries{
     "LANG=C.UTF-8",
 };
 
-/// An interpreter opens its script by the descriptor's name, when it runs already.
+/// An interpreter opens its script as /dev/fd/N, after the exec: N must stay open.
 void keepForInterpreter(int descriptor) {
     std::array<char, 2> start{};
     if (::pread(descriptor, start.data(), start.size(), 0) == 2 &&

@@ -15,7 +15,7 @@ inline sigset_t set(std::initializer_list<int> members) {
     return result;
 }
 
-/// Every signal has its default effect, and none is blocked.
+/// Restores the default action of every signal and unblocks all.
 inline void reset() {
     struct sigaction standard {};
     standard.sa_handler = SIG_DFL;

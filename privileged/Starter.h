@@ -3,9 +3,14 @@
 
 namespace kestrelnet::privileged {
 
-/// Watches the process that started this one, which is of the same session. Returns a descriptor
-/// that becomes readable when it has ended, however it does; -1 when it has ended already or cannot
-/// be watched.
+// The starter is the process that started a program, such as the application. These functions
+// return a descriptor that becomes readable when that process has ended, for any reason; the caller
+// closes it. They return -1 when it has ended already or cannot be watched.
+
+/// Watches the process that started this one.
 int watchStarter();
+
+/// Watches the process that started this one's parent.
+int watchStarterOfParent();
 
 } // namespace kestrelnet::privileged

@@ -2,9 +2,9 @@
 #include "privileged/TrustedFile.h"
 
 #include <cerrno>
-#include <cstring>
 #include <fcntl.h>
 #include <string>
+#include <string_view>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -32,7 +32,7 @@ const char* check(int descriptor) {
     if (status.st_uid != 0) {
         return "does not belong to root, or lies in a folder that does not";
     }
-    // A sticky folder is no excuse: what is missing in it may be put there by anybody.
+    // The sticky bit does not help: anybody may add a file to such a folder.
     if ((status.st_mode & (S_IWGRP | S_IWOTH)) != 0) {
         return "can be replaced by others than root, or lies in a folder where it can";
     }
@@ -48,10 +48,10 @@ const char* checkProgram(int descriptor) {
     return nullptr;
 }
 
-/// Goes from the folder `parent`, which is closed, to what is called `name` in it.
+/// Opens and checks the entry `name` of the folder `parent`, and closes `parent`.
 TrustedFile step(int parent, const std::string& name, int flags) {
     TrustedFile next;
-    // Without blocking, should it be a pipe.
+    // O_NONBLOCK: opening a named pipe must not wait.
     next.descriptor =
         ::openat(parent, name.c_str(), flags | O_NOFOLLOW | O_NONBLOCK | O_RDONLY | O_CLOEXEC);
     next.problem = next.descriptor < 0 ? reasonFor(errno) : check(next.descriptor);
@@ -65,11 +65,13 @@ TrustedFile step(int parent, const std::string& name, int flags) {
 
 TrustedFile openTrusted(const char* path) {
     TrustedFile file = step(-1, "/", O_DIRECTORY);
-    for (const char* name = path + 1; file.problem == nullptr && name[-1] != '\0';) {
-        const char* const end = name + std::strcspn(name, "/");
-        const int kind = *end == '/' ? O_DIRECTORY : 0;
-        file = step(file.descriptor, std::string(name, end), kind);
-        name = end + 1;
+    std::string_view rest = std::string_view(path).substr(1);
+    while (file.problem == nullptr && !rest.empty()) {
+        const std::size_t slash = rest.find('/');
+        const bool isFolder = slash != std::string_view::npos;
+        file =
+            step(file.descriptor, std::string(rest.substr(0, slash)), isFolder ? O_DIRECTORY : 0);
+        rest.remove_prefix(isFolder ? slash + 1 : rest.size());
     }
     if (file.problem == nullptr) {
         file.problem = checkProgram(file.descriptor);

@@ -3,19 +3,20 @@
 
 namespace kestrelnet::privileged {
 
-/// A file that nobody but root could have put or changed where it is.
+/// A program that only root could have created or changed.
 struct TrustedFile {
-    /// Open for reading, close-on-exec, to be closed by the caller; -1 when there is `problem`.
+    /// Open for reading, close-on-exec; the caller closes it. -1 when there is a `problem`.
     int descriptor = -1;
-    /// What is wrong, to follow the name of the file in a message.
+    /// Why the file is not trusted, a phrase that follows the file's name in a message; null when
+    /// it is trusted.
     const char* problem = nullptr;
 };
 
-/// Opens the program at `path`, which is absolute, one folder after the other from the root on.
-/// Every folder on the way and the file itself must belong to root and be writable to nobody
-/// else; links are not followed; the file is a regular one that root may execute.
+/// Opens the program at the absolute path `path`, one folder after the other, starting at the root
+/// folder. Each folder and the file must be owned by root and writable by root only. Symbolic links
+/// are not followed. The file must be a regular file that root may execute.
 ///
-/// The descriptor stands for the very file that was checked: execute it, not the path.
+/// Execute the descriptor, not the path: a path may lead to another file after the check.
 TrustedFile openTrusted(const char* path);
 
 } // namespace kestrelnet::privileged

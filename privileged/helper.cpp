@@ -1,62 +1,82 @@
 // SPDX-License-Identifier: MIT
 // The privileged helper: lets a user start and stop the tunnel client as root, and nothing else.
 //
-// Installed with root as owner and the set-user-ID bit. Any user may run it; it takes no arguments,
-// and of the caller's environment DEVICE_API_KEY, AUTH_URL and RELAY_ADDR only.
+// It is installed with root as owner and the set-user-ID bit. It takes no arguments, and of the
+// caller's environment only DEVICE_API_KEY, AUTH_URL and RELAY_ADDR.
 //
-// It is two processes. The *front* is the one that was started: it gives up root's rights for good
-// as soon as the other runs, so that its user (and nobody else but root) may signal it, and stands
-// for the client to its starter. The *guard* is root, in a session of its own; it starts the
-// client, from a place that only root can write, and sees to it that nothing of it stays
-// (Supervisor.h).
+// It is two processes. The *front* is the process that the caller started. It forks the guard and
+// then gives up root's rights for good, so that its user may signal it. It passes requests to stop
+// (SIGTERM, SIGINT, SIGHUP, SIGQUIT) on to the guard, copies the client's output to the caller's
+// streams, and ends as the client ended. The *guard* is root, in a containment and a session of its
+// own. It starts the client from a place that only root can write, and ends it (Guard.h).
 //
-// The client is root in every way. It finds the three variables, those that every root shell has,
-// nothing on its standard input, the caller's standard output and error, and no other descriptor
-// but, when it is a script, the one that its interpreter reads it from.
+// The client runs as root. It has the three variables and those of a root shell, an empty standard
+// input, and pipes to the front as standard output and error; a script also has the descriptor that
+// its interpreter reads it from.
 //
-// A request to stop is SIGTERM, SIGINT, SIGHUP or SIGQUIT to the front. It reaches the client as
-// SIGTERM, which has 3 seconds to end before it is killed. SIGKILL to the front ends the client and
-// all its descendants within 2 seconds.
+// The run ends with the process that started the helper: without the application nobody could see
+// or stop the tunnel, and the next application would show "Disconnected" over a live tunnel.
 //
-// The tunnel lives no longer than the process that started the helper: with an application that has
-// quit or died nobody could see or stop it any more, and the next start would show "Disconnected"
-// over a live tunnel.
+// Each start of the client and its end go to the system's log, with the user and the status.
 //
-// The client's exit status, or the signal that ended it, becomes the front's. A refusal is one line
-// on standard error and exit status 1.
+// When the helper refuses to start the client, it prints one line on standard error and exits with
+// status 1.
 #include "privileged/CleanState.h"
 #include "privileged/Client.h"
-#include "privileged/Lifeline.h"
-#include "privileged/Signals.h"
+#include "privileged/Connection.h"
+#include "privileged/Containment.h"
+#include "privileged/Front.h"
+#include "privileged/Guard.h"
+#include "privileged/Record.h"
 #include "privileged/Starter.h"
-#include "privileged/Supervisor.h"
 
 #include <array>
-#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
+#include <fcntl.h>
+#include <optional>
 #include <poll.h>
 #include <string>
 #include <sys/prctl.h>
-#include <sys/signalfd.h>
 #include <sys/socket.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 namespace kestrelnet::privileged {
 namespace {
 
+/// The front must not wait for a stream of the caller's with root's rights. The guard's standard
+/// error is a pipe to the front, and the guard's user is root.
 int refuse(const char* subject, const char* problem) {
-    ::dprintf(STDERR_FILENO, "Kestrelnet helper: %s %s.\n", subject, problem);
+    if (becomeUser(::getuid(), ::getgid()) == nullptr) {
+        ::dprintf(STDERR_FILENO, "Kestrelnet helper: %s %s.\n", subject, problem);
+    }
     return EXIT_FAILURE;
 }
 
-/// Process exit, as wait() tells it, of a run that was refused.
-constexpr int refused = EXIT_FAILURE << 8;
+/// Who started the helper, as the system sees it.
+struct Caller {
+    uid_t user = ::getuid();
+    /// The front.
+    pid_t process = ::getpid();
+};
 
-int guard(int owner, const ClientValues& values) {
+std::string description(const std::optional<RunEnd>& end) {
+    if (!end) {
+        return "was not started, its caller had ended";
+    }
+    return (end->kind == RunEnd::Kind::exited ? "exited with status " : "was ended by signal ") +
+           std::to_string(end->number);
+}
+
+/// The work of the guard. Returns how the client ended.
+RunEnd guardClient(const Watched& watched, const Caller& caller, const ClientValues& values) {
+    constexpr RunEnd refused{RunEnd::Kind::exited, EXIT_FAILURE};
     ::setsid();
-    if (const char* const problem = becomeRoot()) {
+    const char* problem = becomeRoot();
+    if (problem == nullptr) {
+        problem = containment::enter();
+    }
+    if (problem != nullptr) {
         refuse("cannot start,", problem);
         return refused;
     }
@@ -66,63 +86,39 @@ int guard(int owner, const ClientValues& values) {
         refuse(clientPath, advice.c_str());
         return refused;
     }
-    const auto status = supervise(owner, StopReaches::mainProcess, [&] {
-        const char* const problem = becomeClient(client, values);
-        std::_Exit(refuse("the client cannot be run:", problem));
+    const std::string user = "user " + std::to_string(caller.user);
+    record(caller.process, user + " starts the tunnel client");
+    const auto end = guardRun(watched, [&] {
+        const char* const failure = becomeClient(client, values);
+        std::_Exit(refuse("the client cannot be run:", failure));
     });
-    return status.value_or(SIGTERM);
+    record(caller.process, "the tunnel client of " + user + ' ' + description(end));
+    return end.value_or(RunEnd::signalled(SIGTERM));
 }
 
-/// Only signals may reach this process from its user: it stays closed to tracing.
-bool giveUpRights() {
-    const uid_t user = ::getuid();
-    const gid_t group = ::getgid();
-    return ::setresgid(group, group, group) == 0 && ::setresuid(user, user, user) == 0 &&
-           (user == 0 || ::seteuid(0) != 0) && ::prctl(PR_SET_DUMPABLE, 0) == 0;
-}
-
-/// Ends as the client did.
-[[noreturn]] void endLike(int status) {
-    if (WIFSIGNALED(status)) {
-        signals::reset();
-        ::raise(WTERMSIG(status));
+/// The guard, a process of its own.
+[[noreturn]] void runGuard(Connection& connection, int starter, const Caller& caller,
+                           const ClientValues& values) {
+    if (connection.becomeGuard()) {
+        const RunEnd end =
+            guardClient({.owner = connection.socket(), .starter = starter}, caller, values);
+        ::send(connection.socket(), &end, sizeof end, MSG_NOSIGNAL | MSG_DONTWAIT);
     }
-    std::_Exit(WIFEXITED(status) ? WEXITSTATUS(status) : EXIT_FAILURE);
-}
-
-/// Passes requests to stop on to `guard`, until that tells how the client has ended.
-[[noreturn]] void stand(int guard, int starter, int requests) {
-    std::array<pollfd, 3> events{pollfd{.fd = guard, .events = POLLIN, .revents = 0},
-                                 pollfd{.fd = requests, .events = POLLIN, .revents = 0},
-                                 pollfd{.fd = starter, .events = POLLIN, .revents = 0}};
-    for (;;) {
-        if (::poll(events.data(), events.size(), -1) < 0) {
-            continue;
-        }
-        if (events[0].revents != 0) {
-            int status = 0;
-            if (::recv(guard, &status, sizeof status, 0) == sizeof status) {
-                endLike(status);
-            }
-            std::_Exit(refuse("the tunnel's guard", "was ended"));
-        }
-        if (events[1].revents != 0) {
-            signalfd_siginfo request;
-            if (::read(requests, &request, sizeof request) == sizeof request) {
-                ::send(guard, &lifeline::stop, sizeof lifeline::stop, MSG_NOSIGNAL);
-            }
-        }
-        if (events[2].revents != 0) {
-            std::_Exit(EXIT_FAILURE);
-        }
-    }
+    // The kernel kills what is left of the run.
+    std::_Exit(EXIT_FAILURE);
 }
 
 /// Whether nobody reads this process's output any more: a starter that has ended closes its
-/// descriptors before its children are given away.
+/// descriptors before its children get another parent.
 bool isUnread() {
     std::array<pollfd, 2> outputs{pollfd{.fd = STDOUT_FILENO, .events = 0, .revents = 0},
                                   pollfd{.fd = STDERR_FILENO, .events = 0, .revents = 0}};
+    for (pollfd& output : outputs) {
+        // Only a pipe is asked: a file may be served by a program of the user's that never answers.
+        if (::fcntl(output.fd, F_GETPIPE_SZ) < 0) {
+            output.fd = -1;
+        }
+    }
     ::poll(outputs.data(), outputs.size(), 0);
     return ((outputs[0].revents | outputs[1].revents) & POLLERR) != 0;
 }
@@ -136,28 +132,27 @@ int run() {
     if (starter < 0 || isUnread()) {
         return refuse("what started it", "has ended");
     }
-    const sigset_t stops = signals::set({SIGTERM, SIGINT, SIGHUP, SIGQUIT});
-    ::sigprocmask(SIG_SETMASK, &stops, nullptr);
-    const int requests = ::signalfd(-1, &stops, SFD_CLOEXEC);
-    std::array<int, 2> ends{-1, -1};
-    if (requests < 0 || ::socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, ends.data()) != 0) {
+    Connection connection;
+    if (!connection.open()) {
         return refuse("cannot start,", "the system has no descriptors left");
     }
-    const pid_t child = ::fork();
-    if (child == 0) {
-        ::close(ends[0]);
-        const int status = guard(ends[1], *values);
-        ::send(ends[1], &status, sizeof status, MSG_NOSIGNAL);
-        std::_Exit(EXIT_SUCCESS);
+    const sigset_t requests = stopRequests();
+    ::sigprocmask(SIG_SETMASK, &requests, nullptr);
+    const Caller caller;
+    const containment::Forked guard = containment::fork();
+    if (guard.pid == 0) {
+        runGuard(connection, starter, caller, *values);
     }
-    ::close(ends[1]);
-    if (child < 0) {
-        return refuse("cannot start,", "the system has no processes left");
+    if (!connection.becomeFront() || becomeUser(::getuid(), ::getgid()) != nullptr) {
+        return EXIT_FAILURE;
     }
-    if (!giveUpRights()) {
-        return refuse("cannot start,", "root's rights could not be given up");
+    if (guard.problem != nullptr) {
+        return refuse("cannot start,", guard.problem);
     }
-    stand(ends[0], starter, requests);
+    if (const auto end = serve(guard.pid, connection)) {
+        endLike(*end);
+    }
+    return refuse("the tunnel's guard", "was ended");
 }
 
 } // namespace
@@ -170,6 +165,10 @@ int main(int count, char** /*arguments*/) {
     }
     if (count != 1) {
         return refuse("it takes", "no arguments");
+    }
+    if (::geteuid() != 0 && ::prctl(PR_GET_NO_NEW_PRIVS, 0, 0, 0, 0) == 1) {
+        return refuse("it has no rights of root:",
+                      "what started it runs with \"no new privileges\"; start it otherwise");
     }
     if (::geteuid() != 0) {
         return refuse("it has no rights of root:",

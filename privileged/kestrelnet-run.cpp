@@ -3,26 +3,37 @@
 // Purpose.h, for which the user was asked for the password; COMMAND must be a command of it.
 //
 // osascript starts it through pkexec, with its end of the lifeline as standard input. It runs
-// COMMAND by a shell of root's, ends it when the lifeline says so, with everything that descends
-// from it, and exits with its status: 128 and the number of the signal that ended it.
+// COMMAND in a root shell under a guard (Guard.h), and exits with the status of COMMAND, or 128 and
+// the number of the signal that ended it. The run ends when osascript says so, when osascript ends,
+// and when the process that started osascript ends: the application.
 //
-// The command's environment holds PKEXEC_UID, the user who asked, and what every root shell has.
-// Its standard input is empty; its output is this program's own.
+// Like the helper it is two processes. The front becomes the user who asked; the guard is root, and
+// has none of the caller's streams. The user may end the front, which ends the run.
+//
+// The command's environment holds PKEXEC_UID, the user who asked, and the variables of a root
+// shell. Its standard input is empty; its output is this program's own.
 #include "privileged/CleanState.h"
+#include "privileged/Connection.h"
+#include "privileged/Containment.h"
+#include "privileged/Front.h"
+#include "privileged/Guard.h"
 #include "privileged/Lifeline.h"
 #include "privileged/Purpose.h"
-#include "privileged/Supervisor.h"
+#include "privileged/Starter.h"
 
 #include <array>
+#include <charconv>
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
+#include <grp.h>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <sys/socket.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 namespace kestrelnet::privileged {
@@ -30,7 +41,35 @@ namespace {
 
 constexpr int notRun = 127;
 
+/// Becomes the user who asked, whom pkexec names, without any group of the system's. Returns null,
+/// or what failed.
+const char* becomeCaller() {
+    constexpr gid_t noGroup = 65534;
+    const char* const value = std::getenv("PKEXEC_UID");
+    uid_t user = ::getuid();
+    if (value != nullptr) {
+        const char* const last = value + std::strlen(value);
+        const auto [end, error] = std::from_chars(value, last, user);
+        if (error != std::errc{} || end != last) {
+            return "pkexec names no user";
+        }
+    }
+    if (::geteuid() == 0 && ::setgroups(0, nullptr) != 0) {
+        return "the groups of root could not be dropped";
+    }
+    return becomeUser(user, noGroup);
+}
+
+/// For the front, which must not wait for a stream of the caller's with root's rights.
 int refuse(const char* problem) {
+    if (becomeCaller() == nullptr) {
+        ::dprintf(STDERR_FILENO, "Kestrelnet: %s.\n", problem);
+    }
+    return notRun;
+}
+
+/// For the guard and the command, whose standard error is a pipe to the front.
+int report(const char* problem) {
     ::dprintf(STDERR_FILENO, "Kestrelnet: %s.\n", problem);
     return notRun;
 }
@@ -52,10 +91,10 @@ void becomeShell(char* command) {
     const std::array<char*, 8> environment{path,      home,     name,        login,
                                            shellName, language, user.data(), nullptr};
     ::execve(shell, arguments.data(), environment.data());
-    std::_Exit(refuse("the shell cannot be run"));
+    std::_Exit(report("the shell cannot be run"));
 }
 
-/// Moves the lifeline from standard input, which the command shall not have, to a place of its own.
+/// Moves the lifeline away from standard input, which is empty for the command.
 int takeLifeline() {
     struct stat status {};
     if (::fstat(STDIN_FILENO, &status) != 0 || !S_ISSOCK(status.st_mode)) {
@@ -75,6 +114,27 @@ bool fits(std::string_view asked, std::string_view command) {
                                  purpose::ownBundle()));
 }
 
+/// The guard, a process of its own.
+[[noreturn]] void runGuard(Connection& connection, const Watched& watched, char* command) {
+    std::optional<RunEnd> end;
+    if (connection.becomeGuard()) {
+        ::setsid();
+        const char* problem = becomeRoot();
+        if (problem == nullptr) {
+            problem = containment::enter();
+        }
+        if (problem == nullptr) {
+            end = guardRun(watched, [=] { becomeShell(command); });
+        } else {
+            report(problem);
+        }
+        const RunEnd message = end.value_or(RunEnd::exited(notRun));
+        ::send(connection.socket(), &message, sizeof message, MSG_NOSIGNAL | MSG_DONTWAIT);
+    }
+    // The kernel kills what is left of the run.
+    std::_Exit(EXIT_FAILURE);
+}
+
 int run(std::string_view asked, char* command) {
     if (const char* const problem = cleanDescriptors()) {
         return refuse(problem);
@@ -83,23 +143,38 @@ int run(std::string_view asked, char* command) {
     if (owner < 0) {
         return refuse("this is a part of the application, which starts it itself");
     }
-    ::send(owner, &lifeline::started, sizeof lifeline::started, MSG_NOSIGNAL);
+    ::send(owner, &lifeline::started, sizeof lifeline::started, MSG_NOSIGNAL | MSG_DONTWAIT);
     if (!fits(asked, command)) {
         return refuse("this is not a command of the purpose that the password was asked for");
     }
-    const char* problem = cleanSurroundings();
-    if (problem == nullptr) {
-        problem = becomeRoot();
+    // pkexec has replaced itself by this program: its parent is osascript, and osascript's parent
+    // is the application. A user who starts pkexec without osascript only chooses which process of
+    // his own the run depends on; he could as well never end the application.
+    const int starter = watchStarterOfParent();
+    if (starter < 0) {
+        return refuse("what asked for administrator rights has ended");
     }
-    if (problem != nullptr) {
+    if (const char* const problem = cleanSurroundings()) {
         return refuse(problem);
     }
-    ::setsid();
-    const auto status = supervise(owner, StopReaches::everyProcess, [=] { becomeShell(command); });
-    if (!status) {
+    Connection connection;
+    if (!connection.open()) {
+        return refuse("the system has no descriptors left");
+    }
+    const sigset_t requests = stopRequests();
+    ::sigprocmask(SIG_SETMASK, &requests, nullptr);
+    const containment::Forked guard = containment::fork();
+    if (guard.pid == 0) {
+        runGuard(connection, {.owner = owner, .starter = starter}, command);
+    }
+    if (!connection.becomeFront() || becomeCaller() != nullptr) {
         return notRun;
     }
-    return WIFEXITED(*status) ? WEXITSTATUS(*status) : 128 + WTERMSIG(*status);
+    if (guard.problem != nullptr) {
+        return refuse(guard.problem);
+    }
+    const auto end = serve(guard.pid, connection);
+    return end ? end->exitStatus() : 128 + SIGKILL;
 }
 
 } // namespace

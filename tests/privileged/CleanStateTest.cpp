@@ -1,9 +1,10 @@
 // SPDX-License-Identifier: MIT
-// Each step on its own; a whole helper is looked at in HelperSurroundingsTest.cpp.
+// Each function by itself. HelperSurroundingsTest.cpp tests the whole helper.
 #include "privileged/CleanState.h"
 #include "tests/privileged/HelperTest.h"
 
 #include <array>
+#include <cerrno>
 #include <cstdio>
 #include <fcntl.h>
 #include <grp.h>
@@ -13,13 +14,14 @@
 #include <sys/prctl.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <sys/time.h>
 #include <unistd.h>
 
 namespace kestrelnet {
 namespace {
 
-/// What a child process finds out about itself; a wrong answer is told on standard error.
+/// Counts the failed expectations of a child process and prints them on standard error.
 class Findings {
   public:
     void expect(bool holds, const char* what) {
@@ -34,7 +36,7 @@ class Findings {
     int wrong_ = 0;
 };
 
-/// Runs `body` in a child that is root; the number of wrong findings.
+/// Runs `body` in a child that is root. Returns the number of failed expectations.
 int inChild(const std::function<void(Findings&)>& body) {
     return rootWorld::as(root, [&] {
         Findings findings;
@@ -71,7 +73,7 @@ TEST(CleanStateTest, missingStandardStreamsAreOpened) {
     EXPECT_EQ(wrong, 0);
 }
 
-TEST(CleanStateTest, everyOtherDescriptorIsClosed) {
+TEST(CleanStateTest, otherDescriptorsAreClosed) {
     EXPECT_EQ(inChild([](Findings& findings) {
                   const int first = ::open("/", O_RDONLY);
                   for (const int descriptor : {40, 500, 900}) {
@@ -83,7 +85,7 @@ TEST(CleanStateTest, everyOtherDescriptorIsClosed) {
               0);
 }
 
-TEST(CleanStateTest, descriptorsNeedNoRoomBelowTheLimit) {
+TEST(CleanStateTest, descriptorsAreCleanedWithADescriptorLimitOfZero) {
     EXPECT_EQ(inChild([](Findings& findings) {
                   constexpr rlimit nothing{};
                   ::setrlimit(RLIMIT_NOFILE, &nothing);
@@ -92,7 +94,7 @@ TEST(CleanStateTest, descriptorsNeedNoRoomBelowTheLimit) {
               0);
 }
 
-TEST(CleanStateTest, signalsAreDefaultAndOpen) {
+TEST(CleanStateTest, signalsAreDefaultAndUnblocked) {
     EXPECT_EQ(inChild([](Findings& findings) {
                   sigset_t mask;
                   ::sigfillset(&mask);
@@ -113,7 +115,7 @@ TEST(CleanStateTest, signalsAreDefaultAndOpen) {
               0);
 }
 
-TEST(CleanStateTest, timersStandStill) {
+TEST(CleanStateTest, timersAreStopped) {
     EXPECT_EQ(inChild([](Findings& findings) {
                   constexpr itimerval hour{.it_interval = {3600, 0}, .it_value = {3600, 0}};
                   constexpr std::array timers{ITIMER_REAL, ITIMER_VIRTUAL, ITIMER_PROF};
@@ -126,7 +128,7 @@ TEST(CleanStateTest, timersStandStill) {
                       ::getitimer(timer, &left);
                       findings.expect(left.it_value.tv_sec == 0 && left.it_value.tv_usec == 0 &&
                                           left.it_interval.tv_sec == 0,
-                                      "the timer stands still");
+                                      "the timer is stopped");
                   }
               }),
               0);
@@ -159,7 +161,7 @@ TEST(CleanStateTest, everyLimitIsReset) {
               0);
 }
 
-TEST(CleanStateTest, priorityMaskFolderAndSettingsAreThoseOfAFirstProcess) {
+TEST(CleanStateTest, priorityMaskFolderAndPersonalityAreReset) {
     EXPECT_EQ(inChild([](Findings& findings) {
                   ::umask(0777);
                   findings.expect(::chdir("/tmp") == 0, "a folder");
@@ -182,12 +184,88 @@ TEST(CleanStateTest, priorityMaskFolderAndSettingsAreThoseOfAFirstProcess) {
               0);
 }
 
-TEST(CleanStateTest, rootIsRootInEveryWay) {
+TEST(CleanStateTest, schedulingIsReset) {
+    EXPECT_EQ(inChild([](Findings& findings) {
+                  constexpr unsigned long thousandSeconds = 1'000'000'000'000;
+                  constexpr int idleClass = 3 << 13;
+                  cpu_set_t before;
+                  ::sched_getaffinity(0, sizeof before, &before);
+                  cpu_set_t first;
+                  CPU_ZERO(&first);
+                  CPU_SET(0, &first);
+                  findings.expect(::prctl(PR_SET_TIMERSLACK, thousandSeconds) == 0 &&
+                                      ::sched_setaffinity(0, sizeof first, &first) == 0 &&
+                                      ::syscall(SYS_ioprio_set, 1, 0, idleClass) == 0,
+                                  "set");
+                  findings.expect(privileged::cleanSurroundings() == nullptr, "done");
+                  cpu_set_t after;
+                  ::sched_getaffinity(0, sizeof after, &after);
+                  findings.expect(CPU_EQUAL(&before, &after), "processors");
+                  findings.expect(::syscall(SYS_ioprio_get, 1, 0) >> 13 != 3, "I/O class");
+                  findings.expect(::prctl(PR_GET_TIMERSLACK) == 50'000, "timer slack");
+              }),
+              0);
+}
+
+TEST(CleanStateTest, memorySettingsAreReset) {
+    EXPECT_EQ(
+        inChild([](Findings& findings) {
+            constexpr int interleave = 3;
+            unsigned long firstNode = 1;
+            const bool hasNodes = ::syscall(SYS_set_mempolicy, interleave, &firstNode, 8) == 0;
+            findings.expect(hasNodes || errno == ENOSYS, "memory policy set");
+            findings.expect(::prctl(PR_SET_THP_DISABLE, 1, 0, 0, 0) == 0 || errno == EINVAL,
+                            "huge pages disabled");
+            ::prctl(PR_MCE_KILL, PR_MCE_KILL_SET, PR_MCE_KILL_EARLY, 0, 0);
+            const int filter = ::open("/proc/self/coredump_filter", O_WRONLY);
+            findings.expect(::write(filter, "0x0", 3) == 3, "core filter set");
+            findings.expect(privileged::cleanSurroundings() == nullptr, "done");
+            int policy = 0;
+            if (hasNodes) {
+                ::syscall(SYS_get_mempolicy, &policy, nullptr, 0, nullptr, 0);
+            }
+            findings.expect(policy == 0, "memory policy");
+            findings.expect(::prctl(PR_GET_THP_DISABLE, 0, 0, 0, 0) <= 0, "huge pages");
+            findings.expect(::prctl(PR_MCE_KILL_GET, 0, 0, 0, 0) != PR_MCE_KILL_EARLY,
+                            "memory errors");
+            findings.expect(readFile("/proc/self/coredump_filter") == "00000033\n", "core filter");
+        }),
+        0);
+}
+
+TEST(CleanStateTest, theTimeStampCounterIsReadable) {
+    EXPECT_EQ(inChild([](Findings& findings) {
+                  const bool hasSetting = ::prctl(PR_SET_TSC, PR_TSC_SIGSEGV) == 0;
+                  findings.expect(hasSetting || errno == EINVAL, "set");
+                  findings.expect(privileged::cleanSurroundings() == nullptr, "done");
+                  int mode = PR_TSC_ENABLE;
+                  findings.expect(!hasSetting || ::prctl(PR_GET_TSC, &mode) == 0, "asked");
+                  findings.expect(mode == PR_TSC_ENABLE, "readable");
+              }),
+              0);
+}
+
+TEST(CleanStateTest, theSessionKeyringIsANewOne) {
+    EXPECT_EQ(inChild([](Findings& findings) {
+                  constexpr int getKeyring = 0;
+                  constexpr int joinSession = 1;
+                  constexpr int session = -3;
+                  const long before = ::syscall(SYS_keyctl, joinSession, "callers");
+                  findings.expect(before >= 0 || errno == ENOSYS, "joined");
+                  findings.expect(privileged::becomeRoot() == nullptr, "done");
+                  findings.expect(before < 0 ||
+                                      ::syscall(SYS_keyctl, getKeyring, session, 0) != before,
+                                  "another keyring");
+              }),
+              0);
+}
+
+TEST(CleanStateTest, allUserAndGroupIdentifiersAreRoots) {
     EXPECT_EQ(inChild([](Findings& findings) {
                   const std::array<gid_t, 2> groups{rootWorld::user.gid, 27};
                   ::setgroups(groups.size(), groups.data());
                   findings.expect(::setresgid(4711, 4712, 4713) == 0, "groups");
-                  // As a set-user-ID program finds itself.
+                  // The state of a set-user-ID program at its start.
                   findings.expect(::setresuid(4711, 0, 0) == 0, "users");
                   findings.expect(privileged::becomeRoot() == nullptr, "done");
                   uid_t real = 1;
@@ -202,7 +280,7 @@ TEST(CleanStateTest, rootIsRootInEveryWay) {
               0);
 }
 
-TEST(CleanStateTest, withoutRightsItSaysWhatIsMissing) {
+TEST(CleanStateTest, becomingRootFailsWithoutRights) {
     EXPECT_EQ(rootWorld::as(rootWorld::user,
                             [] {
                                 Findings findings;

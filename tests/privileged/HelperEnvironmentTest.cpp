@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The variables that the client finds, whatever the caller has set.
+// The environment of the client, whatever the caller has set.
 #include "tests/privileged/HelperTest.h"
 
 #include <algorithm>
@@ -18,7 +18,7 @@ namespace fs = std::filesystem;
 
 const std::string hostile = "/tmp/hostile";
 
-/// Each would have a shell, an interpreter or the loader run code of the user's.
+/// Each variable makes a shell, an interpreter or the loader run the user's code.
 Environment hostileEnvironment() {
     return {
         {"BASH_ENV", hostile + "/bash-env"},
@@ -75,7 +75,7 @@ class HelperEnvironmentTest : public HelperTest {
         return found;
     }
 
-    /// What every client finds.
+    /// The variables of every client, and `others`.
     static std::vector<std::string> fixedAnd(std::vector<std::string> others) {
         others.insert(others.end(),
                       {"HOME=/root", "LANG=C.UTF-8", "LOGNAME=root",
@@ -86,7 +86,7 @@ class HelperEnvironmentTest : public HelperTest {
     }
 };
 
-TEST_F(HelperEnvironmentTest, isTheThreeVariablesAndThoseOfARootShell) {
+TEST_F(HelperEnvironmentTest, holdsTheThreeVariablesAndTheFixedOnes) {
     const FakeClient& client = installClient("script");
     start(client, {.environment = {{"DEVICE_API_KEY", "dev_ '\"$HOME`id`\n\xFF"},
                                    {"AUTH_URL", "https://kestrelnet.example/api"},
@@ -96,13 +96,13 @@ TEST_F(HelperEnvironmentTest, isTheThreeVariablesAndThoseOfARootShell) {
                         "AUTH_URL=https://kestrelnet.example/api", "RELAY_ADDR=192.0.2.1:443"}));
 }
 
-TEST_F(HelperEnvironmentTest, leavesOutWhatTheCallerHasNotSet) {
+TEST_F(HelperEnvironmentTest, leavesOutVariablesThatTheCallerHasNotSet) {
     const FakeClient& client = installClient("script");
     start(client, {.environment = {{"AUTH_URL", ""}}});
     EXPECT_EQ(processEnvironment(*client.pid()), fixedAnd({"AUTH_URL="}));
 }
 
-TEST_F(HelperEnvironmentTest, hasNothingElseOfAHostileCaller) {
+TEST_F(HelperEnvironmentTest, holdsNothingElseOfAHostileCaller) {
     const FakeClient& client = installClient("script");
     Environment environment = hostileEnvironment();
     environment["DEVICE_API_KEY"] = "dev_0123456789";
@@ -117,7 +117,7 @@ class HelperScriptTest : public HelperEnvironmentTest,
 constexpr const char* shellScript = "true\nid >/dev/null\nsh -c :\nexit 0\n";
 constexpr const char* pythonScript = "import os\nos.system('id >/dev/null')\n";
 
-TEST_P(HelperScriptTest, runsNothingOfAHostileCallers) {
+TEST_P(HelperScriptTest, runsNoCodeOfAHostileCaller) {
     const std::string interpreter = GetParam();
     const bool isPython = interpreter.find("python") != std::string::npos;
     const std::string script = "#!" + interpreter + '\n' + (isPython ? pythonScript : shellScript);
@@ -128,7 +128,7 @@ TEST_P(HelperScriptTest, runsNothingOfAHostileCallers) {
     EXPECT_EQ(program->waitStatus(), 0);
     EXPECT_THAT(marks(), IsEmpty());
 
-    // The same script in the user's own hands shows that the traps are good.
+    // Without the helper, the same script does run the hostile code.
     UserProgram own(clientPath, {.environment = hostileEnvironment()});
     own.output();
     EXPECT_TRUE(own.waitStatus().has_value());
@@ -147,10 +147,10 @@ INSTANTIATE_TEST_SUITE_P(Interpreters, HelperScriptTest,
                              return fs::path(instance.param).filename().string();
                          });
 
-TEST_F(HelperEnvironmentTest, aScriptFindsTheSameAsAProgram) {
+TEST_F(HelperEnvironmentTest, aScriptHasTheSameEnvironmentAsAProgram) {
     const FakeClient& client = installScriptClient("script");
     start(client, {.environment = {{"DEVICE_API_KEY", "dev_0123456789"}}});
-    // A shell adds its working directory to what it starts.
+    // The shell adds its working directory.
     EXPECT_EQ(processEnvironment(*client.pid()),
               fixedAnd({"DEVICE_API_KEY=dev_0123456789", "PWD=/"}));
 }

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// What else the client finds: rights, descriptors, signals, limits.
+// The process state that the client starts with: rights, descriptors, signals, limits.
 #include "tests/privileged/HelperTest.h"
 
 #include <array>
@@ -12,6 +12,7 @@
 #include <sys/prctl.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -23,7 +24,7 @@ using testing::IsEmpty;
 
 namespace fs = std::filesystem;
 
-/// The field at `index` of /proc/PID/stat, counted from the state, which is 0.
+/// Field `index` of /proc/PID/stat, where the state is field 0.
 long field(pid_t pid, int index) {
     const std::string all = readFile("/proc/" + std::to_string(pid) + "/stat");
     std::istringstream fields(all.substr(all.rfind(") ") + 4));
@@ -52,14 +53,14 @@ class HelperSurroundingsTest : public HelperTest,
 INSTANTIATE_TEST_SUITE_P(Clients, HelperSurroundingsTest, testing::Values("program", "script"),
                          [](const auto& instance) { return std::string(instance.param); });
 
-TEST_P(HelperSurroundingsTest, theClientIsRootInEveryWay) {
+TEST_P(HelperSurroundingsTest, allIdentifiersOfTheClientAreRoots) {
     const pid_t client = *startClient().pid();
     EXPECT_EQ(processLine(client, "status", "Uid:"), "0\t0\t0\t0");
     EXPECT_EQ(processLine(client, "status", "Gid:"), "0\t0\t0\t0");
     EXPECT_EQ(processLine(client, "status", "Groups:"), "");
 }
 
-TEST_P(HelperSurroundingsTest, theFrontIsTheUserAndNothingMore) {
+TEST_P(HelperSurroundingsTest, theFrontHasTheUsersRightsOnly) {
     startClient();
     const std::string id = std::to_string(rootWorld::user.uid);
     const std::string four = id + '\t' + id + '\t' + id + '\t' + id;
@@ -68,17 +69,17 @@ TEST_P(HelperSurroundingsTest, theFrontIsTheUserAndNothingMore) {
     EXPECT_EQ(processLine(program->pid(), "status", "CapPrm:"), "0000000000000000");
 }
 
-TEST_P(HelperSurroundingsTest, theClientHasOneArgumentItsOwnName) {
+TEST_P(HelperSurroundingsTest, theClientHasItsNameAsItsOnlyArgument) {
     installClientText("#!/bin/sh\nprintf '%s\\n' $# \"$0\"\n");
     program = std::make_unique<UserProgram>(helperPath);
-    // An interpreter is told to read the script from the descriptor that was checked.
+    // The interpreter reads the script from the descriptor that was checked.
     EXPECT_THAT(program->output(), testing::StartsWith("0\n/dev/fd/"));
     const FakeClient& client = installClient("script");
     start(client);
     EXPECT_THAT(client.found("argument"), ElementsAre(clientPath));
 }
 
-TEST_P(HelperSurroundingsTest, theClientHoldsNoDescriptorOfTheCallers) {
+TEST_P(HelperSurroundingsTest, theClientHasNoOtherDescriptors) {
     const FakeClient& client = startClient({.prepare = [] {
         for (const int descriptor : {STDIN_FILENO, 3, 4, 17, 200, 1000}) {
             ::dup2(STDOUT_FILENO, descriptor);
@@ -88,7 +89,7 @@ TEST_P(HelperSurroundingsTest, theClientHoldsNoDescriptorOfTheCallers) {
     const auto found = client.found("descriptor");
     ASSERT_GE(found.size(), 3U);
     if (GetParam() == "script") {
-        // The shell that became this client has the script itself open as well.
+        // The shell that executed this client has the script open too.
         const std::string script = found.size() > 3 ? found[3] : "none";
         EXPECT_EQ(streamOf(*client.pid(), std::stoi(script)), clientPath);
         expected.push_back(script);
@@ -97,17 +98,18 @@ TEST_P(HelperSurroundingsTest, theClientHoldsNoDescriptorOfTheCallers) {
     EXPECT_EQ(streamOf(*client.pid(), STDIN_FILENO), "/dev/null");
 }
 
-TEST_P(HelperSurroundingsTest, closedStandardStreamsAreOpenToTheClient) {
+TEST_P(HelperSurroundingsTest, theClientHasItsStandardStreamsWhenTheCallersAreClosed) {
     const FakeClient& client = startClient({.prepare = [] { ::close_range(0, ~0U, 0); }});
     const auto found = client.found("descriptor");
     ASSERT_GE(found.size(), 3U);
     EXPECT_THAT(std::vector(found.begin(), found.begin() + 3), ElementsAre("0", "1", "2"));
-    for (int stream = 0; stream <= 2; ++stream) {
-        EXPECT_THAT(streamOf(*client.pid(), stream), testing::StartsWith("/dev/"));
+    EXPECT_EQ(streamOf(*client.pid(), STDIN_FILENO), "/dev/null");
+    for (const int stream : {STDOUT_FILENO, STDERR_FILENO}) {
+        EXPECT_THAT(streamOf(*client.pid(), stream), testing::StartsWith("pipe:"));
     }
 }
 
-TEST_P(HelperSurroundingsTest, theClientWritesToTheCallersStreams) {
+TEST_P(HelperSurroundingsTest, theClientsOutputReachesTheCallersStreams) {
     const FakeClient& client = startClient();
     client.say("on one\n");
     client.sayOnError("and the other\n");
@@ -115,7 +117,7 @@ TEST_P(HelperSurroundingsTest, theClientWritesToTheCallersStreams) {
     EXPECT_EQ(program->output(), "on one\nand the other\n");
 }
 
-TEST_P(HelperSurroundingsTest, blockedAndIgnoredSignalsAreNeitherToTheClient) {
+TEST_P(HelperSurroundingsTest, signalsThatTheCallerBlocksOrIgnoresAreReset) {
     const FakeClient& client = startClient({.prepare = [] {
         sigset_t all;
         ::sigfillset(&all);
@@ -133,7 +135,7 @@ TEST_P(HelperSurroundingsTest, blockedAndIgnoredSignalsAreNeitherToTheClient) {
 struct Limit {
     const char* name;
     int resource;
-    /// As small as the system lets a program start at all.
+    /// The smallest value with which a program still starts.
     rlim_t tiny;
     rlim_t soft;
     rlim_t hard;
@@ -161,7 +163,7 @@ std::string text(rlim_t value) {
     return value == none ? "unlimited" : std::to_string(value);
 }
 
-TEST_P(HelperSurroundingsTest, tinyLimitsOfTheCallerLimitNobody) {
+TEST_P(HelperSurroundingsTest, limitsOfTheCallerAreReset) {
     std::vector<rlimit> tiny;
     tiny.reserve(limits.size());
     for (const Limit& limit : limits) {
@@ -189,7 +191,7 @@ TEST_P(HelperSurroundingsTest, tinyLimitsOfTheCallerLimitNobody) {
     EXPECT_EQ(program->waitStatus(), SIGTERM);
 }
 
-TEST_P(HelperSurroundingsTest, theRestOfTheCallersStateIsGone) {
+TEST_P(HelperSurroundingsTest, otherStateOfTheCallerIsReset) {
     const auto muddle = [] {
         ::umask(0);
         ::setpriority(PRIO_PROCESS, 0, 15);
@@ -212,6 +214,42 @@ TEST_P(HelperSurroundingsTest, theRestOfTheCallersStateIsGone) {
     EXPECT_EQ(readFile(folder + "/oom_score_adj"), "0\n");
     EXPECT_NE(field(client, 3), ::getsid(0)) << "session";
     EXPECT_EQ(field(client, 4), 0) << "terminal";
+}
+
+TEST_P(HelperSurroundingsTest, settingsOfTheKernelAreReset) {
+    const auto muddle = [] {
+        constexpr unsigned long thousandSeconds = 1'000'000'000'000;
+        constexpr int idleClass = 3 << 13;
+        cpu_set_t first;
+        CPU_ZERO(&first);
+        CPU_SET(0, &first);
+        ::prctl(PR_SET_DUMPABLE, 1);
+        ::prctl(PR_SET_THP_DISABLE, 1, 0, 0, 0);
+        ::prctl(PR_SET_TSC, PR_TSC_SIGSEGV);
+        const int filter = ::open("/proc/self/coredump_filter", O_WRONLY);
+        if (::prctl(PR_SET_TIMERSLACK, thousandSeconds) != 0 ||
+            ::sched_setaffinity(0, sizeof first, &first) != 0 ||
+            ::syscall(SYS_ioprio_set, 1, 0, idleClass) != 0 || ::write(filter, "0x0", 3) != 3) {
+            ::_exit(125);
+        }
+    };
+    const pid_t client = *startClient({.prepare = muddle}).pid();
+    const std::string folder = "/proc/" + std::to_string(client);
+    EXPECT_EQ(readFile(folder + "/timerslack_ns"), "50000\n");
+    EXPECT_EQ(processLine(client, "status", "Cpus_allowed:"),
+              processLine(::getpid(), "status", "Cpus_allowed:"));
+    EXPECT_NE(processLine(client, "status", "THP_enabled:"), "0");
+    EXPECT_EQ(readFile(folder + "/coredump_filter"), "00000033\n");
+    EXPECT_NE(::syscall(SYS_ioprio_get, 1, client) >> 13, 3) << "I/O class";
+}
+
+TEST_F(HelperTest, deadlinesDoNotDependOnTheCallersTimerSlack) {
+    constexpr unsigned long thousandSeconds = 1'000'000'000'000;
+    const FakeClient& client = installClient("stubborn");
+    start(client, {.prepare = [] { ::prctl(PR_SET_TIMERSLACK, thousandSeconds); }});
+    EXPECT_EQ(program->send(SIGTERM), 0);
+    EXPECT_EQ(program->waitStatus(), SIGKILL);
+    EXPECT_TRUE(nothingIsLeftInTime());
 }
 
 } // namespace

@@ -59,7 +59,7 @@ std::string HelperTest::refusal(const Options& options) {
 
 namespace {
 
-/// One that waits for this test to ask for its status.
+/// Whether it is an ended child that this test has not reaped yet.
 bool isOwnEndedChild(const rootWorld::Survivor& survivor) {
     return survivor.state == 'Z' &&
            processLine(survivor.pid, "status", "PPid:") == std::to_string(::getpid());

@@ -19,7 +19,8 @@
 
 namespace kestrelnet {
 
-/// The helper, installed as root's with the set-user-ID bit, in the hands of an ordinary user.
+/// The helper, installed with root as owner and the set-user-ID bit, and started by an ordinary
+/// user.
 class HelperTest : public testing::Test {
   protected:
     using Options = UserProgram::Options;
@@ -27,27 +28,27 @@ class HelperTest : public testing::Test {
     static constexpr const char* helperPath =
         "/Library/PrivilegedHelperTools/com.kestrelnetvpn.tunnel";
     static constexpr const char* clientPath = "/Library/PrivilegedHelperTools/kestrelnet-client";
-    /// What is promised: so long after its stop nothing of a run is left.
+    /// The limit that is documented: this long after a stop no process of a run is left.
     static constexpr std::chrono::seconds endsWithin{4};
 
     void SetUp() override;
-    /// Ends the run, of which nothing may stay.
+    /// Ends the run and checks that no process of it is left.
     void TearDown() override;
 
-    /// Puts a client where the helper looks: the program itself, or a script that becomes it.
+    /// Installs a client where the helper expects it: the program, or a script that executes it.
     FakeClient& installClient(std::string_view mode, std::string_view argument = "");
     FakeClient& installScriptClient(std::string_view mode);
-    /// Puts a client of this text there.
+    /// Installs an executable file with this text there.
     static void installClientText(const std::string& text);
 
     /// Starts the helper and waits until the client is ready.
     UserProgram& start(const FakeClient& client, const Options& options = {});
-    /// Starts the helper, which is expected to end at once: what it says.
+    /// Starts the helper, expects it to refuse, and returns its output.
     std::string refusal(const Options& options = {});
 
-    /// Waits until nothing is left of the runs; the whole time it took from now.
+    /// Waits until no process of the runs is left. Returns the time it took.
     static std::optional<std::chrono::milliseconds> timeUntilNothingIsLeft();
-    /// Whether nothing is left within the time that is promised.
+    /// Whether no process is left within `endsWithin`.
     static testing::AssertionResult nothingIsLeftInTime();
 
     std::unique_ptr<UserProgram> program;
@@ -56,19 +57,19 @@ class HelperTest : public testing::Test {
 
 inline const rootWorld::User root{.name = "root", .uid = 0, .gid = 0, .home = "/root"};
 
-/// Runs a shell command; its exit status.
+/// Runs a shell command. Returns its exit status.
 int runAsRoot(const std::string& command);
 
-/// Whether root may raise a limit here; a container may forbid it.
+/// Whether root may raise a limit; some containers forbid it.
 bool mayRaiseLimits();
-/// A limit of `value`, one that root can raise again.
+/// A limit of `value` that root can raise again.
 rlimit lowered(int resource, rlim_t value);
-/// What a limit becomes that should be these.
+/// The limit that results from setting `soft` and `hard`.
 rlimit raised(int resource, rlim_t soft, rlim_t hard);
 
-/// The value of the line that starts with `name` in /proc/PID/FILE, without blanks around it.
+/// The value of the line that starts with `name` in /proc/PID/FILE, trimmed.
 std::string processLine(pid_t pid, const std::string& file, const std::string& name);
-/// The environment that the process was started with, in the order of the alphabet.
+/// The environment that the process was started with, sorted.
 std::vector<std::string> processEnvironment(pid_t pid);
 
 } // namespace kestrelnet

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The controller, run by an ordinary user, with the helper as the installer leaves it.
+// The controller, run by an ordinary user, with the helper that the installer has installed.
 #include "tests/privileged/HelperTest.h"
 #include "tests/support/ChildProgram.h"
 
@@ -30,7 +30,7 @@ class HelperTunnelTest : public HelperTest {
         HelperTest::TearDown();
     }
 
-    /// Puts a client where the system has it, and has it installed together with the helper.
+    /// Puts a client into /usr/local/bin and runs the installer.
     FakeClient& install(std::string_view mode) {
         client_ = std::make_unique<FakeClient>(mode);
         client_->installScriptAt("/usr/local/bin/kestrelnet-client");
@@ -49,7 +49,7 @@ class HelperTunnelTest : public HelperTest {
         controller->tell("key dev_0123456789");
     }
 
-    /// Starts all it takes and connects.
+    /// Installs a client, starts the controller and connects.
     FakeClient& connect(std::string_view mode) {
         FakeClient& client = install(mode);
         startController();
@@ -78,20 +78,20 @@ TEST_F(HelperTunnelTest, connectsAndDisconnectsWithoutAPassword) {
     }
 }
 
-TEST_F(HelperTunnelTest, aClientThatEndsByItselfIsNoticed) {
+TEST_F(HelperTunnelTest, reportsAClientThatEndsByItself) {
     const FakeClient& client = connect("relay-then-routes");
     EXPECT_TRUE(controller->reads("status Connected"));
     client.exit(3);
     EXPECT_TRUE(controller->reads("log VPN process exited unexpectedly"));
 }
 
-TEST_F(HelperTunnelTest, aStubbornClientHasThreeSecondsAndNoMoreThanFour) {
+TEST_F(HelperTunnelTest, aStubbornClientIsKilledAfterThreeSecondsAndBeforeFour) {
     const FakeClient& client = connect("stubborn");
     const auto asked = std::chrono::steady_clock::now();
     controller->tell("disconnect");
     EXPECT_TRUE(waitFor([&] { return client.terminations() == 1; }));
     EXPECT_TRUE(waitFor([&] { return client.isGone(); }));
-    // The application kills the helper when they are over, which must not count against the client.
+    // The application kills the front after 3 s; the client keeps its full time.
     EXPECT_GE(std::chrono::steady_clock::now() - asked, 3s);
     EXPECT_TRUE(controller->reads("status Disconnected"));
     EXPECT_TRUE(waitFor([&] { return rootWorld::processes().size() == 1; }));
@@ -107,12 +107,12 @@ TEST_F(HelperTunnelTest, nothingOutlivesAnApplicationThatIsKilled) {
     }
 }
 
-TEST_F(HelperTunnelTest, aRefusalIsSeenAsAnErrorWithItsReason) {
+TEST_F(HelperTunnelTest, reportsARefusalWithItsReason) {
     install("script");
     fs::remove(clientPath);
     startController();
     controller->tell("connect");
-    // The end of the process and its last words come by ways of their own.
+    // The end of the process and its output arrive in any order.
     std::set<std::string> missing{"log Kestrelnet helper: /Library/PrivilegedHelperTools/"
                                   "kestrelnet-client is missing; install the helper again.",
                                   "log VPN process exited unexpectedly", "status Error"};

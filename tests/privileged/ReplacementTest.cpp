@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Somebody replaces the client between the moment when it is checked and the moment when it is run.
+// The client is replaced between its check and its execution.
 #include "privileged/TrustedFile.h"
 #include "tests/privileged/HelperTest.h"
 
@@ -20,7 +20,7 @@ using privileged::openTrusted;
 constexpr int goodStatus = 7;
 constexpr int evilStatus = 66;
 
-/// Exchanges two names without a pause, from another process, until it is destroyed.
+/// Exchanges two names in a loop, in another process, until it is destroyed.
 class Exchange {
   public:
     Exchange(const char* one, const char* other) : racer_(::fork()) {
@@ -41,7 +41,7 @@ class Exchange {
     pid_t racer_;
 };
 
-/// Checks and starts the program as the helper does; its exit status, or -1 when it was refused.
+/// Checks and starts the program as the helper does. Returns its exit status, or -1 when refused.
 int tryOnce(const char* path) {
     const privileged::TrustedFile file = openTrusted(path);
     if (file.problem != nullptr) {
@@ -64,7 +64,7 @@ int tryOnce(const char* path) {
 class ReplacementTest : public testing::Test {
   protected:
     static constexpr int tries = 10'000;
-    /// Of either outcome.
+    /// How often each outcome must occur, so that the test is a race.
     static constexpr int fewest = 100;
     static constexpr const char* folder = "/srv/outer/inner";
     static constexpr const char* program = "/srv/outer/inner/program";
@@ -80,12 +80,12 @@ class ReplacementTest : public testing::Test {
         }
     }
 
-    /// Tries while `one` and `other` change places.
+    /// Tries repeatedly while `one` and `other` are exchanged.
     static void race(const char* one, const char* other) {
         int good = 0;
         int refused = 0;
         const Exchange exchange(one, other);
-        // On a busy machine the other process may be held up: as long as it takes to be a race.
+        // More tries on a busy machine, until both outcomes have occurred.
         for (int round = 0; round < tries || good < fewest || refused < fewest; ++round) {
             ASSERT_LT(round, 20 * tries) << good << " good, " << refused << " refused";
             const int status = tryOnce(program);
@@ -97,22 +97,22 @@ class ReplacementTest : public testing::Test {
     }
 };
 
-TEST_F(ReplacementTest, aFileThatChangesItsPlaceNeverRuns) {
+TEST_F(ReplacementTest, neverRunsAFileThatReplacesTheProgram) {
     race(program, "/srv/outer/evil/program");
 }
 
-TEST_F(ReplacementTest, aFolderThatChangesItsPlaceNeverMatters) {
+TEST_F(ReplacementTest, neverRunsAFileFromAFolderThatReplacesTheFolder) {
     race(folder, "/srv/outer/evil");
 }
 
-TEST_F(ReplacementTest, aLinkThatChangesItsPlaceNeverRuns) {
+TEST_F(ReplacementTest, neverFollowsALinkThatReplacesTheProgram) {
     fs::create_symlink("/srv/outer/evil/program", "/srv/outer/inner/link");
     race(program, "/srv/outer/inner/link");
 }
 
 class HelperReplacementTest : public HelperTest {};
 
-TEST_F(HelperReplacementTest, theHelperNeverRunsTheReplacement) {
+TEST_F(HelperReplacementTest, theHelperNeverRunsAReplacement) {
     fs::remove(clientPath);
     fs::copy_file(KESTRELNET_EXITS_7, clientPath);
     fs::create_directory("/srv/replacement");

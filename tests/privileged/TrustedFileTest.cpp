@@ -33,7 +33,7 @@ class TrustedFileTest : public testing::Test {
         write(program, "#!/bin/sh\nexit 7\n");
     }
 
-    /// The complaint about `program`; empty when there is none.
+    /// The problem of `path`; empty when there is none.
     static std::string problem(const char* path = program) {
         const std::size_t before = openDescriptors();
         const privileged::TrustedFile file = openTrusted(path);
@@ -44,7 +44,7 @@ class TrustedFileTest : public testing::Test {
     }
 };
 
-TEST_F(TrustedFileTest, isTheVeryFile) {
+TEST_F(TrustedFileTest, opensTheFileThatWasChecked) {
     const privileged::TrustedFile file = openTrusted(program);
     ASSERT_EQ(file.problem, nullptr);
     struct stat opened {};
@@ -56,12 +56,12 @@ TEST_F(TrustedFileTest, isTheVeryFile) {
     ::close(file.descriptor);
 }
 
-TEST_F(TrustedFileTest, noFolderOnTheWayMayBeAnybodyElses) {
+TEST_F(TrustedFileTest, refusesAFolderOrFileThatOthersOwnOrMayWrite) {
     for (const char* part : {"/srv", "/srv/outer", folder, program}) {
         EXPECT_EQ(problem(), "");
         ASSERT_EQ(::chown(part, rootWorld::user.uid, 0), 0);
         EXPECT_EQ(problem(), "does not belong to root, or lies in a folder that does not") << part;
-        // A group may own it, as long as it may not write.
+        // The group may be another one as long as it may not write.
         ASSERT_EQ(::chown(part, 0, rootWorld::user.gid), 0);
         EXPECT_EQ(problem(), "");
         for (const mode_t mode : {0775U, 0757U, 01777U, 02775U}) {
@@ -74,7 +74,7 @@ TEST_F(TrustedFileTest, noFolderOnTheWayMayBeAnybodyElses) {
     }
 }
 
-TEST_F(TrustedFileTest, noLinkIsFollowed) {
+TEST_F(TrustedFileTest, followsNoLink) {
     for (const std::string part : {"/srv/outer", folder, program}) {
         fs::rename(part, part + "-moved");
         fs::create_symlink(part + "-moved", part);
@@ -85,7 +85,7 @@ TEST_F(TrustedFileTest, noLinkIsFollowed) {
     EXPECT_EQ(problem(), "");
 }
 
-TEST_F(TrustedFileTest, onlyAnExecutableFileWillDo) {
+TEST_F(TrustedFileTest, refusesWhatIsNoExecutableFile) {
     EXPECT_EQ(problem(folder), "is no program");
     EXPECT_EQ(problem("/srv/outer/inner/other"), "is missing");
     EXPECT_EQ(problem("/srv/other/inner/program"), "is missing");

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Ends with one status at once, so that a test sees which of several programs was run.
+// Exits at once with its own status, which tells a test which program has run.
 #include <sys/syscall.h>
 #include <unistd.h>
 

@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: MIT
-// A library that a user may try to smuggle into a program of root's. It leaves a mark when it gets
-// in.
+// A library that a user tries to load into a root program. It creates a file when it is loaded.
 #include <fcntl.h>
 
 namespace {

@@ -10,12 +10,51 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <limits>
 #include <signal.h>
+#include <sstream>
 #include <sys/ioctl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 namespace kestrelnet {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+/// Larger than every identifier that Linux assigns.
+constexpr int noProcess = std::numeric_limits<int>::max();
+
+/// The identifier of `process` in the innermost PID namespace that it belongs to.
+int innermostIdentifier(const fs::path& process) {
+    std::istringstream lines(readFile(process / "status"));
+    for (std::string line; std::getline(lines, line);) {
+        if (line.starts_with("NSpid:")) {
+            return std::stoi(line.substr(line.find_last_of("\t ") + 1));
+        }
+    }
+    return noProcess;
+}
+
+/// The process that is `pid` in `space`, a link of /proc/PID/ns, as seen from here.
+int identifierHere(int pid, const std::string& space) {
+    std::error_code error;
+    if (fs::read_symlink("/proc/self/ns/pid", error) == space) {
+        return pid;
+    }
+    for (const auto& entry : fs::directory_iterator("/proc")) {
+        const std::string name = entry.path().filename();
+        if (name.find_first_not_of("0123456789") == std::string::npos &&
+            fs::read_symlink(entry.path() / "ns/pid", error) == space &&
+            innermostIdentifier(entry.path()) == pid) {
+            return std::stoi(name);
+        }
+    }
+    return noProcess;
+}
+
+} // namespace
 
 FakeClient::FakeClient(std::string_view mode, std::string_view argument)
     : mode_(mode), argument_(argument) {
@@ -144,6 +183,16 @@ void FakeClient::sayOnError(std::string_view bytes) const {
 std::optional<int> FakeClient::number(std::string_view file) const {
     const std::string text = readFile(folder_.file(file));
     return text.empty() ? std::nullopt : std::optional(std::stoi(text));
+}
+
+std::optional<int> FakeClient::process(std::string_view file) const {
+    std::istringstream text(readFile(folder_.file(file)));
+    int pid = 0;
+    std::string space;
+    if (!(text >> pid >> space)) {
+        return std::nullopt;
+    }
+    return identifierHere(pid, space);
 }
 
 void FakeClient::command(std::string_view bytes) const {

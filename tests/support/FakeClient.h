@@ -31,10 +31,12 @@ class FakeClient {
     void installScriptAt(const std::string& path) const;
     void installProgramAt(const std::string& path) const;
 
-    /// The process id of the program; nothing before its start.
-    std::optional<int> pid() const { return number("pid"); }
-    /// The process id of the process that the program has left behind; nothing without one.
-    std::optional<int> grandchild() const { return number("grandchild"); }
+    /// The process id of the running program, once it has written it: the one that is valid for the
+    /// test, also when the program runs in a PID namespace below the test's. When such a namespace
+    /// has ended, an id that no process has.
+    std::optional<int> pid() const { return process("pid"); }
+    /// The same of the process that the program has left behind.
+    std::optional<int> grandchild() const { return process("grandchild"); }
     /// Whether the program has done the mode's own part, and handles commands.
     bool isReady() const;
     /// Whether the program was started and has not ended.
@@ -65,6 +67,7 @@ class FakeClient {
 
   private:
     std::optional<int> number(std::string_view file) const;
+    std::optional<int> process(std::string_view file) const;
     void command(std::string_view bytes) const;
 
     void makeWay(const std::string& path) const;

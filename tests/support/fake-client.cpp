@@ -49,6 +49,12 @@ void publish(std::string_view name, std::string_view text) {
     }
 }
 
+// The identifier counts in the PID namespace that is named beside it.
+void publishProcess(std::string_view name) {
+    publish(name, std::to_string(getpid()) + ' ' +
+                      std::filesystem::read_symlink("/proc/self/ns/pid").string());
+}
+
 void say(int stream, std::string_view bytes) {
     if (write(stream, bytes.data(), bytes.size()) != static_cast<ssize_t>(bytes.size())) {
         std::_Exit(74);
@@ -211,7 +217,7 @@ void closeStreams(std::string_view /*argument*/) {
 }
 
 [[noreturn]] void stayBehind() {
-    publish("grandchild", std::to_string(getpid()));
+    publishProcess("grandchild");
     openControl();
     obey();
 }
@@ -428,7 +434,7 @@ int main(int count, char** arguments, char** environment) {
         if (mode.name == words[0]) {
             folder = words[1];
             publish("description", description(arguments, environment));
-            publish("pid", std::to_string(getpid()));
+            publishProcess("pid");
             mode.run(words.size() > 2 ? words[2] : "");
             publish("ready", "");
             openControl();

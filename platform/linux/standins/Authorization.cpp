@@ -107,6 +107,7 @@ class Request {
 bool Request::start(const char* pkexec, const std::string& runner, const std::string& command) {
     starter_ = privileged::watchStarter();
     if (starter_ < 0) {
+        removeRunFiles();
         refuse("what asked for administrator rights has ended");
         return false;
     }

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// What a command finds that was run behind the prompt, and what of it comes back.
+// The process state of a command that was run behind the prompt, its output and its status.
 #include "tests/support/polkit/PromptTest.h"
 
 #include <algorithm>
@@ -54,7 +54,7 @@ class PromptCommandTest : public PromptTest {
         return found;
     }
 
-    /// Lets the errors go to a pipe, whose reader is the test; its descriptor.
+    /// Sends the errors to a pipe and returns its reading end.
     int readErrorsLate() {
         errorFile = "/run/user/" + std::to_string(rootWorld::user.uid) + "/errors";
         EXPECT_EQ(::mkfifo(errorFile.c_str(), 0600), 0);
@@ -69,13 +69,13 @@ class PromptCommandTest : public PromptTest {
     std::optional<ChildProgram> program_;
 };
 
-TEST_F(PromptCommandTest, isRootInEveryWay) {
+TEST_F(PromptCommandTest, hasAllIdentifiersOfRoot) {
     run("grep -E '^(Uid|Gid|Groups|SigBlk|SigIgn):' /proc/self/status");
     EXPECT_THAT(lines(), ElementsAre("Uid:\t0\t0\t0\t0", "Gid:\t0\t0\t0\t0", "Groups:\t ",
                                      "SigBlk:\t0000000000000000", "SigIgn:\t0000000000000000"));
 }
 
-TEST_F(PromptCommandTest, findsACleanEnvironment) {
+TEST_F(PromptCommandTest, hasACleanEnvironment) {
     run("exec env");
     EXPECT_THAT(lines(),
                 UnorderedElementsAre(
@@ -84,22 +84,22 @@ TEST_F(PromptCommandTest, findsACleanEnvironment) {
                     "PKEXEC_UID=" + std::to_string(rootWorld::user.uid), "PWD=/"));
 }
 
-TEST_F(PromptCommandTest, hasNoInputAndNoOtherDescriptor) {
+TEST_F(PromptCommandTest, hasNoInputAndNoOtherDescriptors) {
     run("readlink /proc/self/fd/0; ls /proc/$$/fd; pwd; umask");
     EXPECT_THAT(lines(), ElementsAre("/dev/null", "0", "1", "2", "/", "0022"));
 }
 
-TEST_F(PromptCommandTest, speaksOnBothOfItsCallersStreams) {
+TEST_F(PromptCommandTest, writesToBothStreamsOfItsCaller) {
     ChildProgram& program = run("echo out; echo one >&2; echo two >&2; exit 5");
     EXPECT_EQ(program.readLine(), "out");
     EXPECT_EQ(program.exitStatus(), 5);
     EXPECT_EQ(errors(), "one\ntwo\n");
 }
 
-TEST_F(PromptCommandTest, losesNoWordToASlowReader) {
+TEST_F(PromptCommandTest, losesNoOutputToASlowReader) {
     const int reader = readErrorsLate();
     ChildProgram& program = run("seq 50000 >&2; echo said");
-    // More than the pipes hold.
+    // The output is larger than the pipes.
     EXPECT_TRUE(waitFor([reader] { return waiting(reader) == 65536; }));
     std::string text;
     std::array<char, 65536> chunk{};
@@ -115,7 +115,7 @@ TEST_F(PromptCommandTest, losesNoWordToASlowReader) {
     ::close(reader);
 }
 
-TEST_F(PromptCommandTest, isStoppedAlsoWhileNobodyReadsItsWords) {
+TEST_F(PromptCommandTest, isStoppedWhileNobodyReadsItsOutput) {
     const int reader = readErrorsLate();
     ChildProgram& program = run("exec yes >&2");
     EXPECT_TRUE(waitFor([reader] { return waiting(reader) == 65536; }));
@@ -127,7 +127,7 @@ TEST_F(PromptCommandTest, isStoppedAlsoWhileNobodyReadsItsWords) {
     ::close(reader);
 }
 
-TEST_F(PromptCommandTest, endsWithItsStarterAlsoWhileNobodyReadsItsWords) {
+TEST_F(PromptCommandTest, endsWithItsStarterWhileNobodyReadsItsOutput) {
     const int reader = readErrorsLate();
     ChildProgram& starter = run("exec yes >&2");
     EXPECT_TRUE(waitFor([reader] { return waiting(reader) == 65536; }));
@@ -140,7 +140,7 @@ TEST_F(PromptCommandTest, endsWithItsStarterAlsoWhileNobodyReadsItsWords) {
     ::close(reader);
 }
 
-TEST_F(PromptCommandTest, goesOnWhenNobodyWillReadItsWords) {
+TEST_F(PromptCommandTest, continuesAfterTheReaderOfItsErrorsHasGone) {
     const int reader = readErrorsLate();
     ASSERT_EQ(::mkfifo("/tmp/closed", 0600), 0);
     ChildProgram& program = run("echo runs; read go </tmp/closed; echo lost >&2; exit 5");
@@ -150,15 +150,15 @@ TEST_F(PromptCommandTest, goesOnWhenNobodyWillReadItsWords) {
     EXPECT_EQ(program.exitStatus(), 5);
 }
 
-TEST_F(PromptCommandTest, tellsItsStatus) {
-    // Also what pkexec itself exits with.
+TEST_F(PromptCommandTest, returnsItsStatus) {
+    // These include the statuses that pkexec itself uses.
     for (const int status : {0, 1, 3, 126, 127, 255}) {
         EXPECT_EQ(run("exit " + std::to_string(status)).exitStatus(), status);
         EXPECT_EQ(errors(), "");
     }
 }
 
-TEST_F(PromptCommandTest, tellsTheSignalThatEndedIt) {
+TEST_F(PromptCommandTest, returnsTheSignalThatEndedIt) {
     EXPECT_EQ(run("kill -9 $$").exitStatus(), 128 + SIGKILL);
     EXPECT_EQ(errors(), "");
 }
@@ -168,14 +168,14 @@ TEST_F(PromptCommandTest, mayBeEmpty) {
     EXPECT_THAT(agent->readLine().value_or(""), HasSubstr("request"));
 }
 
-TEST_F(PromptCommandTest, isNotWaitedForBeyondItsEnd) {
+TEST_F(PromptCommandTest, doesNotWaitForBackgroundProcesses) {
     ChildProgram& program = run("sleep 600 >/dev/null 2>&1 & echo started");
     EXPECT_EQ(program.readLine(), "started");
     EXPECT_EQ(program.exitStatus(), 0);
     EXPECT_TRUE(waitFor([this] { return strays().empty(); }));
 }
 
-TEST_F(PromptCommandTest, isRefusedWithoutAQuestionWhenItIsNoStatement) {
+TEST_F(PromptCommandTest, isRefusedWithoutAPromptWhenItIsNoStatement) {
     for (const std::vector<std::string>& arguments : std::vector<std::vector<std::string>>{
              {},
              {"-e"},
@@ -195,8 +195,8 @@ TEST_F(PromptCommandTest, isRefusedWithoutAQuestionWhenItIsNoStatement) {
     EXPECT_THAT(lines(), ElementsAre("asked"));
 }
 
-TEST_F(PromptCommandTest, asksInPlainWordsAlsoFromABuildTree) {
-    // The message belongs to the installed path; another gets polkit's own.
+TEST_F(PromptCommandTest, showsThePromptFromABuildTreeToo) {
+    // The action with our message is for the installed path; polkit has a default for others.
     std::filesystem::rename(rootWorld::bundle, "/usr/lib/elsewhere");
     std::filesystem::create_directory(rootWorld::bundle);
     std::filesystem::create_directory_symlink("/usr/lib/elsewhere/Contents",
@@ -206,7 +206,7 @@ TEST_F(PromptCommandTest, asksInPlainWordsAlsoFromABuildTree) {
                 HasSubstr("request org.freedesktop.policykit.exec"));
 }
 
-TEST_F(PromptCommandTest, needsAnAdministratorEachTimeWhoeverSitsWhere) {
+TEST_F(PromptCommandTest, needsAnAdministratorEachTimeFromEverySession) {
     const std::string policy =
         readFile(rootWorld::bundle + "/Contents/Resources/com.kestrelnetvpn.app.policy");
     for (const char* defaults :
@@ -217,8 +217,8 @@ TEST_F(PromptCommandTest, needsAnAdministratorEachTimeWhoeverSitsWhere) {
     EXPECT_THAT(policy, HasSubstr(">" + rootWorld::bundle + "/Contents/Helpers/kestrelnet-run<"));
 }
 
-TEST_F(PromptCommandTest, isForTheApplicationAlone) {
-    // Started by hand, though as root.
+TEST_F(PromptCommandTest, refusesToBeStartedByAnythingButTheApplication) {
+    // Started directly, as root and as the user.
     ChildProgram program(
         {rootWorld::bundle + "/Contents/Helpers/kestrelnet-run", "command", "echo ran"});
     EXPECT_EQ(program.exitStatus(), 127);

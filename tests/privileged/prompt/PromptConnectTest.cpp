@@ -33,7 +33,7 @@ TEST_F(PromptConnectTest, theRightPasswordConnectsAndDisconnectingNeedsNone) {
     EXPECT_EQ(agent.readLine(), "answered SUCCESS");
 }
 
-TEST_F(PromptConnectTest, everyLineIsSeenBeforeTheNextIsWritten) {
+TEST_F(PromptConnectTest, showsEachLineAtOnce) {
     world.startAgent("right");
     FakeClient& client = connect("script");
     for (int line = 0; line < 20; ++line) {
@@ -107,7 +107,7 @@ TEST_F(PromptConnectTest, aClientsPathMayHoldBlanks) {
     EXPECT_TRUE(tells("status Connected"));
 }
 
-TEST_F(PromptConnectTest, aClientThatEndsByItselfEndsTheRun) {
+TEST_F(PromptConnectTest, reportsAClientThatEndsByItself) {
     world.startAgent("right");
     FakeClient& client = connect();
     EXPECT_TRUE(tells("status Connected"));

@@ -1,12 +1,18 @@
 // SPDX-License-Identifier: MIT
-// However a run behind the administrator prompt ends, nothing of it stays.
+// A run behind the administrator prompt leaves no process, however it ends.
 #include "tests/support/Random.h"
 #include "tests/support/polkit/PromptTest.h"
 
+#include <algorithm>
 #include <chrono>
 #include <csignal>
+#include <filesystem>
+#include <fstream>
 #include <random>
+#include <sys/ptrace.h>
+#include <sys/wait.h>
 #include <thread>
+#include <unistd.h>
 
 namespace kestrelnet {
 namespace {
@@ -20,7 +26,7 @@ class PromptEndTest : public PromptTest, public testing::WithParamInterface<cons
         world.startPolkit();
     }
 
-    /// Waits until nothing of the run is left, and tells whether that took less than four seconds.
+    /// Waits until nothing of the run is left. Returns whether that took less than four seconds.
     bool endsInTime() const {
         const auto start = std::chrono::steady_clock::now();
         return isTidy() && std::chrono::steady_clock::now() - start < std::chrono::seconds(4);
@@ -33,7 +39,7 @@ class PromptEndTest : public PromptTest, public testing::WithParamInterface<cons
     }
 };
 
-// -- With a client that goes, one that does not, and those that leave others behind -------------
+// -- With clients that end, that do not, and that leave other processes behind -------------------
 
 using PromptClientTest = PromptEndTest;
 
@@ -139,20 +145,19 @@ class PromptKillTest : public PromptEndTest {
     }
 };
 
-TEST_F(PromptKillTest, whileThePromptIsBeingAnswered) {
+TEST_F(PromptKillTest, nothingIsLeftAfterAKillDuringThePrompt) {
     using namespace std::chrono_literals;
     killTheApplication(0ms, 250ms, 40);
 }
 
-TEST_F(PromptKillTest, whileTheClientStarts) {
+TEST_F(PromptKillTest, nothingIsLeftAfterAKillDuringTheClientsStart) {
     using namespace std::chrono_literals;
     killTheApplication(990ms, 1050ms, 10);
 }
 
-// -- The client's own time
-// -------------------------------------------------------------------------
+// -- The time that a client has -------------------------------------------------------------------
 
-TEST_F(PromptEndTest, aStubbornClientHasItsThreeSecondsInFull) {
+TEST_F(PromptEndTest, aStubbornClientHasItsFullThreeSeconds) {
     world.startAgent("right");
     FakeClient& client = connect("stubborn");
     const auto start = std::chrono::steady_clock::now();
@@ -164,13 +169,121 @@ TEST_F(PromptEndTest, aStubbornClientHasItsThreeSecondsInFull) {
     EXPECT_TRUE(isTidy());
 }
 
-TEST_F(PromptEndTest, aClientThatTidiesUpIsLetTo) {
+TEST_F(PromptEndTest, aClientMayEndInOrder) {
     world.startAgent("right");
     FakeClient& client = connect("exits-on-terminate");
     controller->tell("disconnect");
     EXPECT_TRUE(tells("status Disconnected"));
     EXPECT_TRUE(client.isGone());
     EXPECT_TRUE(isTidy());
+}
+
+// -- Clients of several processes
+// ------------------------------------------------------------------
+
+class PromptScriptTest : public PromptEndTest {
+  protected:
+    static constexpr const char* ready = "/tmp/ready";
+    static constexpr const char* cleaned = "/tmp/cleaned";
+    static constexpr const char* asked = "/tmp/asked";
+
+    void SetUp() override {
+        PromptEndTest::SetUp();
+        world.startAgent("right");
+        for (const char* file : {ready, cleaned, asked}) {
+            std::filesystem::remove(file);
+        }
+    }
+
+    /// Connects with a shell script as client, and waits until it has made the file `ready`.
+    void connectScript(const std::string& text) {
+        const std::string client = "/usr/local/bin/kestrelnet-client";
+        std::filesystem::remove(client);
+        std::ofstream(client) << "#!/bin/sh\n" << text;
+        std::filesystem::permissions(client, static_cast<std::filesystem::perms>(0755));
+        startController();
+        controller->tell("connect");
+        EXPECT_TRUE(waitFor([] { return std::filesystem::exists(ready); }));
+    }
+
+    /// The root processes of the run that have not ended.
+    std::vector<rootWorld::Survivor> rootProcesses() const {
+        auto found = strays();
+        std::erase_if(found, [](const auto& each) {
+            return each.state == 'Z' ||
+                   each.command.find("/Contents/Helpers/osascript") != std::string::npos ||
+                   each.command.starts_with("/usr/bin/tail") || each.uid == rootWorld::user.uid;
+        });
+        return found;
+    }
+};
+
+const std::string cleaningClient =
+    "trap 'echo cleaning; sleep 2.7 && : >/tmp/cleaned; exit 0' TERM\n"
+    ": >/tmp/ready\nwhile :; do sleep 0.02; done\n";
+
+/// A VPN that notes each SIGTERM, and ends half a second after the first.
+const std::string vpn = "sh -c 'trap \"echo vpn >>/tmp/asked\" TERM; : >/tmp/ready; "
+                        "until grep -q vpn /tmp/asked 2>/dev/null; do sleep 0.02; done; "
+                        "for i in 1 2 3 4 5; do sleep 0.1; done' &\n";
+/// A wrapper of it, which passes the signal on a little later.
+const std::string wrapper =
+    vpn + "trap 'echo wrapper >>/tmp/asked; sleep 0.2; kill -TERM $!' TERM\nwait\nwait\nwait\n";
+
+TEST_F(PromptScriptTest, aDisconnectLeavesTimeToCleanUp) {
+    connectScript(cleaningClient);
+    controller->tell("disconnect");
+    EXPECT_TRUE(endsInTime());
+    EXPECT_TRUE(std::filesystem::exists(cleaned));
+}
+
+TEST_F(PromptScriptTest, quittingLeavesTimeToCleanUp) {
+    connectScript(cleaningClient);
+    controller->tell("quit");
+    EXPECT_TRUE(endsInTime());
+    EXPECT_TRUE(std::filesystem::exists(cleaned));
+}
+
+TEST_F(PromptScriptTest, aWrapperAndItsVpnAreAskedOnceEach) {
+    // A second SIGTERM would make the VPN skip its farewell.
+    connectScript(wrapper);
+    controller->tell("disconnect");
+    EXPECT_TRUE(endsInTime());
+    EXPECT_EQ(readFile(asked), "wrapper\nvpn\n");
+}
+
+TEST_F(PromptScriptTest, aStoppedOsascriptKeepsNoRunAlive) {
+    connectScript(": >/tmp/ready\nexec sleep 600\n");
+    const pid_t osascript = runner();
+    // SIGSTOP would not do: the kernel continues a stopped process whose parent ends.
+    ASSERT_EQ(::ptrace(PTRACE_SEIZE, osascript, nullptr, nullptr), 0);
+    ASSERT_EQ(::ptrace(PTRACE_INTERRUPT, osascript, nullptr, nullptr), 0);
+    ASSERT_EQ(::waitpid(osascript, nullptr, __WALL), osascript);
+    controller->kill();
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_TRUE(waitFor([this] { return rootProcesses().empty(); }))
+        << testing::PrintToString(rootProcesses());
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(2));
+    ASSERT_EQ(::ptrace(PTRACE_DETACH, osascript, nullptr, nullptr), 0);
+    EXPECT_TRUE(isTidy());
+}
+
+TEST_F(PromptScriptTest, noProcessOutlivesAGuardThatIsKilled) {
+    connectScript("setsid -f sh -c 'trap \"\" TERM HUP INT; sleep 600; sleep 600'\n"
+                  "setsid -f setpriv --reuid=4712 --regid=4712 --clear-groups sleep 600\n"
+                  "(sh -c 'setsid sleep 600 & sleep 600' &)\n"
+                  "while [ $(pidof sleep | wc -w) -lt 4 ]; do :; done\n"
+                  ": >/tmp/ready\nsleep 600\n");
+    // The second of the two processes of kestrelnet-run is the guard, whose session is its own.
+    pid_t guard = -1;
+    for (const auto& process : strays()) {
+        if (process.command.find("/Contents/Helpers/kestrelnet-run") != std::string::npos) {
+            guard = std::max(guard, process.pid);
+        }
+    }
+    ASSERT_EQ(::getsid(guard), guard);
+    ASSERT_EQ(::kill(guard, SIGKILL), 0);
+    EXPECT_TRUE(endsInTime()) << testing::PrintToString(strays());
 }
 
 } // namespace

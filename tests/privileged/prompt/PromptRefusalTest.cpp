@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// What a person sees who is not asked, or does not answer as hoped.
+// The messages after a prompt that is not answered or not shown.
 #include "tests/support/polkit/PromptTest.h"
 
 #include <filesystem>
@@ -18,7 +18,7 @@ class PromptRefusalTest : public PromptTest {
         install("relay-then-routes");
     }
 
-    /// Connects in vain: the run ends in the error state, and leaves nothing behind.
+    /// Connects, and expects the run to end in the error state and leave nothing behind.
     void connectInVain() {
         startController();
         controller->tell("connect");
@@ -29,14 +29,14 @@ class PromptRefusalTest : public PromptTest {
     }
 };
 
-TEST_F(PromptRefusalTest, aDismissedPrompt) {
+TEST_F(PromptRefusalTest, reportsADismissedPrompt) {
     world.startPolkit();
     world.startAgent("--cancel");
     connectInVain();
     EXPECT_EQ(readError(), "Kestrelnet: the request for administrator rights was dismissed.");
 }
 
-TEST_F(PromptRefusalTest, aWrongPassword) {
+TEST_F(PromptRefusalTest, reportsAWrongPassword) {
     world.startPolkit();
     ChildProgram& agent = world.startAgent("wrong");
     connectInVain();
@@ -44,14 +44,14 @@ TEST_F(PromptRefusalTest, aWrongPassword) {
     EXPECT_TRUE(agent.reads("answered FAILURE"));
 }
 
-TEST_F(PromptRefusalTest, anAgentThatDies) {
+TEST_F(PromptRefusalTest, reportsAnAgentThatDies) {
     world.startPolkit();
     world.startAgent("--die");
     connectInVain();
     EXPECT_THAT(readError().value_or(""), HasSubstr("Kestrelnet: "));
 }
 
-TEST_F(PromptRefusalTest, noAgent) {
+TEST_F(PromptRefusalTest, reportsAMissingAgent) {
     world.startPolkit();
     connectInVain();
     EXPECT_EQ(readError(),
@@ -59,13 +59,13 @@ TEST_F(PromptRefusalTest, noAgent) {
               "authentication agent, which would ask for the password.");
 }
 
-TEST_F(PromptRefusalTest, noPolkitDaemon) {
+TEST_F(PromptRefusalTest, reportsAMissingPolkitDaemon) {
     std::filesystem::remove("/usr/share/dbus-1/system-services/org.freedesktop.PolicyKit1.service");
     connectInVain();
     EXPECT_THAT(readError().value_or(""), HasSubstr("Kestrelnet: "));
 }
 
-TEST_F(PromptRefusalTest, noPkexec) {
+TEST_F(PromptRefusalTest, reportsAMissingPkexec) {
     world.startPolkit();
     std::filesystem::remove("/usr/bin/pkexec");
     connectInVain();
@@ -73,16 +73,16 @@ TEST_F(PromptRefusalTest, noPkexec) {
                            "of polkit, is not installed.");
 }
 
-TEST_F(PromptRefusalTest, aUserWhoIsNoAdministratorAndNobodyElseIs) {
+TEST_F(PromptRefusalTest, refusesAUserWhenNobodyIsAdministrator) {
     world.startPolkit();
     world.startAgent("right");
-    // Without a name among the administrators polkit asks for root's password, which is another.
+    // Without administrators polkit asks for root's password, which is a different one.
     rootWorld::removeAdministrator(rootWorld::user);
     connectInVain();
     EXPECT_EQ(readError(), "Kestrelnet: administrator rights were not granted.");
 }
 
-TEST_F(PromptRefusalTest, afterARefusalTheNextConnectAsksAgain) {
+TEST_F(PromptRefusalTest, asksAgainAfterARefusal) {
     world.startPolkit();
     world.startAgent("--cancel");
     connectInVain();
@@ -91,7 +91,7 @@ TEST_F(PromptRefusalTest, afterARefusalTheNextConnectAsksAgain) {
     EXPECT_TRUE(tells("status Connected"));
 }
 
-TEST_F(PromptRefusalTest, disconnectingTakesAnOpenPromptBack) {
+TEST_F(PromptRefusalTest, disconnectingClosesAnOpenPrompt) {
     world.startPolkit();
     ChildProgram& agent = world.startAgent("--hang");
     startController();
@@ -104,14 +104,14 @@ TEST_F(PromptRefusalTest, disconnectingTakesAnOpenPromptBack) {
     EXPECT_EQ(readError(), "Kestrelnet: the request for administrator rights was taken back.");
 }
 
-TEST_F(PromptRefusalTest, thePromptSaysWhatItIsFor) {
+TEST_F(PromptRefusalTest, thePromptShowsItsPurpose) {
     world.startPolkit();
     ChildProgram& agent = world.startAgent("--cancel");
     connectInVain();
     EXPECT_EQ(agent.readLine(), "request com.kestrelnetvpn.app.connect " + message);
 }
 
-TEST_F(PromptRefusalTest, noPasswordIsKeptForLater) {
+TEST_F(PromptRefusalTest, keepsNoAuthorizationForLater) {
     world.startPolkit();
     world.startAgent("right");
     startController();

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Removing everything again, as an ordinary user with real files, a real autostart entry, a real
-// helper and polkit: what is on the disk afterwards.
+// The files that are left after an uninstallation, with a real autostart entry, a real helper and
+// polkit.
 #include "tests/support/polkit/PromptTest.h"
 
 #include <algorithm>
@@ -43,7 +43,7 @@ class PromptUninstallTest : public PromptTest {
         own(path);
         own(path.parent_path());
     }
-    /// Every name below the home folder, and what stands at the helper's place.
+    /// Every file below the home folder and in the helper's folder.
     static std::vector<std::string> everything() {
         std::vector<std::string> found;
         for (const auto& file : fs::recursive_directory_iterator(rootWorld::user.home)) {
@@ -58,7 +58,7 @@ class PromptUninstallTest : public PromptTest {
         return found;
     }
 
-    /// A user who has used all there is.
+    /// A user who has used every feature.
     void settleIn(std::string_view mode = "relay-then-routes") {
         FakeClient& client = install(mode);
         client.installScriptAt(inHome(".kestrelnet/kestrelnet-client"));
@@ -77,7 +77,7 @@ class PromptUninstallTest : public PromptTest {
     }
 };
 
-TEST_F(PromptUninstallTest, leavesTheApplicationAndWhatWasNeverItsOwn) {
+TEST_F(PromptUninstallTest, leavesTheApplicationAndForeignFiles) {
     world.startAgent("right");
     const std::vector<std::string> before = everything();
     settleIn();
@@ -100,7 +100,7 @@ TEST_F(PromptUninstallTest, leavesTheApplicationAndWhatWasNeverItsOwn) {
     EXPECT_TRUE(isTidy());
 }
 
-TEST_F(PromptUninstallTest, aDismissedPromptKeepsTheHelperAndNothingElse) {
+TEST_F(PromptUninstallTest, keepsOnlyTheHelperWhenThePromptIsDismissed) {
     world.startAgent("right");
     settleIn();
     world.stopAgent();
@@ -116,7 +116,7 @@ TEST_F(PromptUninstallTest, aDismissedPromptKeepsTheHelperAndNothingElse) {
     EXPECT_TRUE(isTidy());
 }
 
-TEST_F(PromptUninstallTest, bringsTheTunnelDownFirst) {
+TEST_F(PromptUninstallTest, disconnectsFirst) {
     world.startAgent("right");
     settleIn();
     controller->tell("connect");
@@ -128,18 +128,18 @@ TEST_F(PromptUninstallTest, bringsTheTunnelDownFirst) {
     EXPECT_TRUE(isTidy());
 }
 
-TEST_F(PromptUninstallTest, aSecondUninstallFindsNothingAndAsksNobody) {
+TEST_F(PromptUninstallTest, doesNotPromptTheSecondTime) {
     world.startAgent("right");
     settleIn();
     uninstall();
     const std::vector<std::string> left = everything();
     world.stopAgent();
-    // Whoever was asked now would get no answer.
+    // A prompt would now stay unanswered.
     uninstall();
     EXPECT_EQ(everything(), left);
 }
 
-TEST_F(PromptUninstallTest, anotherUserKeepsWhatIsTheirs) {
+TEST_F(PromptUninstallTest, keepsTheFilesOfOtherUsers) {
     const std::string theirs = rootWorld::stranger.home + "/.kestrelnet/file";
     fs::create_directories(fs::path(theirs).parent_path());
     std::ofstream(theirs) << "theirs";

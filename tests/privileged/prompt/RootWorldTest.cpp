@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The world that the tests of this folder stand in.
+// The namespaces that the tests of this folder run in.
 #include "tests/support/RootWorld.h"
 #include "tests/support/polkit/PolkitWorld.h"
 
@@ -18,7 +18,7 @@ TEST(RootWorldTest, isEmptyAtFirst) {
     EXPECT_THAT(rootWorld::processes(), IsEmpty());
 }
 
-TEST(RootWorldTest, theUserIsAnOrdinaryOne) {
+TEST(RootWorldTest, theUserHasNoSpecialRights) {
     EXPECT_EQ(rootWorld::as(rootWorld::user, [] { return ::access("/etc/shadow", R_OK); }), 255);
     EXPECT_EQ(rootWorld::as(rootWorld::user,
                             [] { return ::setuid(0) == 0 || ::getuid() != rootWorld::user.uid; }),

@@ -1,0 +1,83 @@
+// SPDX-License-Identifier: MIT
+#include "privileged/Relay.h"
+
+#include <cerrno>
+#include <climits>
+#include <fcntl.h>
+#include <sys/ioctl.h>
+#include <unistd.h>
+
+namespace kestrelnet::privileged {
+
+Relay::Events Relay::awaited() const {
+    const bool hasBytes = !isEmpty();
+    const bool isRead = to_ >= 0;
+    // The result of poll() for a descriptor without wanted events is its errors only.
+    return {pollfd{.fd = hasBytes && isRead ? -1 : from_, .events = POLLIN, .revents = 0},
+            pollfd{.fd = from_ < 0 ? -1 : to_,
+                   .events = hasBytes ? static_cast<short>(POLLOUT) : short{0},
+                   .revents = 0}};
+}
+
+bool Relay::isEmpty() const {
+    int size = 0;
+    return from_ < 0 || ::ioctl(from_, FIONREAD, &size) != 0 || size == 0;
+}
+
+void Relay::copy(const Events& events) {
+    if ((events[1].revents & (POLLERR | POLLHUP | POLLNVAL)) != 0) {
+        to_ = -1;
+    }
+    if (events[0].revents != 0 || events[1].revents != 0) {
+        move();
+    }
+}
+
+void Relay::move() {
+    if (to_ < 0) {
+        discard();
+        return;
+    }
+    // Moves whole buffers: what the client has written at once arrives at once.
+    constexpr std::size_t most = std::size_t{1} << 20U;
+    const ssize_t size = ::splice(from_, nullptr, to_, nullptr, most, SPLICE_F_NONBLOCK);
+    if (size == 0) {
+        from_ = -1;
+    } else if (size < 0 && errno == EINVAL) {
+        moveByCopying();
+    } else if (size < 0 && errno != EAGAIN && errno != EINTR) {
+        to_ = -1;
+    }
+}
+
+/// For a stream that the kernel cannot move buffers to, such as a file opened for appending.
+void Relay::moveByCopying() {
+    // A stream that is ready takes as many bytes at once.
+    std::array<char, PIPE_BUF> bytes{};
+    const ssize_t size = ::read(from_, bytes.data(), bytes.size());
+    if (size == 0) {
+        from_ = -1;
+    }
+    for (ssize_t written = 0; written < size;) {
+        const auto left = static_cast<std::size_t>(size - written);
+        const ssize_t count = ::write(to_, bytes.data() + written, left);
+        if (count > 0) {
+            written += count;
+        } else if (errno == EAGAIN) {
+            pollfd ready{.fd = to_, .events = POLLOUT, .revents = 0};
+            ::poll(&ready, 1, -1);
+        } else if (errno != EINTR) {
+            to_ = -1;
+            return;
+        }
+    }
+}
+
+void Relay::discard() {
+    std::array<char, PIPE_BUF> bytes{};
+    if (::read(from_, bytes.data(), bytes.size()) == 0) {
+        from_ = -1;
+    }
+}
+
+} // namespace kestrelnet::privileged

@@ -1,0 +1,429 @@
+// SPDX-License-Identifier: MIT
+// No process of a run outlives its guard, and neither the caller's streams nor a stopped front
+// keeps a root process alive.
+#include "tests/privileged/HelperTest.h"
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstdint>
+#include <cstring>
+#include <fcntl.h>
+#include <filesystem>
+#include <linux/fuse.h>
+#include <poll.h>
+#include <signal.h>
+#include <sstream>
+#include <sys/mount.h>
+#include <sys/stat.h>
+#include <sys/uio.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace kestrelnet {
+namespace {
+
+using namespace std::chrono_literals;
+using testing::IsEmpty;
+
+namespace fs = std::filesystem;
+using Clock = std::chrono::steady_clock;
+
+class HelperContainmentTest : public HelperTest {
+  protected:
+    void SetUp() override {
+        HelperTest::SetUp();
+        fs::remove(mark);
+    }
+
+    /// Starts the helper with a shell script as client, and waits for its mark.
+    void startScript(const std::string& text, const Options& options = {}) {
+        installClientText("#!/bin/sh\n" + text);
+        program = std::make_unique<UserProgram>(helperPath, options);
+        EXPECT_TRUE(waitFor([] { return fs::exists(mark); }));
+    }
+
+    pid_t guard() const {
+        const std::string front = std::to_string(program->pid());
+        return std::stoi(readFile("/proc/" + front + "/task/" + front + "/children"));
+    }
+
+    void killStarter() const {
+        ASSERT_GT(program->starter(), 0);
+        ASSERT_EQ(::kill(program->starter(), SIGKILL), 0);
+    }
+
+    /// All processes but the front that have not ended.
+    std::vector<rootWorld::Survivor> othersThanTheFront() const {
+        auto found = rootWorld::processes();
+        std::erase_if(found, [this](const auto& each) {
+            return each.pid == program->pid() || each.state == 'Z';
+        });
+        return found;
+    }
+    bool onlyTheFrontIsLeftWithin(std::chrono::milliseconds time) const {
+        const auto end = Clock::now() + time;
+        return waitFor([this] { return othersThanTheFront().empty(); }) && Clock::now() <= end;
+    }
+
+    static constexpr const char* mark = "/tmp/ready";
+};
+
+/// Makes standard output and error a full pipe that nobody reads, which stays open.
+void blockOutput() {
+    std::array<int, 2> ends{};
+    if (::pipe(ends.data()) != 0 || ::fcntl(ends[1], F_SETFL, O_NONBLOCK) != 0) {
+        ::_exit(125);
+    }
+    const std::string bytes(65536, 'x');
+    while (::write(ends[1], bytes.data(), bytes.size()) > 0) {
+    }
+    ::fcntl(ends[1], F_SETFL, 0);
+    ::dup2(ends[1], STDOUT_FILENO);
+    ::dup2(ends[1], STDERR_FILENO);
+    // The reader: a process that does nothing until the front is gone.
+    if (::fork() == 0) {
+        ::close(ends[1]);
+        ::close(STDOUT_FILENO);
+        ::close(STDERR_FILENO);
+        pollfd gone{.fd = ends[0], .events = 0, .revents = 0};
+        ::poll(&gone, 1, -1);
+        ::_exit(0);
+    }
+}
+
+TEST_F(HelperContainmentTest, noProcessOutlivesAGuardThatIsKilled) {
+    startScript("setsid -f sh -c 'trap \"\" TERM HUP INT; sleep 600; sleep 600'\n"
+                "setsid -f setpriv --reuid=4711 --regid=4711 --clear-groups sleep 600\n"
+                "(sh -c 'setsid sleep 600 & sleep 600' &)\n"
+                "while ! pidof sleep >/dev/null || [ $(pidof sleep | wc -w) -lt 4 ]; do :; done\n"
+                ": >/tmp/ready\nsleep 600\n");
+    const auto start = Clock::now();
+    ASSERT_EQ(::kill(guard(), SIGKILL), 0);
+    EXPECT_EQ(program->waitStatus(), W_EXITCODE(1, 0));
+    EXPECT_TRUE(timeUntilNothingIsLeft()) << testing::PrintToString(rootWorld::processes());
+    EXPECT_LT(Clock::now() - start, 1s);
+}
+
+TEST_F(HelperContainmentTest, aStoppedFrontKeepsNoRunAlive) {
+    startScript(": >/tmp/ready\nexec sleep 600\n", {.hasOwnStarter = true});
+    EXPECT_EQ(program->send(SIGSTOP), 0);
+    killStarter();
+    EXPECT_TRUE(onlyTheFrontIsLeftWithin(2s)) << testing::PrintToString(othersThanTheFront());
+    EXPECT_EQ(program->send(SIGKILL), 0);
+}
+
+TEST_F(HelperContainmentTest, aRefusalNeverWaitsWithRootsRights) {
+    fs::remove(clientPath);
+    program = std::make_unique<UserProgram>(helperPath, Options{.prepare = blockOutput});
+    EXPECT_TRUE(waitFor([this] {
+        return processLine(program->pid(), "status", "Uid:") == "4711\t4711\t4711\t4711";
+    }));
+    // The front waits for the pipe, as the user's own process.
+    EXPECT_TRUE(waitFor([this] { return othersThanTheFront().size() <= 1; }))
+        << testing::PrintToString(othersThanTheFront());
+    EXPECT_EQ(program->send(SIGKILL), 0);
+}
+
+TEST_F(HelperContainmentTest, aRunWhoseOutputNobodyReadsCanBeStopped) {
+    startScript(": >/tmp/ready\nexec yes\n", {.prepare = blockOutput});
+    const auto start = Clock::now();
+    EXPECT_EQ(program->send(SIGTERM), 0);
+    // The reader and the front, which still has output for it.
+    EXPECT_TRUE(waitFor([this] { return othersThanTheFront().size() <= 1; }))
+        << testing::PrintToString(othersThanTheFront());
+    EXPECT_LT(Clock::now() - start, 1s);
+    EXPECT_EQ(program->send(SIGKILL), 0);
+}
+
+TEST_F(HelperContainmentTest, noRootProcessHasAStreamOfTheCallers) {
+    std::array<int, 2> stream{};
+    ASSERT_EQ(::pipe2(stream.data(), O_CLOEXEC), 0);
+    startScript(": >/tmp/ready\nexec sleep 600\n", {.prepare = [&stream] {
+                    for (const int number : {0, 1, 2, 5}) {
+                        ::dup2(stream[1], number);
+                    }
+                }});
+    const fs::path pipe = fs::read_symlink("/proc/self/fd/" + std::to_string(stream[1]));
+    const auto holds = [&pipe](pid_t pid) {
+        const fs::directory_iterator links("/proc/" + std::to_string(pid) + "/fd");
+        return std::any_of(begin(links), end(links), [&pipe](const auto& link) {
+            std::error_code error;
+            return fs::read_symlink(link.path(), error) == pipe;
+        });
+    };
+    EXPECT_TRUE(holds(program->pid()));
+    auto others = othersThanTheFront();
+    EXPECT_EQ(others.size(), 2U);
+    std::erase_if(others, [&holds](const auto& process) { return !holds(process.pid); });
+    EXPECT_THAT(others, IsEmpty());
+    ::close(stream[0]);
+    ::close(stream[1]);
+}
+
+/// A file that a program of the user's serves, and that never completes a write.
+class HangingFile {
+  public:
+    HangingFile() : device_(::open("/dev/fuse", O_RDWR | O_CLOEXEC)) {
+        ::close(::open(path, O_CREAT | O_WRONLY | O_CLOEXEC, 0666));
+        const std::string options = "fd=" + std::to_string(device_) +
+                                    ",rootmode=100666,user_id=4711,group_id=4711,allow_other";
+        isMounted_ = ::mount("hanging", path, "fuse", 0, options.c_str()) == 0;
+        server_ = ::fork();
+        if (server_ == 0) {
+            serve();
+        }
+        ::close(device_);
+    }
+    ~HangingFile() {
+        // Completes every request with an error.
+        ::kill(server_, SIGKILL);
+        ::waitpid(server_, nullptr, 0);
+        ::umount2(path, MNT_DETACH);
+    }
+    HangingFile(const HangingFile&) = delete;
+    HangingFile& operator=(const HangingFile&) = delete;
+
+    bool isMounted() const { return isMounted_; }
+    pid_t server() const { return server_; }
+
+    static constexpr const char* path = "/tmp/hanging";
+    /// Exists as soon as a process waits for a write.
+    static constexpr const char* isWritten = "/tmp/hanging-write";
+
+  private:
+    template <typename Answer>
+    void answer(std::uint64_t request, const Answer& answer) const {
+        fuse_out_header header{.len = sizeof header + sizeof answer, .error = 0, .unique = request};
+        std::array<iovec, 2> parts{
+            iovec{.iov_base = &header, .iov_len = sizeof header},
+            iovec{.iov_base = const_cast<Answer*>(&answer), .iov_len = sizeof answer}};
+        if (::writev(device_, parts.data(), parts.size()) < 0) {
+            ::_exit(1);
+        }
+    }
+    [[noreturn]] void serve() const {
+        alignas(fuse_in_header) std::array<char, 1U << 18U> buffer{};
+        for (;;) {
+            if (::read(device_, buffer.data(), buffer.size()) <= 0) {
+                if (errno != EINTR && errno != ENOENT) {
+                    ::_exit(0);
+                }
+                continue;
+            }
+            fuse_in_header request{};
+            std::memcpy(&request, buffer.data(), sizeof request);
+            if (request.opcode == FUSE_INIT) {
+                fuse_init_out reply{};
+                reply.major = FUSE_KERNEL_VERSION;
+                reply.minor = FUSE_KERNEL_MINOR_VERSION;
+                reply.max_write = 1U << 16U;
+                answer(request.unique, reply);
+            } else if (request.opcode == FUSE_OPEN) {
+                answer(request.unique, fuse_open_out{});
+            } else if (request.opcode == FUSE_GETATTR) {
+                fuse_attr_out reply{};
+                reply.attr.ino = FUSE_ROOT_ID;
+                reply.attr.mode = S_IFREG | 0666;
+                reply.attr.nlink = 1;
+                answer(request.unique, reply);
+            } else if (request.opcode == FUSE_WRITE) {
+                ::close(::open(isWritten, O_CREAT | O_WRONLY | O_CLOEXEC, 0600));
+            } else {
+                const fuse_out_header done{
+                    .len = sizeof done, .error = -ENOSYS, .unique = request.unique};
+                [[maybe_unused]] const ssize_t size = ::write(device_, &done, sizeof done);
+            }
+        }
+    }
+
+    int device_;
+    bool isMounted_ = false;
+    pid_t server_ = -1;
+};
+
+TEST_F(HelperContainmentTest, aFileOfTheUsersThatHangsHoldsNoRootProcess) {
+    const HangingFile file;
+    if (!file.isMounted()) {
+        GTEST_SKIP() << "this system has no FUSE";
+    }
+    startScript(": >/tmp/ready\necho first\necho second >&2\nexec sleep 600\n",
+                {.prepare =
+                     [] {
+                         const int stream = ::open(HangingFile::path, O_WRONLY);
+                         ::dup2(stream, STDOUT_FILENO);
+                         ::dup2(stream, STDERR_FILENO);
+                     },
+                 .hasOwnStarter = true});
+    EXPECT_TRUE(waitFor([] { return fs::exists(HangingFile::isWritten); }));
+    EXPECT_EQ(processLine(program->pid(), "status", "Uid:"), "4711\t4711\t4711\t4711");
+    // The front cannot even be killed, which the application would try; but the application's end
+    // ends the run.
+    EXPECT_EQ(program->send(SIGKILL), 0);
+    killStarter();
+    EXPECT_TRUE(waitFor([this, &file] {
+        auto left = othersThanTheFront();
+        std::erase_if(left, [&file](const auto& each) { return each.pid == file.server(); });
+        return left.empty();
+    })) << testing::PrintToString(othersThanTheFront());
+    EXPECT_NE(processLine(file.server(), "status", "State:"), "Z (zombie)");
+}
+
+TEST_F(HelperContainmentTest, outputThatWasWrittenBeforeTheEndArrives) {
+    installClientText("#!/bin/sh\nseq 200000\nseq 3000 >&2\n");
+    std::array<int, 2> errors{};
+    ASSERT_EQ(::pipe2(errors.data(), O_CLOEXEC), 0);
+    program = std::make_unique<UserProgram>(
+        helperPath, Options{.prepare = [&errors] { ::dup2(errors[1], STDERR_FILENO); }});
+    ::close(errors[1]);
+    const std::string said = program->output();
+    EXPECT_TRUE(said.ends_with("\n200000\n"));
+    EXPECT_EQ(std::count(said.begin(), said.end(), '\n'), 200000);
+    std::string errorText;
+    std::array<char, 65536> chunk{};
+    for (ssize_t size = 0; (size = ::read(errors[0], chunk.data(), chunk.size())) > 0;) {
+        errorText.append(chunk.data(), static_cast<std::size_t>(size));
+    }
+    ::close(errors[0]);
+    EXPECT_EQ(std::count(errorText.begin(), errorText.end(), '\n'), 3000);
+    EXPECT_EQ(program->waitStatus(), 0);
+}
+
+TEST_F(HelperContainmentTest, outputReachesAFileThatIsOpenForAppending) {
+    installClientText("#!/bin/sh\necho one\necho two >&2\nseq 5000\n");
+    program = std::make_unique<UserProgram>(
+        helperPath, Options{.prepare = [] {
+            const int file = ::open("/tmp/appended", O_WRONLY | O_CREAT | O_APPEND, 0600);
+            ::dup2(file, STDOUT_FILENO);
+            ::dup2(file, STDERR_FILENO);
+        }});
+    EXPECT_EQ(program->waitStatus(), 0);
+    const std::string text = readFile("/tmp/appended");
+    EXPECT_TRUE(text.starts_with("one\ntwo\n1\n2\n"));
+    EXPECT_TRUE(text.ends_with("\n5000\n"));
+}
+
+TEST_F(HelperContainmentTest, aClientMayWriteAfterItsReaderHasGone) {
+    std::array<int, 2> output{};
+    ASSERT_EQ(::pipe2(output.data(), O_CLOEXEC), 0);
+    startScript(
+        "trap 'echo farewell; echo again; sleep 0.2; echo more; : >/tmp/cleaned; exit 5' TERM\n"
+        ": >/tmp/ready\nwhile :; do sleep 0.05; done\n",
+        {.prepare = [&output] {
+            ::dup2(output[1], STDOUT_FILENO);
+            ::close(output[0]);
+        }});
+    ::close(output[1]);
+    ::close(output[0]);
+    EXPECT_EQ(program->send(SIGTERM), 0);
+    EXPECT_EQ(program->waitStatus(), W_EXITCODE(5, 0));
+    EXPECT_TRUE(fs::remove("/tmp/cleaned"));
+}
+
+TEST_F(HelperContainmentTest, theClientSeesItsOwnProcesses) {
+    installClientText("#!/bin/bash\n"
+                      "read -r self rest </proc/self/stat\n"
+                      "[ \"$self\" = $$ ] && [ -d /proc/$$ ] || echo another identifier\n"
+                      "ps -A -o comm= | sort -u\n");
+    program = std::make_unique<UserProgram>(helperPath);
+    EXPECT_EQ(program->output(), "bash\ncom.kestrelnetv\nps\nsort\n");
+}
+
+TEST_F(HelperContainmentTest, mountsReachTheHostAndTheHostsReachTheClient) {
+    ASSERT_EQ(::mount(nullptr, "/", nullptr, MS_REC | MS_SHARED, nullptr), 0);
+    const std::string before = readFile("/proc/self/mountinfo");
+    fs::create_directories("/srv/inner");
+    fs::create_directories("/srv/outer");
+    startScript("mount -t tmpfs inner /srv/inner\n: >/tmp/ready\n"
+                "while ! [ -e /srv/outer/there ]; do sleep 0.02; done\n"
+                "umount /srv/inner\nexit 3\n");
+    const std::string during = readFile("/proc/self/mountinfo");
+    EXPECT_THAT(during, testing::HasSubstr(" /srv/inner "));
+    ASSERT_EQ(::mount("outer", "/srv/outer", "tmpfs", 0, nullptr), 0);
+    ::close(::open("/srv/outer/there", O_CREAT | O_WRONLY | O_CLOEXEC, 0600));
+    EXPECT_EQ(program->waitStatus(), W_EXITCODE(3, 0));
+    EXPECT_EQ(::umount("/srv/outer"), 0);
+    // The run's /proc has never been seen here, and nothing is left.
+    EXPECT_EQ(readFile("/proc/self/mountinfo"), before);
+    const auto count = [](const std::string& text) {
+        std::istringstream lines(text);
+        std::string line;
+        int found = 0;
+        while (std::getline(lines, line)) {
+            found += line.find(" /proc ") != std::string::npos ? 1 : 0;
+        }
+        return found;
+    };
+    EXPECT_EQ(count(during), count(before));
+}
+
+// -- How long a run may take to end, and how often it is asked
+// ---------------------------------------
+
+/// A client that cleans up for 2.7 s, and writes meanwhile. A signal to its `sleep` spoils it.
+const std::string cleaningClient =
+    "trap 'echo cleaning; sleep 2.7 && echo clean && : >/tmp/cleaned; exit 0' TERM\n"
+    ": >/tmp/ready\nwhile :; do sleep 0.02; done\n";
+
+/// A VPN that notes each SIGTERM, and ends half a second after the first.
+const std::string vpn = "sh -c 'trap \"echo vpn >>/tmp/asked\" TERM; : >/tmp/ready; "
+                        "until grep -q vpn /tmp/asked 2>/dev/null; do sleep 0.02; done; "
+                        "for i in 1 2 3 4 5; do sleep 0.1; done' &\n";
+/// A wrapper of it, which passes the signal on a little later.
+const std::string wrapper =
+    vpn + "trap 'echo wrapper >>/tmp/asked; sleep 0.2; kill -TERM $!' TERM\nwait\nwait\nwait\n";
+
+class HelperGraceTest : public HelperContainmentTest {
+  protected:
+    void SetUp() override {
+        HelperContainmentTest::SetUp();
+        fs::remove("/tmp/cleaned");
+        fs::remove("/tmp/asked");
+    }
+};
+
+TEST_F(HelperGraceTest, aDisconnectLeavesTimeToCleanUp) {
+    startScript(cleaningClient);
+    EXPECT_EQ(program->send(SIGTERM), 0);
+    EXPECT_EQ(program->waitStatus(), 0);
+    EXPECT_TRUE(fs::exists("/tmp/cleaned"));
+}
+
+TEST_F(HelperGraceTest, quittingLeavesTimeToCleanUp) {
+    startScript(cleaningClient, {.hasOwnStarter = true});
+    EXPECT_EQ(program->send(SIGTERM), 0);
+    ::usleep(500'000);
+    killStarter();
+    EXPECT_TRUE(nothingIsLeftInTime());
+    EXPECT_TRUE(fs::exists("/tmp/cleaned"));
+}
+
+TEST_F(HelperGraceTest, theEndOfTheSessionLeavesTimeToCleanUp) {
+    // First the requests, to front and guard alike, then the end of every process of the user's.
+    startScript(cleaningClient, {.hasOwnStarter = true});
+    ::kill(guard(), SIGTERM);
+    EXPECT_EQ(program->send(SIGTERM), 0);
+    ::usleep(500'000);
+    killStarter();
+    EXPECT_EQ(program->send(SIGKILL), 0);
+    EXPECT_TRUE(nothingIsLeftInTime());
+    EXPECT_TRUE(fs::exists("/tmp/cleaned"));
+}
+
+TEST_F(HelperGraceTest, aWrapperAndItsVpnAreAskedOnceEach) {
+    // A second SIGTERM would make the VPN skip its farewell.
+    startScript(wrapper);
+    EXPECT_EQ(program->send(SIGTERM), 0);
+    EXPECT_TRUE(program->waitStatus());
+    EXPECT_EQ(readFile("/tmp/asked"), "wrapper\nvpn\n");
+}
+
+TEST_F(HelperGraceTest, aVpnWhoseWrapperEndsIsAskedOnce) {
+    startScript(vpn + "wait\n");
+    EXPECT_EQ(program->send(SIGTERM), 0);
+    EXPECT_TRUE(program->waitStatus());
+    EXPECT_EQ(readFile("/tmp/asked"), "vpn\n");
+}
+
+} // namespace
+} // namespace kestrelnet
