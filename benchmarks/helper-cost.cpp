@@ -75,7 +75,7 @@ void measureStart() {
             direct.push_back(bare);
         }
     }
-    report({startName, median(helped) - median(direct), Bound::atMost, 5, " ms", 2,
+    report({startName, median(helped) - median(direct), Bound::atMost, 1, " ms", 2,
             number(median(helped), 2) + " against " + number(median(direct), 2) + " ms"});
 }
 

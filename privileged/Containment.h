@@ -26,7 +26,9 @@ Forked fork();
 /// shared with the host as they were: what is mounted inside appears outside, and the reverse.
 const char* enter();
 
-/// The processes whose parent is the guard, for the guard: those that it started, and orphans.
+/// The processes whose parent is the guard, for the guard: those that it started, and orphans. A
+/// kernel without CONFIG_PROC_CHILDREN does not list them; then orphans are killed without being
+/// asked.
 std::vector<pid_t> topProcesses();
 
 } // namespace kestrelnet::privileged::containment

@@ -92,9 +92,7 @@ std::optional<RunEnd> serve(pid_t guard, const Connection& connection) {
         if (size == sizeof message) {
             end = message;
         }
-        // ECONNRESET comes once, before the last message, when the guard has left requests unread.
-        isThere =
-            size > 0 || (size < 0 && (errno == EAGAIN || errno == EINTR || errno == ECONNRESET));
+        isThere = size > 0 || (size < 0 && lifeline::isTemporary(errno));
     }
     reap(guard);
     copyRemainingOutput(relays);

@@ -182,7 +182,7 @@ void Guard::hearOwner() {
     const ssize_t size = ::recv(owner_, &message, sizeof message, MSG_DONTWAIT);
     if (size > 0 && message == lifeline::stop) {
         endWithin(graces_.stop);
-    } else if (size == 0 || (size < 0 && errno != EAGAIN && errno != EINTR)) {
+    } else if (size == 0 || (size < 0 && !lifeline::isTemporary(errno))) {
         owner_ = -1;
         endWithin(graces_.abandoned);
     }

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <cerrno>
+
 namespace kestrelnet::privileged {
 
 /// How the main process of a run ended.
@@ -19,16 +21,22 @@ struct RunEnd {
 
 namespace lifeline {
 
-// The lifeline connects a root process with the unprivileged process that it works for, the owner.
-// It is a pair of SOCK_SEQPACKET sockets. When the owner ends, the kernel closes its socket; the
-// root process takes that for the end of the owner.
+// The lifeline connects a guard with the unprivileged process that it works for, the owner: the
+// front of the helper, or osascript. It is a pair of SOCK_SEQPACKET sockets. When the owner ends,
+// the kernel closes its socket; the guard takes that for the end of the owner.
+//
+// A guard's last message to its front is a RunEnd.
 
 /// From the owner, one byte: stop the run.
 constexpr char stop = 'T';
 /// To the owner, one byte: root's rights were granted, and the run is about to start.
 constexpr char started = 'S';
 
-// The helper's last message to its owner is a RunEnd.
+/// Whether to receive again after this error. ECONNRESET comes once, before what is still to be
+/// read, when the other end was closed with unread messages.
+inline bool isTemporary(int error) {
+    return error == EAGAIN || error == EINTR || error == ECONNRESET;
+}
 
 } // namespace lifeline
 

@@ -5,9 +5,15 @@
 #include <climits>
 #include <fcntl.h>
 #include <sys/ioctl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace kestrelnet::privileged {
+
+Relay::Relay(int from, int to) : from_(from), to_(to) {
+    struct stat status {};
+    isPipe_ = ::fstat(to, &status) == 0 && S_ISFIFO(status.st_mode);
+}
 
 Relay::Events Relay::awaited() const {
     const bool hasBytes = !isEmpty();
@@ -38,19 +44,22 @@ void Relay::move() {
         discard();
         return;
     }
+    if (!isPipe_) {
+        moveByCopying();
+        return;
+    }
     // Moves whole buffers: what the client has written at once arrives at once.
     constexpr std::size_t most = std::size_t{1} << 20U;
     const ssize_t size = ::splice(from_, nullptr, to_, nullptr, most, SPLICE_F_NONBLOCK);
     if (size == 0) {
         from_ = -1;
-    } else if (size < 0 && errno == EINVAL) {
-        moveByCopying();
     } else if (size < 0 && errno != EAGAIN && errno != EINTR) {
         to_ = -1;
     }
 }
 
-/// For a stream that the kernel cannot move buffers to, such as a file opened for appending.
+/// For a stream that is no pipe. splice() would hold the lock of the run's pipe while it waits for
+/// the stream, and a process of the run that writes to the pipe could not be killed meanwhile.
 void Relay::moveByCopying() {
     // A stream that is ready takes as many bytes at once.
     std::array<char, PIPE_BUF> bytes{};

@@ -16,7 +16,7 @@ namespace kestrelnet::privileged {
 class Relay {
   public:
     /// `from` is the reading end of a pipe, non-blocking; `to` is the caller's stream.
-    Relay(int from, int to) : from_(from), to_(to) {}
+    Relay(int from, int to);
 
     using Events = std::array<pollfd, 2>;
 
@@ -36,6 +36,7 @@ class Relay {
     int from_;
     /// -1 when nobody reads it.
     int to_;
+    bool isPipe_ = false;
 };
 
 } // namespace kestrelnet::privileged

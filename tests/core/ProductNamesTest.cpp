@@ -131,7 +131,9 @@ std::vector<std::string> unknownWords(std::string_view part, std::string_view ma
 /// one.
 bool isKnownIdentifier(const std::string& word) {
     static const std::set<std::string> known = [] {
-        std::set<std::string> names{helperName, helperName + ".XXXXXX"};
+        std::set<std::string> names{helperName, helperName + ".XXXXXX",
+                                    // As the kernel cuts it off in a process's status.
+                                    helperName.substr(0, 15)};
         for (const char* ending :
              {"", ".conf", ".desktop", ".metainfo.xml", ".metainfo.xml.in", ".plist", ".policy",
               ".policy.in", ".service", ".svg", ".connect", ".install-helper", ".remove-helper",
@@ -189,6 +191,8 @@ TEST(ProductNamesTest, everyFileNameOfTheProductIsKnown) {
         runFiles::outputPipe,
         "kestrelnet-run",
         "kestrelnet-run.cpp",
+        // The sender of the system log's records.
+        "kestrelnet-helper",
         // A D-Bus connection, and a certificate of the demonstration.
         "kestrelnet-session-bus",
         "kestrelnet-demonstration.pem",

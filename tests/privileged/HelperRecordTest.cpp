@@ -15,8 +15,6 @@
 namespace kestrelnet {
 namespace {
 
-using testing::IsEmpty;
-
 /// The test is the logging service: it reads the socket /dev/log.
 class HelperRecordTest : public HelperTest {
   protected:

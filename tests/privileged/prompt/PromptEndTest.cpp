@@ -1,9 +1,11 @@
 // SPDX-License-Identifier: MIT
 // A run behind the administrator prompt leaves no process, however it ends.
 #include "tests/support/Random.h"
+#include "tests/support/UserProgram.h"
 #include "tests/support/polkit/PromptTest.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <chrono>
 #include <csignal>
 #include <filesystem>
@@ -13,6 +15,8 @@
 #include <sys/wait.h>
 #include <thread>
 #include <unistd.h>
+#include <utility>
+#include <vector>
 
 namespace kestrelnet {
 namespace {
@@ -206,6 +210,20 @@ class PromptScriptTest : public PromptEndTest {
         EXPECT_TRUE(waitFor([] { return std::filesystem::exists(ready); }));
     }
 
+    /// Front and guard of kestrelnet-run, which is the parent of the guard.
+    std::pair<pid_t, pid_t> processesOfTheRunner() const {
+        std::vector<pid_t> found;
+        for (const auto& process : strays()) {
+            if (process.command.find("/Contents/Helpers/kestrelnet-run") != std::string::npos) {
+                found.push_back(process.pid);
+            }
+        }
+        EXPECT_EQ(found.size(), 2U);
+        found.resize(2, -1);
+        const auto [front, guard] = std::minmax(found[0], found[1]);
+        return {front, guard};
+    }
+
     /// The root processes of the run that have not ended.
     std::vector<rootWorld::Survivor> rootProcesses() const {
         auto found = strays();
@@ -268,19 +286,35 @@ TEST_F(PromptScriptTest, aStoppedOsascriptKeepsNoRunAlive) {
     EXPECT_TRUE(isTidy());
 }
 
+TEST_F(PromptScriptTest, theUserMayEndTheFrontAndNothingElse) {
+    connectScript(": >/tmp/ready\nexec sleep 600\n");
+    const auto [front, guard] = processesOfTheRunner();
+    EXPECT_EQ(UserProgram::send(rootWorld::user, guard, SIGKILL), EPERM);
+    EXPECT_EQ(UserProgram::send(rootWorld::stranger, front, SIGKILL), EPERM);
+    EXPECT_EQ(UserProgram::send(rootWorld::user, front, SIGKILL), 0);
+    EXPECT_TRUE(endsInTime()) << testing::PrintToString(strays());
+    EXPECT_TRUE(tells("status Error"));
+}
+
+TEST_F(PromptScriptTest, noRootProcessHasAStreamOfTheApplication) {
+    connectScript(": >/tmp/ready\nexec sleep 600\n");
+    const auto [front, guard] = processesOfTheRunner();
+    const auto stream = [](pid_t pid, int number) {
+        return std::filesystem::read_symlink("/proc/" + std::to_string(pid) + "/fd/" +
+                                             std::to_string(number));
+    };
+    EXPECT_EQ(stream(front, STDOUT_FILENO), stream(controller->pid(), STDOUT_FILENO));
+    EXPECT_NE(stream(guard, STDOUT_FILENO), stream(front, STDOUT_FILENO));
+    EXPECT_NE(stream(guard, STDERR_FILENO), stream(front, STDERR_FILENO));
+}
+
 TEST_F(PromptScriptTest, noProcessOutlivesAGuardThatIsKilled) {
     connectScript("setsid -f sh -c 'trap \"\" TERM HUP INT; sleep 600; sleep 600'\n"
                   "setsid -f setpriv --reuid=4712 --regid=4712 --clear-groups sleep 600\n"
                   "(sh -c 'setsid sleep 600 & sleep 600' &)\n"
                   "while [ $(pidof sleep | wc -w) -lt 4 ]; do :; done\n"
                   ": >/tmp/ready\nsleep 600\n");
-    // The second of the two processes of kestrelnet-run is the guard, whose session is its own.
-    pid_t guard = -1;
-    for (const auto& process : strays()) {
-        if (process.command.find("/Contents/Helpers/kestrelnet-run") != std::string::npos) {
-            guard = std::max(guard, process.pid);
-        }
-    }
+    const pid_t guard = processesOfTheRunner().second;
     ASSERT_EQ(::getsid(guard), guard);
     ASSERT_EQ(::kill(guard, SIGKILL), 0);
     EXPECT_TRUE(endsInTime()) << testing::PrintToString(strays());
