@@ -7,8 +7,8 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
-// NOLINTNEXTLINE(bugprone-reserved-identifier,readability-identifier-naming): the name is the
-// linker's.
+// The name is the linker's.
+// NOLINTNEXTLINE(bugprone-reserved-identifier,readability-identifier-naming)
 extern "C" [[noreturn]] void _start() {
     timespec time;
     ::syscall(SYS_clock_gettime, CLOCK_MONOTONIC, &time);

@@ -100,6 +100,9 @@ void TunnelManager::startViaOsascript() {
     const auto reader = Process::create();
     reader->executablePath = platform_.paths.tail;
     reader->arguments = {"-f", fifoPath()};
+    // The reader starts on a background thread, where the process's own environment cannot be read:
+    // the main thread may change it at the same time.
+    reader->environment = currentEnvironment();
     // Until then only the controller owns the pipe. It releases the pipe when the run ends.
     platform_.backgroundQueue->asyncAfter(
         readerDelay,

@@ -42,8 +42,9 @@ class Process : public std::enable_shared_from_this<Process> {
     /// called when the process did not start.
     TerminationHandler terminationHandler;
 
-    /// Starts the child. May be called once. Returns nothing on success, or the reason of the
-    /// failure.
+    /// Starts the child. May be called once, on any thread, but without an `environment` only on
+    /// the main thread, which alone may change the application's environment. Returns nothing on
+    /// success, or the reason of the failure.
     [[nodiscard]] std::optional<Error> run();
 
     // All of the following may be called on any thread. After the end, or without a start, they

@@ -298,6 +298,16 @@ TEST_F(PromptLaunchTest, theReaderIsStartedOneSecondAfterTheRunnerWhateverThePro
     EXPECT_EQ(manager->status, TunnelStatus::connecting);
 }
 
+// The environment is not read on the background thread that starts the reader.
+TEST_F(PromptLaunchTest, theReaderGetsTheEnvironmentOfTheConnect) {
+    const FakeClient& reader = installAt(paths().tail, "script");
+    startPrompt();
+    const ScopedVariable later("KESTRELNET_TEST_MARK", "later");
+    time.advance(Seconds(1));
+    ASSERT_TRUE(time.waitHoldingMain([&] { return reader.isReady(); }));
+    EXPECT_EQ(reader.environment("KESTRELNET_TEST_MARK"), std::nullopt);
+}
+
 TEST_F(PromptLaunchTest, theReaderFollowsTheFifoAndInheritsTheRest) {
     const ScopedVariable mark("KESTRELNET_TEST_MARK", "a b=c");
     const FakeClient& reader = installAt(paths().tail, "script");
