@@ -217,10 +217,14 @@ void closeStreams(std::string_view /*argument*/) {
     close(2);
 }
 
-[[noreturn]] void stayBehind() {
-    publishProcess("grandchild");
+[[noreturn]] void stay() {
     openControl();
     obey();
+}
+
+[[noreturn]] void stayBehind() {
+    publishProcess("grandchild");
+    stay();
 }
 
 [[noreturn]] void leaveGrandchild(std::string_view /*argument*/) {
@@ -263,8 +267,7 @@ void keepDaemon(std::string_view /*argument*/) {
 void stubbornPair(std::string_view argument) {
     stubborn(argument);
     if (fork() == 0) {
-        openControl();
-        obey();
+        stay();
     }
 }
 
@@ -275,13 +278,11 @@ void breed(std::string_view argument) {
     if (fork() == 0) {
         for (int children = 0; children < most; ++children) {
             if (fork() == 0) {
-                openControl();
-                obey();
+                stay();
             }
             usleep(1000);
         }
-        openControl();
-        obey();
+        stay();
     }
 }
 
@@ -291,8 +292,7 @@ void spread(std::string_view /*argument*/) {
     if (fork() == 0) {
         for (int generation = 1; generation < most && fork() == 0; ++generation) {
         }
-        openControl();
-        obey();
+        stay();
     }
 }
 
@@ -305,10 +305,6 @@ void quick(std::string_view /*argument*/) {
 /// A child of every awkward kind: deaf to SIGTERM, a daemon that is deaf too, and one that is
 /// stopped.
 void raiseFamily(std::string_view /*argument*/) {
-    const auto stay = [] {
-        openControl();
-        obey();
-    };
     if (fork() == 0) {
         signal(SIGTERM, SIG_IGN);
         stay();
@@ -323,6 +319,35 @@ void raiseFamily(std::string_view /*argument*/) {
     }
     if (fork() == 0) {
         raise(SIGSTOP);
+        stay();
+    }
+}
+
+/// A child in a session of its own, deaf to SIGTERM, that is another user.
+void changeUser(std::string_view /*argument*/) {
+    constexpr uid_t stranger = 4712;
+    if (fork() == 0) {
+        setsid();
+        signal(SIGTERM, SIG_IGN);
+        openControl();
+        if (setresgid(stranger, stranger, stranger) != 0 ||
+            setresuid(stranger, stranger, stranger) != 0) {
+            std::_Exit(77);
+        }
+        obey();
+    }
+}
+
+void stopItself(std::string_view /*argument*/) {
+    raise(SIGSTOP);
+}
+
+/// A child with a child that is deaf to SIGTERM.
+void wrap(std::string_view /*argument*/) {
+    if (fork() == 0) {
+        if (fork() == 0) {
+            signal(SIGTERM, SIG_IGN);
+        }
         stay();
     }
 }
@@ -354,8 +379,11 @@ constexpr std::array modes{
     Mode{"leaves-grandchild", leaveGrandchild}, // exits; a child keeps both streams open
     Mode{"daemonises", daemonise},              // exits; a grandchild in a session of its own stays
     Mode{"family", raiseFamily},                // stays, with children that are hard to end
-    Mode{"crashes", crash},                     // with SIGABRT
-    Mode{"keeps-grandchild", keepGrandchild},   // with a child that stays as long
+    Mode{"changes-user", changeUser}, // with a child in a session of its own that is another user
+    Mode{"stops-itself", stopItself}, // by SIGSTOP
+    Mode{"wraps", wrap},              // with a child and a grandchild
+    Mode{"crashes", crash},           // with SIGABRT
+    Mode{"keeps-grandchild", keepGrandchild}, // with a child that stays as long
     Mode{"keeps-daemon", keepDaemon}, // the same, in a session of its own, and it survives SIGTERM
     Mode{"stubborn-pair", stubbornPair}, // a stubborn one with a child of its kind
     Mode{"breeds", breed},               // stubborn, and has ever more children
