@@ -216,10 +216,14 @@ void closeStreams(std::string_view /*argument*/) {
     close(2);
 }
 
-[[noreturn]] void stayBehind() {
-    publishProcess("grandchild");
+[[noreturn]] void stay() {
     openControl();
     obey();
+}
+
+[[noreturn]] void stayBehind() {
+    publishProcess("grandchild");
+    stay();
 }
 
 [[noreturn]] void leaveGrandchild(std::string_view /*argument*/) {
@@ -262,8 +266,7 @@ void keepDaemon(std::string_view /*argument*/) {
 void stubbornPair(std::string_view argument) {
     stubborn(argument);
     if (fork() == 0) {
-        openControl();
-        obey();
+        stay();
     }
 }
 
@@ -274,13 +277,11 @@ void breed(std::string_view argument) {
     if (fork() == 0) {
         for (int children = 0; children < most; ++children) {
             if (fork() == 0) {
-                openControl();
-                obey();
+                stay();
             }
             usleep(1000);
         }
-        openControl();
-        obey();
+        stay();
     }
 }
 
@@ -290,8 +291,7 @@ void spread(std::string_view /*argument*/) {
     if (fork() == 0) {
         for (int generation = 1; generation < most && fork() == 0; ++generation) {
         }
-        openControl();
-        obey();
+        stay();
     }
 }
 
@@ -304,10 +304,6 @@ void exitOnTerminate(std::string_view /*argument*/) {
 /// Starts children that are hard to end: one that ignores SIGTERM, a daemon that ignores it too,
 /// and one that is stopped.
 void startFamily(std::string_view /*argument*/) {
-    const auto stay = [] {
-        openControl();
-        obey();
-    };
     if (fork() == 0) {
         signal(SIGTERM, SIG_IGN);
         stay();
@@ -322,6 +318,35 @@ void startFamily(std::string_view /*argument*/) {
     }
     if (fork() == 0) {
         raise(SIGSTOP);
+        stay();
+    }
+}
+
+/// Starts a child in another session that ignores SIGTERM and becomes another user.
+void changeUser(std::string_view /*argument*/) {
+    constexpr uid_t stranger = 4712;
+    if (fork() == 0) {
+        setsid();
+        signal(SIGTERM, SIG_IGN);
+        openControl();
+        if (setresgid(stranger, stranger, stranger) != 0 ||
+            setresuid(stranger, stranger, stranger) != 0) {
+            std::_Exit(77);
+        }
+        obey();
+    }
+}
+
+void stopItself(std::string_view /*argument*/) {
+    raise(SIGSTOP);
+}
+
+/// Starts a child, which starts a child that ignores SIGTERM.
+void wrap(std::string_view /*argument*/) {
+    if (fork() == 0) {
+        if (fork() == 0) {
+            signal(SIGTERM, SIG_IGN);
+        }
         stay();
     }
 }
@@ -353,11 +378,14 @@ constexpr std::array modes{
     Mode{"leaves-grandchild", leaveGrandchild}, // exits; a child keeps both streams open
     Mode{"daemonises", daemonise},              // exits; a grandchild in another session stays
     Mode{"family", startFamily},                // stays, with children that are hard to end
-    Mode{"crashes", crash},                     // ends by SIGABRT
-    Mode{"keeps-grandchild", keepGrandchild},   // stays, with a child
-    Mode{"keeps-daemon", keepDaemon},           // stays, with a daemon that survives SIGTERM
-    Mode{"stubborn-pair", stubbornPair},        // survives SIGTERM, as does its child
-    Mode{"breeds", breed},                      // survives SIGTERM, and starts many children
+    Mode{"changes-user", changeUser}, // stays, with a child of another user in another session
+    Mode{"stops-itself", stopItself}, // stops by SIGSTOP
+    Mode{"wraps", wrap},              // stays, with a child and a grandchild
+    Mode{"crashes", crash},           // ends by SIGABRT
+    Mode{"keeps-grandchild", keepGrandchild}, // stays, with a child
+    Mode{"keeps-daemon", keepDaemon},         // stays, with a daemon that survives SIGTERM
+    Mode{"stubborn-pair", stubbornPair},      // survives SIGTERM, as does its child
+    Mode{"breeds", breed},                    // survives SIGTERM, and starts many children
     Mode{"spreads", spread}, // starts many descendants, each the child of the last
     Mode{"exits-on-terminate", exitOnTerminate}, // handles SIGTERM by exit with status 0
 };
