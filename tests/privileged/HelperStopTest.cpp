@@ -6,7 +6,6 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
-#include <cstdlib>
 #include <fstream>
 #include <ostream>
 #include <random>
@@ -329,14 +328,8 @@ INSTANTIATE_TEST_SUITE_P(Victims, HelperKillTest,
                                          Victim::frontAndGuardKilled),
                          [](const auto& instance) { return std::string(name(instance.param)); });
 
-/// A number from the environment, which the script "storm" sets.
-unsigned number(const char* variable, unsigned fallback) {
-    const char* const value = std::getenv(variable);
-    return value == nullptr ? fallback : static_cast<unsigned>(std::strtoul(value, nullptr, 10));
-}
-
 TEST_P(HelperKillTest, nothingSurvivesAKillAtARandomMoment) {
-    const unsigned rounds = number("KESTRELNET_STORM_ROUNDS", 60);
+    constexpr unsigned rounds = 60;
     std::mt19937 random = seededGenerator();
     // In microseconds: from before the start to well after it.
     std::uniform_int_distribution<int> moment(0, 12'000);
