@@ -386,7 +386,7 @@ constexpr std::array modes{
     Mode{"keeps-daemon", keepDaemon},         // stays, with a daemon that survives SIGTERM
     Mode{"stubborn-pair", stubbornPair},      // survives SIGTERM, as does its child
     Mode{"breeds", breed},                    // survives SIGTERM, and starts many children
-    Mode{"spreads", spread}, // starts many descendants, each the child of the last
+    Mode{"spreads", spread},                  // starts many descendants, each the child of the last
     Mode{"exits-on-terminate", exitOnTerminate}, // handles SIGTERM by exit with status 0
 };
 
