@@ -21,8 +21,8 @@ const char* cleanDescriptors();
 ///   which processes are killed when memory runs out;
 /// - the right to read the time-stamp counter.
 ///
-/// What the kernel lets nobody reset stays: the control group, mitigations of processor flaws that
-/// the caller has forced on, and limits on the processor's speed.
+/// These stay: the control group, mitigations of processor flaws that the caller has forced on,
+/// utilisation clamps of the scheduler, and the core-scheduling cookie.
 const char* cleanSurroundings();
 
 /// Sets user and group to root (real, effective and saved), drops all other groups, and joins a new

@@ -62,7 +62,7 @@ struct Caller {
 
 std::string description(const std::optional<RunEnd>& end) {
     if (!end) {
-        return "was not started, its caller had ended";
+        return "was not started";
     }
     return (end->kind == RunEnd::Kind::exited ? "exited with status " : "was ended by signal ") +
            std::to_string(end->number);

@@ -8,7 +8,8 @@
 // and when the process that started osascript ends: the application.
 //
 // Like the helper it is two processes. The front becomes the user who asked; the guard is root, and
-// has none of the caller's streams. The user may end the front, which ends the run.
+// has none of the caller's streams. When the user ends the front, osascript ends, and with it the
+// run.
 //
 // The command's environment holds PKEXEC_UID, the user who asked, and the variables of a root
 // shell. Its standard input is empty; its output is this program's own.

@@ -252,7 +252,7 @@ void Request::abandon() {
 }
 
 /// Withdraws the question if it is still open. After the authorization pkexec has become the
-/// runner: it belongs to root and cannot be signalled, but it watches the lifeline.
+/// runner's front, and the runner's guard watches the lifeline.
 void Request::askToEnd() {
     if (pkexec_ > 0) {
         ::kill(pkexec_, SIGTERM);
