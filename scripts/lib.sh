@@ -20,8 +20,10 @@ if [[ ${CI-} ]]; then
 else
     export CCACHE_DIR=${CCACHE_DIR:-$root/build/ccache}
 fi
-# Checkouts in different folders share the cache, also for sources with precompiled headers.
+# Checkouts in different folders share the cache, also for sources with precompiled headers. A
+# source that is not in the cache is not preprocessed first; the compiler names what it includes.
 export CCACHE_BASEDIR=$root CCACHE_NOHASHDIR=1 CCACHE_SLOPPINESS=pch_defines,time_macros
+export CCACHE_DEPEND=1
 
 cores() { nproc 2>/dev/null || echo 1; }
 
