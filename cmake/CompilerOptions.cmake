@@ -11,7 +11,7 @@ add_compile_definitions(QT_NO_CAST_FROM_ASCII QT_NO_CAST_TO_ASCII QT_NO_KEYWORDS
 
 # For sanitizer and linter builds, which parse the same headers of the toolkit many times. Other
 # builds go without, so that a missing include line is found.
-option(KESTRELNET_PRECOMPILE "Precompile the toolkit's headers for the interface" OFF)
+option(KESTRELNET_PRECOMPILE "Precompile the headers of the standard library and of the toolkit" OFF)
 if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
   # The compiler's cache could not serve what depends on a time.
   add_compile_options("SHELL:-Xclang -fno-pch-timestamp")
