@@ -3,6 +3,8 @@
 
 #include <string_view>
 
+// Not every system declares it in a header.
+// NOLINTNEXTLINE(readability-redundant-declaration)
 extern char** environ;
 
 namespace kestrelnet {
