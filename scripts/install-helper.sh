@@ -119,7 +119,7 @@ find_client() {
         "$bundle/Contents/Resources/kestrelnet-client, ${home:+$own, }and $source"
 }
 
-# belongs_to_root FILE: nobody else can change FILE.
+# belongs_to_root FILE: true when only root can change FILE.
 belongs_to_root() { [[ ! -L $1 && $(facts "$1") == 0:*' '*[0145][0145] ]]; }
 
 # Creates the target folder, and fails if a user other than root can change its content.

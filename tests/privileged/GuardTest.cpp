@@ -3,6 +3,7 @@
 
 #include "privileged/Containment.h"
 #include "tests/support/FakeClient.h"
+#include "tests/support/Random.h"
 #include "tests/support/RootWorld.h"
 #include "tests/support/TemporaryFolder.h"
 #include "tests/support/Waiting.h"
@@ -341,8 +342,7 @@ TEST_F(GuardTest, endsAGrowingNumberOfProcesses) {
 }
 
 TEST_F(GuardTest, endsEverythingWheneverTheOwnerEnds) {
-    const unsigned seed = std::random_device{}();
-    std::mt19937 random(seed);
+    std::mt19937 random = seededGenerator();
     std::uniform_int_distribution<int> moment(0, 15000);
     for (int round = 0; round < 100; ++round) {
         connect();
@@ -351,8 +351,8 @@ TEST_F(GuardTest, endsEverythingWheneverTheOwnerEnds) {
         startClock();
         owner.leave();
         result();
-        ASSERT_LT(sinceStart(), graces.abandoned + 2s) << "round " << round << ", seed " << seed;
-        ASSERT_TRUE(isNothingLeft()) << "round " << round << ", seed " << seed;
+        ASSERT_LT(sinceStart(), graces.abandoned + 2s) << "round " << round;
+        ASSERT_TRUE(isNothingLeft()) << "round " << round;
     }
 }
 
