@@ -279,18 +279,26 @@ TEST_F(GuardTest, asksOrphansWhenTheyBecomeItsChildren) {
 }
 
 TEST_F(GuardTest, asksAnOrphanWhileTheMainProcessGoesOn) {
+    graces.stop = 10s;
     const TemporaryFolder folder;
-    const std::string orphan = folder.write(
-        "orphan", "#!/bin/sh\ntrap 'echo asked >>" + folder.file("asked") + "' TERM\n: >" +
-                      folder.file("ready") + "\nwhile :; do sleep 0.02; done\n");
-    const std::string main = folder.write("main", "#!/bin/sh\ntrap : TERM\n(sh " + orphan +
-                                                      " & sleep 0.2) &\nsleep 60\n");
+    const std::string ready = folder.file("ready");
+    const std::string abandoned = folder.file("abandoned");
+    const std::string asked = folder.file("asked");
+    const std::string orphan =
+        folder.write("orphan", "#!/bin/sh\ntrap 'echo asked >>" + asked + "; exit' TERM\n: >" +
+                                   ready + "\nwhile :; do sleep 0.02; done\n");
+    // Goes on until the orphan is asked.
+    const std::string main =
+        folder.write("main", "#!/bin/sh\ntrap : TERM\n(sh " + orphan + " & while [ ! -e " +
+                                 abandoned + " ]; do sleep 0.02; done) &\nwhile [ ! -s " + asked +
+                                 " ]; do sleep 0.02; done\nexit 7\n");
     ASSERT_EQ(::chmod(main.c_str(), 0700), 0);
     guardProgram(main);
-    EXPECT_TRUE(waitFor([&] { return ::access(folder.file("ready").c_str(), F_OK) == 0; }));
+    EXPECT_TRUE(waitFor([&] { return ::access(ready.c_str(), F_OK) == 0; }));
     askToStop();
-    EXPECT_EQ(result(), 128 + SIGKILL);
-    EXPECT_EQ(readFile(folder.file("asked")), "asked\n");
+    folder.write("abandoned", "");
+    EXPECT_EQ(result(), 7);
+    EXPECT_EQ(readFile(asked), "asked\n");
 }
 
 TEST_F(GuardTest, asksNoChildOfAProcessThatItAsks) {
