@@ -169,9 +169,15 @@ stage() {
     "$1" test -r "$2" >/dev/null 2>&1 || fail "$2 cannot be read as the user who asked"
     staged=$(mktemp "$folder/.${3##*/}.XXXXXX")
     stages+=("$staged")
-    # The user's process writes to a pipe. Only root's head has the temporary file open.
+    # The user's process writes to a pipe. Only root's head has the temporary file open. It does not
+    # open it itself: it could do so after a terminated script has removed the file.
     local limit=$((largest_mib << 20)) complete=yes
-    "$1" cat -- "$2" 2>/dev/null | head -c $((limit + 1)) >"$staged" 2>/dev/null || complete=
+    exec 3>"$staged"
+    {
+        exec 3>&-
+        "$1" cat -- "$2" 2>/dev/null
+    } | head -c $((limit + 1)) >&3 2>/dev/null || complete=
+    exec 3>&-
     (($(wc -c <"$staged") <= limit)) || fail "$2 is larger than $largest_mib MiB"
     [[ $complete ]] || fail "$2 could not be copied"
     [[ -s $staged ]] || fail "$2 is empty"
