@@ -8,7 +8,9 @@
 #include <QMetaObject>
 #include <QObject>
 
+#include <deque>
 #include <map>
+#include <mutex>
 #include <optional>
 #include <string>
 #include <utility>
@@ -22,18 +24,24 @@ struct URLSession::Requests : QObject {
 
     void add(const std::string& url, Completion completion);
     void start();
-    void post(URLTransfers::End ended);
-    void end(URLTransfers::End ended);
+    void post(URLTransfers::End end);
+    std::optional<URLTransfers::End> takePosted();
+    void end();
     void leave();
 
     std::map<URLTransfers::Number, Completion> completions;
     URLTransfers::Number last = 0;
     std::vector<RequestThread::Request> added;
+
+    std::mutex mutex;
+    /// One posted call of end() belongs to each.
+    std::deque<URLTransfers::End> posted;
+
     std::optional<RequestThread> thread;
 };
 
 URLSession::Requests::Requests(const std::string& authorities) {
-    thread.emplace(authorities, [this](URLTransfers::End ended) { post(std::move(ended)); });
+    thread.emplace(authorities, [this](URLTransfers::End end) { post(std::move(end)); });
     // The thread must not run while the HTTP library's data is destroyed at the end of the program.
     QObject::connect(QCoreApplication::instance(), &QCoreApplication::aboutToQuit, this,
                      [this] { leave(); });
@@ -70,22 +78,37 @@ void URLSession::Requests::start() {
 }
 
 /// Any thread.
-void URLSession::Requests::post(URLTransfers::End ended) {
+void URLSession::Requests::post(URLTransfers::End end) {
+    const std::lock_guard lock(mutex);
     QMetaObject::invokeMethod(
-        this, [this, ended = std::move(ended)]() mutable { end(std::move(ended)); },
-        Qt::QueuedConnection);
+        this, [this] { this->end(); }, Qt::QueuedConnection);
+    posted.push_back(std::move(end));
 }
 
-void URLSession::Requests::end(URLTransfers::End ended) {
-    const auto found = completions.extract(ended.request);
+std::optional<URLTransfers::End> URLSession::Requests::takePosted() {
+    const std::lock_guard lock(mutex);
+    if (posted.empty()) {
+        return std::nullopt;
+    }
+    auto first = std::make_optional(std::move(posted.front()));
+    posted.pop_front();
+    return first;
+}
+
+void URLSession::Requests::end() {
+    auto ended = takePosted();
+    if (!ended) {
+        return;
+    }
+    const auto found = completions.extract(ended->request);
     if (!found) {
         return;
     }
-    if (!ended.body) {
-        log::warning(log::Category::exitIP, "the request failed: " + ended.reason);
+    if (!ended->body) {
+        log::warning(log::Category::exitIP, "the request failed: " + ended->reason);
     }
     // May destroy this object.
-    found.mapped()(std::move(ended.body));
+    found.mapped()(std::move(ended->body));
 }
 
 URLSession::URLSession(std::string authorities) : authorities_(std::move(authorities)) {}
