@@ -13,6 +13,7 @@
 
 #include <QCoreApplication>
 
+#include <array>
 #include <cstdio>
 #include <cstdlib>
 #include <fcntl.h>
@@ -104,7 +105,8 @@ rlim_t addressSpace() {
 
 void useLittleAddressSpace(const Arguments& arguments) {
     constexpr rlim_t mebibyte = 1024UL * 1024;
-    for (const rlim_t left : {2, 4, 8, 12, 16, 24, 32, 64, 72, 128, 256, 400}) {
+    constexpr std::array<rlim_t, 12> amounts{2, 4, 8, 12, 16, 24, 32, 64, 72, 128, 256, 400};
+    for (const rlim_t left : amounts) {
         URLSession session(arguments.authorities);
         std::shared_ptr<const Lookup> lookup;
         {
