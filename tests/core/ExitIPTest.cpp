@@ -15,6 +15,7 @@ class ExitIPTest : public TunnelTest {
   protected:
     ExitIPTest() {
         operatorValues.exitIPServiceURL = server.url("/address");
+        world->platform.urlSession = std::make_shared<URLSession>(server.authorities());
         manager = makeManager();
     }
 
@@ -122,7 +123,8 @@ TEST_F(ExitIPTest, withoutANetworkNothingIsShownOrReported) {
 }
 
 TEST_F(ExitIPTest, aServerWithAnUntrustedCertificateIsRejected) {
-    server.distrust();
+    world->platform.urlSession = std::make_shared<URLSession>();
+    manager = makeManager();
     server.enqueue({.body = "192.0.2.44"});
     feed(start(), "applied routes\n");
     ASSERT_TRUE(lookupsEnd());

@@ -1,9 +1,7 @@
 // SPDX-License-Identifier: MIT
-#include "platform/URLSession.h"
+#include "tests/platform/URLSessionTest.h"
 
-#include "tests/support/EventLoop.h"
 #include "tests/support/LogRecorder.h"
-#include "tests/support/TlsServer.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -14,7 +12,9 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <sys/resource.h>
 #include <sys/socket.h>
+#include <tuple>
 #include <unistd.h>
 #include <vector>
 
@@ -27,43 +27,7 @@ using testing::Contains;
 using testing::HasSubstr;
 using testing::IsSupersetOf;
 using testing::Not;
-using Body = std::optional<std::string>;
 using Ending = TlsAnswer::Ending;
-
-class URLSessionTest : public testing::Test {
-  protected:
-    struct Lookup {
-        int completions = 0;
-        Body body;
-    };
-
-    std::shared_ptr<const Lookup> start(const std::string& url) {
-        auto lookup = std::make_shared<Lookup>();
-        session->data(url, [lookup](Body body) {
-            ++lookup->completions;
-            lookup->body = std::move(body);
-        });
-        EXPECT_EQ(lookup->completions, 0) << "completed before data() returned";
-        return lookup;
-    }
-
-    Body finish(const std::shared_ptr<const Lookup>& lookup) {
-        EXPECT_TRUE(waitUntil([&] { return lookup->completions > 0; })) << "never completed";
-        runPostedEvents();
-        EXPECT_EQ(lookup->completions, 1);
-        return lookup->body;
-    }
-
-    Body get(const std::string& url) { return finish(start(url)); }
-
-    Body getAnswer(const TlsAnswer& answer) {
-        server.enqueue(answer);
-        return get(server.url());
-    }
-
-    TlsServer server;
-    std::unique_ptr<URLSession> session = std::make_unique<URLSession>();
-};
 
 /// A loopback port that refuses connections and that no other program can use.
 class RefusingPort {
@@ -111,8 +75,42 @@ TEST_P(HTTPStatusTest, failsWhenTheBodyBreaksOff) {
 }
 
 INSTANTIATE_TEST_SUITE_P(URLSession, HTTPStatusTest,
-                         testing::Values(200, 201, 203, 299, 300, 400, 401, 403, 404, 405, 407, 408,
-                                         409, 410, 418, 429, 451, 500, 501, 502, 503, 504, 599));
+                         testing::Values(200, 201, 203, 299, 300, 301, 302, 303, 305, 306, 307, 308,
+                                         400, 401, 403, 404, 405, 407, 408, 409, 410, 418, 429, 451,
+                                         500, 501, 502, 503, 504, 599));
+
+/// A status, whether the body is chunked, and how the answer breaks off.
+using BrokenAnswer = std::tuple<int, bool, Ending>;
+
+class BrokenAnswerTest : public URLSessionTest, public testing::WithParamInterface<BrokenAnswer> {
+  protected:
+    static constexpr std::size_t attempts = 25;
+};
+
+TEST_P(BrokenAnswerTest, failsEachTimeAfterOneRequest) {
+    const auto& [status, chunked, ending] = GetParam();
+    server.serve("/", {.status = status,
+                       .body = "203.0.113.7\n203.0.113.8",
+                       .ending = ending,
+                       .chunked = chunked});
+    for (std::size_t attempt = 1; attempt <= attempts; ++attempt) {
+        ASSERT_EQ(get(server.url()), std::nullopt);
+        ASSERT_EQ(server.requestCount(), attempt);
+    }
+    EXPECT_EQ(server.connectionCount(), attempts);
+}
+
+INSTANTIATE_TEST_SUITE_P(InMidBody, BrokenAnswerTest,
+                         testing::Combine(testing::Values(200, 301, 404, 500), testing::Bool(),
+                                          testing::Values(Ending::drops, Ending::resets)));
+INSTANTIATE_TEST_SUITE_P(BeforeTheAnswer, BrokenAnswerTest,
+                         testing::Combine(testing::Values(200), testing::Values(false),
+                                          testing::Values(Ending::closesUnanswered,
+                                                          Ending::resetsUnanswered)));
+
+TEST_F(URLSessionTest, chunkedBodyIsGiven) {
+    EXPECT_EQ(getAnswer({.body = "203.0.113.7\n", .chunked = true}), "203.0.113.7\n");
+}
 
 TEST_F(URLSessionTest, givesABodyThatIsNotUtf8Unchanged) {
     const std::string bytes("\xff\x00\xc3(\r\n\xfe", 7);
@@ -123,6 +121,13 @@ TEST_F(URLSessionTest, redirectIsFollowed) {
     server.serve("/here", {.status = 302, .body = "Moved.", .location = server.url("/there")});
     server.serve("/there", {.body = "203.0.113.7"});
     EXPECT_EQ(get(server.url("/here")), "203.0.113.7");
+}
+
+TEST_F(URLSessionTest, redirectWithARelativeAddressIsFollowed) {
+    server.serve("/here", {.status = 307, .body = "Moved.", .location = "/there"});
+    server.serve("/there", {.body = "203.0.113.7"});
+    EXPECT_EQ(get(server.url("/here")), "203.0.113.7");
+    EXPECT_EQ(server.requests(), (std::vector<std::string>{"/here", "/there"}));
 }
 
 TEST_F(URLSessionTest, redirectToALessSafeSchemeFails) {
@@ -148,10 +153,11 @@ TEST_F(URLSessionTest, theReasonOfAFailureIsLogged) {
     const RefusingPort port;
     get("https://127.0.0.1:" + std::to_string(port.number()));
     getAnswer({.body = std::string(largestBody + 1, 'x')});
-    EXPECT_THAT(recorder.messages(),
-                IsSupersetOf({"warning kestrelnet.exitip: the request failed: Connection refused",
-                              "warning kestrelnet.exitip: the request failed: the response is too "
-                              "large"}));
+    EXPECT_THAT(
+        recorder.messages(),
+        IsSupersetOf({"warning kestrelnet.exitip: the request failed: Couldn't connect to server",
+                      "warning kestrelnet.exitip: the request failed: the response is too "
+                      "large"}));
 }
 
 TEST_F(URLSessionTest, aSuccessLogsNothing) {
@@ -162,13 +168,14 @@ TEST_F(URLSessionTest, aSuccessLogsNothing) {
 
 TEST_F(URLSessionTest, untrustedCertificateFails) {
     server.enqueue({.body = "203.0.113.7"});
-    server.distrust();
+    session = std::make_unique<URLSession>();
     EXPECT_EQ(get(server.url()), std::nullopt);
     EXPECT_EQ(server.requestCount(), 0U);
 }
 
 TEST_F(URLSessionTest, unusableAddressFails) {
-    for (const std::string_view url : {"", "no address", "https://", "unknown:something"}) {
+    for (const std::string_view url :
+         {"", "no address", "https://", "unknown:something", "file:///etc/hostname"}) {
         EXPECT_EQ(get(std::string(url)), std::nullopt) << url;
     }
 }
@@ -191,38 +198,94 @@ TEST_F(URLSessionTest, eachLookupMakesItsOwnConnectionAndClosesIt) {
     EXPECT_TRUE(waitUntil([&] { return server.openConnectionCount() == 0; }));
 }
 
-TEST_F(URLSessionTest, sixLookupsRunAtATimeAndTheOthersWait) {
-    constexpr std::size_t lookups = 8;
-    constexpr std::size_t atATime = 6;
-    std::size_t answered = 0;
-    for (std::size_t lookup = 0; lookup < lookups; ++lookup) {
-        server.enqueue({.body = "203.0.113.7", .held = true});
-        session->data(server.url(), [&answered](const Body& body) { answered += body ? 1 : 0; });
+TEST_F(URLSessionTest, aNewLookupDoesNotWaitForManyThatHang) {
+    constexpr std::size_t hanging = 40;
+    server.serve("/hangs", {.held = true});
+    std::vector<std::shared_ptr<const Lookup>> lookups;
+    for (std::size_t lookup = 0; lookup < hanging; ++lookup) {
+        lookups.push_back(start(server.url("/hangs")));
     }
-    ASSERT_TRUE(waitUntil([&] { return server.requestCount() == atATime; }));
-    server.release(0);
-    ASSERT_TRUE(waitUntil([&] { return answered == 1; }));
-    EXPECT_TRUE(waitUntil([&] { return server.requestCount() == atATime + 1; }));
-    for (std::size_t request = 1; request < lookups; ++request) {
-        server.release(request);
+    ASSERT_TRUE(waitUntil([&] { return server.requestCount() == hanging; }));
+    server.serve("/answers", {.body = "203.0.113.7"});
+    EXPECT_EQ(get(server.url("/answers")), "203.0.113.7");
+    for (const auto& lookup : lookups) {
+        EXPECT_EQ(lookup->completions, 0);
     }
-    EXPECT_TRUE(waitUntil([&] { return answered == lookups; }));
-    EXPECT_EQ(server.requestCount(), lookups);
 }
 
-TEST_F(URLSessionTest, lookupsBeyondAThousandWaitingOnesFail) {
-    constexpr std::size_t accepted = 1006;
-    const LogRecorder recorder;
-    server.serve("/", {.body = "203.0.113.7", .held = true});
-    std::size_t failed = 0;
-    for (std::size_t lookup = 0; lookup < accepted + 2; ++lookup) {
-        session->data(server.url(), [&failed](const Body& body) { failed += body ? 0 : 1; });
+/// While it exists, this process may have this many open descriptors.
+class DescriptorLimit {
+  public:
+    explicit DescriptorLimit(rlim_t limit) {
+        EXPECT_EQ(::getrlimit(RLIMIT_NOFILE, &before_), 0);
+        const rlimit lower{.rlim_cur = limit, .rlim_max = before_.rlim_max};
+        EXPECT_EQ(::setrlimit(RLIMIT_NOFILE, &lower), 0);
     }
-    EXPECT_EQ(failed, 0U);
-    EXPECT_TRUE(waitUntil([&] { return failed == 2; }));
-    EXPECT_THAT(
-        recorder.messages(),
-        Contains("warning kestrelnet.exitip: the request failed: too many requests wait").Times(2));
+    ~DescriptorLimit() { EXPECT_EQ(::setrlimit(RLIMIT_NOFILE, &before_), 0); }
+    DescriptorLimit(const DescriptorLimit&) = delete;
+    DescriptorLimit& operator=(const DescriptorLimit&) = delete;
+
+  private:
+    rlimit before_{};
+};
+
+/// With a limit of descriptors that lets this many lookups be under way.
+class ManyLookupsTest : public URLSessionTest {
+  protected:
+    static constexpr std::size_t mostUnderWay = 50;
+
+    std::vector<std::shared_ptr<const Lookup>> startMany(std::size_t count,
+                                                         const std::string& url) {
+        std::vector<std::shared_ptr<const Lookup>> lookups;
+        for (std::size_t lookup = 0; lookup < count; ++lookup) {
+            lookups.push_back(start(url));
+        }
+        return lookups;
+    }
+
+    const DescriptorLimit limit{4 * mostUnderWay};
+};
+
+TEST_F(ManyLookupsTest, allThatStartTogetherAreAnswered) {
+    server.serve("/", {.body = "203.0.113.7"});
+    const auto lookups = startMany(3 * mostUnderWay, server.url());
+    for (const auto& lookup : lookups) {
+        EXPECT_EQ(finish(lookup), "203.0.113.7");
+    }
+    EXPECT_EQ(server.requestCount(), lookups.size());
+}
+
+TEST_F(ManyLookupsTest, theOldestThatHangIsDroppedForANewOne) {
+    const LogRecorder recorder;
+    server.serve("/hangs", {.held = true});
+    const auto oldest = start(server.url("/hangs"));
+    ASSERT_TRUE(waitUntil([&] { return server.requestCount() == 1; }));
+    const auto others = startMany(mostUnderWay - 1, server.url("/hangs"));
+    ASSERT_TRUE(waitUntil([&] { return server.requestCount() == mostUnderWay; }));
+    server.serve("/answers", {.body = "203.0.113.7"});
+    EXPECT_EQ(get(server.url("/answers")), "203.0.113.7");
+    EXPECT_EQ(finish(oldest), std::nullopt);
+    for (const auto& other : others) {
+        EXPECT_EQ(other->completions, 0);
+    }
+    EXPECT_THAT(recorder.messages(),
+                Contains("warning kestrelnet.exitip: the request failed: too many requests are "
+                         "under way")
+                    .Times(1));
+}
+
+TEST_F(ManyLookupsTest, theOldestOfTooManyThatWaitAreDropped) {
+    constexpr std::size_t waiting = 1000;
+    constexpr std::size_t tooMany = 3;
+    server.serve("/", {.held = true});
+    const auto lookups = startMany(waiting + tooMany, server.url());
+    for (std::size_t lookup = 0; lookup < tooMany; ++lookup) {
+        EXPECT_EQ(finish(lookups[lookup]), std::nullopt);
+    }
+    ASSERT_TRUE(waitUntil([&] { return server.requestCount() == mostUnderWay; }));
+    for (std::size_t lookup = tooMany; lookup < lookups.size(); ++lookup) {
+        EXPECT_EQ(lookups[lookup]->completions, 0);
+    }
 }
 
 TEST_F(URLSessionTest, truncatedBodyFails) {

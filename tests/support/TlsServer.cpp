@@ -20,6 +20,7 @@
 #include <map>
 #include <mutex>
 #include <set>
+#include <sys/socket.h>
 #include <utility>
 
 // OpenSSL frees the data of a thread when the thread ends. A thread that ends together with the
@@ -34,6 +35,8 @@ extern "C" const char* __lsan_default_suppressions() {
 namespace kestrelnet {
 
 namespace {
+
+using Ending = TlsAnswer::Ending;
 
 constexpr qint64 largestHead = 64L * 1024;
 
@@ -64,7 +67,7 @@ QSslConfiguration certified(const TemporaryFolder& folder) {
     makeCertificate(folder, "authority", "-addext keyUsage=critical,keyCertSign");
     makeCertificate(folder, "server",
                     "-CA authority.pem -CAkey authority.key -addext basicConstraints=CA:FALSE "
-                    "-addext subjectAltName=IP:127.0.0.1,DNS:localhost");
+                    "-addext subjectAltName=IP:127.0.0.1,DNS:service.test");
     QSslConfiguration configuration = QSslConfiguration::defaultConfiguration();
     configuration.setLocalCertificate(QSslCertificate(contents(folder, "server.pem")));
     configuration.setPrivateKey(QSslKey(contents(folder, "server.key"), QSsl::Ec));
@@ -77,21 +80,55 @@ std::string compressed(const std::string& body) {
     return qCompress(QByteArray::fromStdString(body)).mid(lengthSize).toStdString();
 }
 
-void send(QSslSocket& socket, const TlsAnswer& answer) {
-    std::string text = "HTTP/1.1 " + std::to_string(answer.status) + " Answer\r\n";
+std::string headOf(const TlsAnswer& answer) {
+    std::string head = "HTTP/1.1 " + std::to_string(answer.status) + " Answer\r\n";
     if (answer.compresses) {
-        text += "Content-Encoding: deflate\r\n";
+        head += "Content-Encoding: deflate\r\n";
     }
-    text += "Content-Length: " + std::to_string(answer.body.size()) + "\r\n";
+    head += answer.chunked ? "Transfer-Encoding: chunked\r\n"
+                           : "Content-Length: " + std::to_string(answer.body.size()) + "\r\n";
     if (!answer.location.empty()) {
-        text += "Location: " + answer.location + "\r\n";
+        head += "Location: " + answer.location + "\r\n";
     }
-    text += "\r\n";
-    const bool whole = answer.ending == TlsAnswer::Ending::complete;
-    text += whole ? answer.body : answer.body.substr(0, answer.body.size() / 2);
-    socket.write(QByteArray::fromStdString(text));
-    if (answer.ending == TlsAnswer::Ending::drops) {
+    return head + "\r\n";
+}
+
+/// Nothing for no body: an empty chunk is the last one.
+std::string asChunk(const std::string& body) {
+    return body.empty()
+               ? ""
+               : QByteArray::number(body.size(), 16).toStdString() + "\r\n" + body + "\r\n";
+}
+
+std::string bodyOf(const TlsAnswer& answer) {
+    const bool whole = answer.ending == Ending::complete;
+    const std::string body = whole ? answer.body : answer.body.substr(0, answer.body.size() / 2);
+    return answer.chunked ? asChunk(body) + (whole ? "0\r\n\r\n" : "") : body;
+}
+
+void reset(QSslSocket& socket) {
+    const linger hard{.l_onoff = 1, .l_linger = 0};
+    EXPECT_EQ(::setsockopt(static_cast<int>(socket.socketDescriptor()), SOL_SOCKET, SO_LINGER,
+                           &hard, sizeof hard),
+              0);
+    socket.abort();
+}
+
+void send(QSslSocket& socket, const TlsAnswer& answer) {
+    if (answer.ending == Ending::closesUnanswered) {
         socket.disconnectFromHost();
+        return;
+    }
+    if (answer.ending == Ending::resetsUnanswered) {
+        reset(socket);
+        return;
+    }
+    socket.write(QByteArray::fromStdString(headOf(answer) + bodyOf(answer)));
+    if (answer.ending == Ending::drops) {
+        socket.disconnectFromHost();
+    } else if (answer.ending == Ending::resets) {
+        socket.flush();
+        reset(socket);
     }
 }
 
@@ -104,7 +141,6 @@ struct TlsServer::Server {
     void answer(QSslSocket& socket);
 
     TemporaryFolder folder;
-    const QSslConfiguration ordinary = QSslConfiguration::defaultConfiguration();
     quint16 port = 0;
 
     std::mutex mutex;
@@ -125,9 +161,6 @@ struct TlsServer::Server {
 
 TlsServer::Server::Server() {
     listener->setSslConfiguration(certified(folder));
-    QSslConfiguration trusting = ordinary;
-    EXPECT_TRUE(trusting.addCaCertificates(QString::fromStdString(folder.file("authority.pem"))));
-    QSslConfiguration::setDefaultConfiguration(trusting);
     if (!listener->listen(QHostAddress::LocalHost)) {
         ADD_FAILURE() << listener->errorString().toStdString();
     }
@@ -140,7 +173,6 @@ TlsServer::Server::Server() {
 }
 
 TlsServer::Server::~Server() {
-    QSslConfiguration::setDefaultConfiguration(ordinary);
     thread.quit();
     thread.wait();
 }
@@ -200,8 +232,12 @@ std::string TlsServer::url(std::string_view path) const {
     return "https://127.0.0.1:" + std::to_string(server_->port) + std::string(path);
 }
 
-void TlsServer::distrust() {
-    QSslConfiguration::setDefaultConfiguration(server_->ordinary);
+std::string TlsServer::urlOf(std::string_view host) const {
+    return "https://" + std::string(host) + ':' + std::to_string(server_->port) + '/';
+}
+
+std::string TlsServer::authorities() const {
+    return server_->folder.file("authority.pem");
 }
 
 void TlsServer::enqueue(TlsAnswer answer) {

@@ -15,8 +15,14 @@ struct TlsAnswer {
         complete,
         /// Announces the whole body, sends half of it, and closes the connection.
         drops,
+        /// The same, but resets the connection.
+        resets,
         /// Announces the whole body, sends half of it, and then sends nothing.
         stalls,
+        /// Sends nothing and closes the connection.
+        closesUnanswered,
+        /// Sends nothing and resets the connection.
+        resetsUnanswered,
     };
 
     int status = 200;
@@ -24,6 +30,9 @@ struct TlsAnswer {
     /// The value of the Location header; empty for none.
     std::string location = {};
     Ending ending = Ending::complete;
+    /// Sends the body as one chunk, and when it is complete a last, empty one, instead of
+    /// announcing its length.
+    bool chunked = false;
     /// Compresses the body if the client accepts that.
     bool compresses = false;
     /// Sent only after release().
@@ -31,9 +40,8 @@ struct TlsAnswer {
 };
 
 /// An HTTPS server on a free port of the loopback interface, on its own thread, with a certificate
-/// from its own authority. The process trusts that authority, through the toolkit's default TLS
-/// settings, until the server is destroyed. Connections stay open after an answer. One server at a
-/// time; any thread.
+/// for 127.0.0.1 and service.test from its own authority. Connections stay open after an answer.
+/// Any thread.
 class TlsServer {
   public:
     TlsServer();
@@ -42,8 +50,10 @@ class TlsServer {
     TlsServer& operator=(const TlsServer&) = delete;
 
     std::string url(std::string_view path = "/") const;
-    /// Ends the trust in the authority: clients refuse the certificate from now on.
-    void distrust();
+    /// The same with another name of the host.
+    std::string urlOf(std::string_view host) const;
+    /// The file with the authority.
+    std::string authorities() const;
 
     /// The n-th request gets the n-th answer that was given here; without one, status 404.
     void enqueue(TlsAnswer answer);
