@@ -22,6 +22,9 @@ void say(int stream, std::string_view bytes);
 /// Writes `bytes` with as many calls as needed. Exits if one fails.
 void sayAll(int stream, std::string_view bytes);
 
+/// Writes to standard output, which may have no reader.
+void tryToSay(std::string_view bytes);
+
 /// Opens the control pipe and returns its descriptor.
 int openControl();
 /// Handles commands of the control pipe. Exits when the test has closed it.

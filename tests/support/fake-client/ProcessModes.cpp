@@ -6,6 +6,11 @@
 #include <csignal>
 #include <cstdlib>
 #include <fcntl.h>
+#include <poll.h>
+#include <sched.h>
+#include <string>
+#include <sys/resource.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
 namespace fakeClient {
@@ -25,12 +30,17 @@ void exitAtTermination(int /*signal*/) {
 
 void script(std::string_view /*argument*/) {}
 
-void stubborn(std::string_view /*argument*/) {
-    terminations = open(inFolder("terminations").c_str(), O_WRONLY | O_CREAT | O_APPEND, 0600);
+/// Makes SIGTERM write one byte to `terminations`.
+void noteTerminations() {
     struct sigaction action = {};
     action.sa_handler = noteTermination;
     action.sa_flags = SA_RESTART;
     sigaction(SIGTERM, &action, nullptr);
+}
+
+void stubborn(std::string_view /*argument*/) {
+    terminations = open(inFolder("terminations").c_str(), O_WRONLY | O_CREAT | O_APPEND, 0600);
+    noteTerminations();
 }
 
 [[noreturn]] void exitAtOnce(std::string_view /*argument*/) {
@@ -172,6 +182,55 @@ void wrap(std::string_view /*argument*/) {
     }
 }
 
+/// Writes its last word to FOLDER/cleaned when it has cleaned up for `argument` milliseconds after
+/// SIGTERM. A second SIGTERM makes it skip that.
+[[noreturn]] void cleanUp(std::string_view argument) {
+    // The output may have lost its reader.
+    signal(SIGPIPE, SIG_IGN);
+    // Other programs that load the machine must not delay the clean-up.
+    setpriority(PRIO_PROCESS, 0, -20);
+    std::array<int, 2> signals{};
+    if (pipe(signals.data()) != 0) {
+        std::_Exit(71);
+    }
+    terminations = signals[1];
+    noteTerminations();
+    pollfd events[] = {{signals[0], POLLIN, 0}, {openControl(), POLLIN, 0}};
+    publish("ready", "");
+    const auto hasSignal = [&](int milliseconds) {
+        // A signal also interrupts the wait.
+        while (poll(events, 2, milliseconds) < 0) {
+        }
+        if (events[1].revents != 0) {
+            std::_Exit(0);
+        }
+        char mark = 0;
+        return events[0].revents != 0 && read(signals[0], &mark, 1) == 1;
+    };
+    hasSignal(-1);
+    tryToSay("cleaning\n");
+    if (hasSignal(std::stoi(std::string(argument)))) {
+        std::_Exit(75);
+    }
+    tryToSay("clean\n");
+    publish("cleaned", "");
+    std::_Exit(0);
+}
+
+/// Starts a child that ignores SIGTERM and waits in the kernel for the end of its own child, as
+/// after vfork(). Its state is "D", uninterruptible sleep.
+void keepUninterruptible(std::string_view /*argument*/) {
+    exitOnTerminate("");
+    if (fork() == 0) {
+        signal(SIGTERM, SIG_IGN);
+        publishProcess("grandchild");
+        if (syscall(SYS_clone, CLONE_VFORK | SIGCHLD, nullptr, nullptr, nullptr, nullptr) == 0) {
+            stay();
+        }
+        std::_Exit(0);
+    }
+}
+
 [[noreturn]] void crash(std::string_view /*argument*/) {
     std::abort();
 }
@@ -186,12 +245,14 @@ constexpr std::array modes{
     Mode{"changes-user", changeUser}, // stays, with a child of another user in another session
     Mode{"stops-itself", stopItself}, // stops by SIGSTOP
     Mode{"wraps", wrap},              // stays, with a child and a grandchild
-    Mode{"crashes", crash},           // ends by SIGABRT
-    Mode{"keeps-grandchild", keepGrandchild}, // stays, with a child
-    Mode{"keeps-daemon", keepDaemon},         // stays, with a daemon that survives SIGTERM
-    Mode{"stubborn-pair", stubbornPair},      // survives SIGTERM, as does its child
-    Mode{"breeds", breed},                    // survives SIGTERM, and starts many children
-    Mode{"spreads", spread},                  // starts many descendants, each the child of the last
+    Mode{"cleans-up", cleanUp},       // writes FOLDER/cleaned ARGUMENT milliseconds after SIGTERM
+    Mode{"keeps-uninterruptible", keepUninterruptible}, // stays, with a child in state D
+    Mode{"crashes", crash},                             // ends by SIGABRT
+    Mode{"keeps-grandchild", keepGrandchild},           // stays, with a child
+    Mode{"keeps-daemon", keepDaemon},    // stays, with a daemon that survives SIGTERM
+    Mode{"stubborn-pair", stubbornPair}, // survives SIGTERM, as does its child
+    Mode{"breeds", breed},               // survives SIGTERM, and starts many children
+    Mode{"spreads", spread},             // starts many descendants, each the child of the last
     Mode{"exits-on-terminate", exitOnTerminate}, // handles SIGTERM by exit with status 0
 };
 
