@@ -17,9 +17,10 @@
 namespace kestrelnet {
 
 HangingFile::HangingFile() : device_(::open("/dev/fuse", O_RDWR | O_CLOEXEC)) {
+    ::unlink(isWritten);
     ::close(::open(path, O_CREAT | O_WRONLY | O_CLOEXEC, 0666));
-    const std::string options = "fd=" + std::to_string(device_) +
-                                ",rootmode=100666,user_id=4711,group_id=4711,allow_other";
+    const std::string options =
+        "fd=" + std::to_string(device_) + ",rootmode=100666,user_id=4711,group_id=4711,allow_other";
     isMounted_ = ::mount("hanging", path, "fuse", 0, options.c_str()) == 0;
     server_ = ::fork();
     if (server_ == 0) {
