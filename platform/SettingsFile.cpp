@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// The settings in an INI file. QSettings would write the same file, but on a full disk it replaces a
-// complete file by an incomplete one.
+// The settings in an INI file. QSettings would write the same file, but on a full disk it replaces
+// a complete file by an incomplete one.
 #include "platform/FileManager.h"
 #include "platform/Log.h"
 #include "platform/SettingsStore.h"

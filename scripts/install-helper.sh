@@ -27,7 +27,7 @@ helper=$folder/com.kestrelnetvpn.tunnel
 client=$folder/kestrelnet-client
 largest_mib=256
 # Other users cannot open this file, so they cannot delay an installation.
-lock=/var/run/kestrelnet-install-helper.lock
+lock=/var/run/${helper##*/}.lock
 longest_wait=30
 
 say() { printf 'Kestrelnet: %s.\n' "$*"; }

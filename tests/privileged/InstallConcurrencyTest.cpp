@@ -17,7 +17,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr const char* lock = "/var/run/kestrelnet-install-helper.lock";
+constexpr const char* lock = "/var/run/com.kestrelnetvpn.tunnel.lock";
 
 /// The lock of an installation that is running.
 class HeldLock {

@@ -25,7 +25,8 @@ class HangingFile {
     static constexpr const char* isWritten = "/tmp/hanging-write";
 
   private:
-    template <typename Answer> void answer(std::uint64_t request, const Answer& answer) const;
+    template <typename Answer>
+    void answer(std::uint64_t request, const Answer& answer) const;
     [[noreturn]] void serve() const;
 
     int device_;
