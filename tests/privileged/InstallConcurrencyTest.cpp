@@ -17,12 +17,12 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr const char* lock = "/var/run/com.kestrelnetvpn.tunnel.lock";
+const std::string lock = std::string("/var/run/com.kestrelnetvpn.tunnel") + ".lock";
 
 /// The lock of an installation that is running.
 class HeldLock {
   public:
-    HeldLock() : file_(::open(lock, O_WRONLY | O_CREAT | O_CLOEXEC, 0600)) {
+    HeldLock() : file_(::open(lock.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600)) {
         EXPECT_EQ(::flock(file_, LOCK_EX | LOCK_NB), 0);
     }
     ~HeldLock() { ::close(file_); }
@@ -142,10 +142,12 @@ TEST_F(InstallConcurrencyTest, anUpgradeByThePackageWaitsToo) {
 TEST_F(InstallConcurrencyTest, anotherUserCannotHoldTheLock) {
     EXPECT_EQ(run().status, 0);
     for (const int access : {O_RDONLY, O_WRONLY, O_RDWR}) {
-        EXPECT_EQ(
-            rootWorld::as(rootWorld::user,
-                          [access] { return ::open(lock, access | O_CLOEXEC) >= 0 ? 0 : errno; }),
-            EACCES);
+        EXPECT_EQ(rootWorld::as(rootWorld::user,
+                                [access] {
+                                    return ::open(lock.c_str(), access | O_CLOEXEC) >= 0 ? 0
+                                                                                         : errno;
+                                }),
+                  EACCES);
     }
 }
 
