@@ -21,7 +21,9 @@ TunnelManager::TunnelManager(Platform platform, OperatorValues operatorValues)
     : platform_(std::move(platform)), operator_(std::move(operatorValues)),
       status(objectWillChange, TunnelStatus::disconnected, logStatus),
       apiKey(objectWillChange, platform_.defaults->string(settings::apiKey).value_or(""),
-             [this](const std::string& key) { platform_.defaults->set(settings::apiKey, key); }) {
+             [this](const std::string& key) {
+                 isKeyStored_ = platform_.defaults->set(settings::apiKey, key);
+             }) {
     helperInstalled = files::exists(platform_.paths.helper);
 }
 

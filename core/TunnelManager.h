@@ -54,7 +54,8 @@ class TunnelManager : public std::enable_shared_from_this<TunnelManager> {
     /// Whether the helper existed when the controller was created or after the last installation;
     /// false after an uninstall. connect() does not test again.
     Published<bool> helperInstalled{objectWillChange, false};
-    /// The device key. Each assignment is written to the settings exactly as given.
+    /// The device key. Each assignment is written to the settings exactly as given; see
+    /// isKeyStored().
     Published<std::string> apiKey;
 
     // -- Settings ------------------------------------------------------------------------------
@@ -72,6 +73,10 @@ class TunnelManager : public std::enable_shared_from_this<TunnelManager> {
 
     /// Whether `apiKey` has the form of a device key, see isDeviceKey().
     bool isConfigured() const;
+
+    /// False when the last assignment of `apiKey` could not be written to the settings: they still
+    /// hold the earlier key.
+    bool isKeyStored() const { return isKeyStored_; }
 
     /// The path of the client: in the bundle, in the user's own folder, or in the system's folder,
     /// tested in this order. No value when there is none. Each call reads the file system.
@@ -172,6 +177,8 @@ class TunnelManager : public std::enable_shared_from_this<TunnelManager> {
 
     /// Computed on first use.
     std::string launchAgentPath_;
+
+    bool isKeyStored_ = true;
 
     static constexpr std::int64_t maxLogLines = 200;
 

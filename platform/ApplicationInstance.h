@@ -19,7 +19,8 @@ class ApplicationInstance {
     struct Handlers {
         /// The user started the application again: show it.
         std::function<void()> activate;
-        /// Open a link. It is passed on byte for byte, without any check.
+        /// Open a link. On Linux it is passed on byte for byte, without any check. On macOS the
+        /// toolkit gives only a parsed URL: scheme and host are in lower case.
         std::function<void(std::string url)> open;
     };
 

@@ -2,8 +2,9 @@
 #include "platform/FileManager.h"
 
 #include <QFile>
-#include <QSaveFile>
 
+#include <algorithm>
+#include <atomic>
 #include <cerrno>
 #include <fcntl.h>
 #include <filesystem>
@@ -11,23 +12,89 @@
 #include <sys/stat.h>
 #include <system_error>
 #include <unistd.h>
+#include <utility>
 #include <vector>
 
 namespace kestrelnet::files {
 
 namespace {
 
-/// Gives the new file the owner and group of the one at `path`, which it replaces.
-bool keepOwner(const std::string& path, int replacement) {
-    struct stat before {};
-    struct stat after {};
-    if (::stat(path.c_str(), &before) != 0) {
+/// Follows `path` while it is a link. Empty for links in a circle.
+std::string linkTarget(std::string path) {
+    constexpr int mostLinks = 40;
+    for (int links = 0; links < mostLinks; ++links) {
+        std::error_code error;
+        const std::filesystem::path target = std::filesystem::read_symlink(path, error);
+        if (error) {
+            return path;
+        }
+        path = (std::filesystem::path(path).parent_path() / target).string();
+    }
+    return {};
+}
+
+/// A new file beside another one, under a name that nothing had. Removed when destroyed, unless it
+/// has replaced the other one. The functions set errno on failure.
+class Draft {
+  public:
+    Draft(const std::string& target, mode_t mode) : target_(target) {
+        static std::atomic<unsigned> count = 0;
+        constexpr int mostTries = 100;
+        for (int tries = 0; tries < mostTries && descriptor_ < 0; ++tries) {
+            path_ = target_ + '.' + std::to_string(::getpid()) + '-' + std::to_string(++count);
+            descriptor_ =
+                ::open(path_.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW, mode);
+            if (descriptor_ < 0 && errno != EEXIST) {
+                return;
+            }
+        }
+    }
+    ~Draft() {
+        if (descriptor_ >= 0) {
+            const int reason = errno;
+            ::close(descriptor_);
+            ::unlink(path_.c_str());
+            errno = reason;
+        }
+    }
+    Draft(const Draft&) = delete;
+    Draft& operator=(const Draft&) = delete;
+
+    bool isOpen() const { return descriptor_ >= 0; }
+
+    /// Gives it the owner, the group and the mode of another file.
+    bool copyRights(const struct stat& of) const {
+        struct stat own {};
+        return ::fstat(descriptor_, &own) == 0 &&
+               ((own.st_uid == of.st_uid && own.st_gid == of.st_gid) ||
+                ::fchown(descriptor_, of.st_uid, of.st_gid) == 0) &&
+               ::fchmod(descriptor_, of.st_mode & 07777U) == 0;
+    }
+
+    bool write(std::string_view text) const {
+        while (!text.empty()) {
+            const ssize_t size = ::write(descriptor_, text.data(), text.size());
+            if (size < 0 && errno != EINTR) {
+                return false;
+            }
+            text.remove_prefix(static_cast<std::size_t>(std::max<ssize_t>(size, 0)));
+        }
+        return ::fsync(descriptor_) == 0;
+    }
+
+    bool replaceTarget() {
+        if (::rename(path_.c_str(), target_.c_str()) != 0) {
+            return false;
+        }
+        ::close(std::exchange(descriptor_, -1));
         return true;
     }
-    return ::fstat(replacement, &after) == 0 &&
-           ((before.st_uid == after.st_uid && before.st_gid == after.st_gid) ||
-            ::fchown(replacement, before.st_uid, before.st_gid) == 0);
-}
+
+  private:
+    std::string target_;
+    std::string path_;
+    int descriptor_ = -1;
+};
 
 } // namespace
 
@@ -58,14 +125,17 @@ std::optional<std::string> read(const std::string& path, std::int64_t largest) {
     return file.error() == QFileDevice::NoError ? std::optional(text.toStdString()) : std::nullopt;
 }
 
-bool writeAtomically(const std::string& path, std::string_view text) {
-    // QSaveFile keeps the permissions of an existing file and follows a link. Flush explicitly:
-    // commit() does not report that the rest of the buffer could not be written.
-    QSaveFile file(QFile::decodeName(path.c_str()));
-    const auto size = static_cast<qint64>(text.size());
-    return file.open(QIODevice::WriteOnly) && keepOwner(path, file.handle()) &&
-           file.write(text.data(), size) == size && file.flush() && ::fsync(file.handle()) == 0 &&
-           file.commit();
+bool writeAtomically(const std::string& path, std::string_view text, unsigned mode) {
+    const std::string target = linkTarget(path);
+    struct stat before {};
+    const bool replaces = ::stat(target.c_str(), &before) == 0;
+    if (target.empty() || (replaces && !S_ISREG(before.st_mode))) {
+        errno = target.empty() ? ELOOP : EEXIST;
+        return false;
+    }
+    Draft draft(target, replaces ? 0600 : static_cast<mode_t>(mode));
+    return draft.isOpen() && (!replaces || draft.copyRights(before)) && draft.write(text) &&
+           draft.replaceTarget();
 }
 
 bool setPermissions(const std::string& path, unsigned mode) {

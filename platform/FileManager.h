@@ -21,10 +21,12 @@ bool createFolder(const std::string& path);
 /// bytes, and on errors.
 std::optional<std::string> read(const std::string& path, std::int64_t largest = 1LL << 30);
 
-/// Replaces the content of the file at `path`: at any time it holds either the old text or the new
-/// one. An existing file keeps its owner, group and mode; if it cannot, nothing is written. A link
-/// stays a link, and its target is replaced.
-bool writeAtomically(const std::string& path, std::string_view text);
+/// Replaces the file at `path` by one with the content `text`: at any time it holds either the old
+/// text or the new one, also after a power failure. The folder must be writable; the old file need
+/// not be. An existing file keeps its owner, group and mode; if it cannot, nothing is written. A
+/// new one gets `mode`, to which the file mode creation mask applies. A link stays a link, and its
+/// target is replaced. Sets errno on failure.
+bool writeAtomically(const std::string& path, std::string_view text, unsigned mode = 0666);
 
 /// Sets the permission bits, for example 0755.
 bool setPermissions(const std::string& path, unsigned mode);

@@ -12,8 +12,8 @@ namespace kestrelnet::log {
 
 namespace {
 
-/// The least type of message that is on without a rule. Fatal means none of ours.
-constexpr QtMsgType enabledByDefault = QtFatalMsg;
+/// The least type of message that is on without a rule.
+constexpr QtMsgType enabledByDefault = QtCriticalMsg;
 
 const QLoggingCategory& loggingCategory(Category category) {
     // In the order of the enumerators. Never destroyed, because other threads may still write
@@ -45,6 +45,11 @@ void warning(Category category, std::string_view message) {
 
 void warning(Category category, std::string_view message, std::error_code reason) {
     warning(category, std::string(message) + ": " + reason.message());
+}
+
+void error(Category category, std::string_view message, std::error_code reason) {
+    qCCritical(loggingCategory(category)).noquote()
+        << fromUtf8(std::string(message) + ": " + reason.message());
 }
 
 bool isEnabled(Category category) {

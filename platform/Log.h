@@ -4,9 +4,9 @@
 #include <string_view>
 #include <system_error>
 
-/// Diagnostic messages on standard error. All categories are off, warnings included, until the
-/// environment variable QT_LOGGING_RULES switches them on: "kestrelnet.*=true" for all of them,
-/// "kestrelnet.exitip=true" for one. Any thread.
+/// Diagnostic messages on standard error. Errors are always written. All other messages are off,
+/// warnings included, until the environment variable QT_LOGGING_RULES switches them on:
+/// "kestrelnet.*=true" for all categories, "kestrelnet.exitip=true" for one. Any thread.
 ///
 /// A message must never contain the device key, nor text that may repeat it, such as the client's
 /// output.
@@ -30,6 +30,9 @@ void debug(Category category, std::string_view message);
 void warning(Category category, std::string_view message);
 /// Appends the system's text for `reason`.
 void warning(Category category, std::string_view message, std::error_code reason);
+
+/// Failures by which the user loses something.
+void error(Category category, std::string_view message, std::error_code reason);
 
 /// Whether messages of the category are written, debug messages included. Saves the work to build
 /// a message that nobody reads.

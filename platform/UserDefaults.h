@@ -9,8 +9,10 @@
 
 namespace kestrelnet {
 
-/// The per-user settings store. Main thread only. Failures are only logged: what cannot be
-/// read is missing, what cannot be written is lost.
+class SettingsStore;
+
+/// The per-user settings store. Main thread only. What cannot be read is missing. A failed write is
+/// logged, and changes nothing: all values stay as they were.
 class UserDefaults {
   public:
     /// The store in the file at `path`, created with mode 0600 at the first write.
@@ -27,22 +29,21 @@ class UserDefaults {
     /// True when a true Boolean is stored under `key`; false when it is missing or anything else.
     bool boolean(std::string_view key) const;
 
-    // Written through to the file before they return.
+    // Written through to the file before they return. Return whether that succeeded.
 
-    /// Kept exactly, but for a byte order mark at the start.
-    void set(std::string_view key, std::string_view value);
+    /// Kept exactly. `value` is UTF-8.
+    bool set(std::string_view key, std::string_view value);
     /// For `bool` alone: a pointer to characters is a text.
-    void set(std::string_view key, std::same_as<bool> auto value) { setBoolean(key, value); }
+    bool set(std::string_view key, std::same_as<bool> auto value) { return setBoolean(key, value); }
 
-    /// Forgets every value. A file of its own goes as well; a later write makes it anew.
+    /// Removes every value. A file of its own is removed as well; a later write creates a new one.
     void removePersistentDomain();
 
   private:
-    void setBoolean(std::string_view key, bool value);
+    bool setBoolean(std::string_view key, bool value);
 
-    struct Store;
-    explicit UserDefaults(std::unique_ptr<Store> store);
-    std::unique_ptr<Store> store_;
+    explicit UserDefaults(std::unique_ptr<SettingsStore> store);
+    std::unique_ptr<SettingsStore> store_;
 };
 
 } // namespace kestrelnet

@@ -26,6 +26,9 @@ folder=/Library/PrivilegedHelperTools
 helper=$folder/com.kestrelnetvpn.tunnel
 client=$folder/kestrelnet-client
 largest_mib=256
+# Other users cannot open this file, so they cannot delay an installation.
+lock=/var/run/${helper##*/}.lock
+longest_wait=30
 
 say() { printf 'Kestrelnet: %s.\n' "$*"; }
 
@@ -54,19 +57,22 @@ if [[ $(uname -s) == Darwin ]]; then
     facts() { stat -f '%u:%g %Mp%Lp' "$1"; }
     group_name() { stat -f %Sg "$1"; }
     account() { id -P "$1" 2>/dev/null | awk -F: '{ print $4 ":" $9 }'; }
-    as_user() { sudo -n -u "#$user" -g "#$user_group" -- "$@"; }
+    as_user() { sudo -n -u "#$user" -g "#$user_group" -- "$@" 9>&-; }
     store() { sync; }
     forbids_root() { mount | grep -F " on $(df -P "$1" | awk 'END { print $6 }') (" | grep -q nosuid; }
     # "do shell script" sets no variable that names the user. It needs a user at the console.
     console_user() { stat -f %u /dev/console; }
+    # There is no program flock. 2 is LOCK_EX.
+    take_lock() { perl -e '$SIG{ALRM} = sub {}; alarm shift; exit !flock STDIN, 2' "$longest_wait" <&9; }
 else
     facts() { stat --format '%u:%g %04a' "$1"; }
     group_name() { stat --format %G "$1"; }
     account() { getent passwd "$1" | cut -d: -f4,6; }
-    as_user() { setpriv --reuid "$user" --regid "$user_group" --clear-groups -- "$@"; }
+    as_user() { setpriv --reuid "$user" --regid "$user_group" --clear-groups -- "$@" 9>&-; }
     store() { sync "$1"; }
     forbids_root() { [[ ,$(findmnt --noheadings --output VFS-OPTIONS --target "$1"), == *,nosuid,* ]]; }
     console_user() { :; }
+    take_lock() { flock -w "$longest_wait" 9; }
 fi
 
 as_root() { "$@"; }
@@ -119,6 +125,15 @@ find_client() {
         "$bundle/Contents/Resources/kestrelnet-client, ${home:+$own, }and $source"
 }
 
+# Waits until no other installation runs. The system ends the lock with this process; the processes
+# that a killed script leaves behind must not have descriptor 9.
+wait_for_others() {
+    umask 077
+    exec 9>>"$lock"
+    umask 022
+    take_lock || fail "another installation of the helper is running. Install again when it has ended"
+}
+
 # belongs_to_root FILE: true when only root can change FILE.
 belongs_to_root() { [[ ! -L $1 && $(facts "$1") == 0:*' '*[0145][0145] ]]; }
 
@@ -138,7 +153,7 @@ prepare_folder() {
     if forbids_root "$folder"; then
         fail "the helper cannot work in $folder: its file system is mounted \"nosuid\""
     fi
-    # From interrupted installations.
+    # From interrupted installations. No other one is running.
     rm -f "$folder/.${helper##*/}".?????? "$folder/.${client##*/}".??????
 }
 
@@ -174,9 +189,9 @@ stage() {
     local limit=$((largest_mib << 20)) complete=yes
     exec 3>"$staged"
     {
-        exec 3>&-
+        exec 3>&- 9>&-
         "$1" cat -- "$2" 2>/dev/null
-    } | head -c $((limit + 1)) >&3 2>/dev/null || complete=
+    } | head -c $((limit + 1)) >&3 2>/dev/null 9>&- || complete=
     exec 3>&-
     (($(wc -c <"$staged") <= limit)) || fail "$2 is larger than $largest_mib MiB"
     [[ $complete ]] || fail "$2 could not be copied"
@@ -233,6 +248,7 @@ who_may_start() {
 install_both() {
     find_user
     find_client
+    wait_for_others
     prepare_folder
     stage as_root "$bundle/Contents/Helpers/${helper##*/}" "$helper"
     staged_helper=$staged
@@ -243,6 +259,7 @@ install_both() {
 
 upgrade() {
     [[ -f $helper ]] || exit 0
+    wait_for_others
     prepare_folder
     belongs_to_root "$helper" || fail "$helper can be changed by users other than root." \
         "Remove it, then install again"

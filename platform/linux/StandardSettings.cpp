@@ -1,16 +1,14 @@
 // SPDX-License-Identifier: MIT
-#include "platform/StandardSettings.h"
+#include "platform/SettingsStore.h"
 
-#include <QSettings>
+#include <QFile>
 #include <QStandardPaths>
 
 namespace kestrelnet {
 
-std::unique_ptr<QSettings> standardSettings(const std::string& domain) {
+std::unique_ptr<SettingsStore> standardSettings(const std::string& domain) {
     const QString folder = QStandardPaths::writableLocation(QStandardPaths::GenericConfigLocation);
-    return std::make_unique<QSettings>(folder + QLatin1Char('/') + QString::fromStdString(domain) +
-                                           QLatin1String(".conf"),
-                                       QSettings::IniFormat);
+    return settingsFile(QFile::encodeName(folder).toStdString() + '/' + domain + ".conf");
 }
 
 } // namespace kestrelnet

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "tests/core/TunnelTest.h"
+#include "tests/support/FullDisk.h"
 #include "tests/support/Waiting.h"
 
 #include <array>
@@ -45,6 +46,30 @@ TEST_F(FreshUserTest, startingWritesNoSettingAndStartsNothing) {
     EXPECT_EQ(runningThreads(), threads);
     EXPECT_EQ(world.time.pendingCount(), 0U);
     EXPECT_EQ(world.time.sleeperCount(), 0U);
+}
+
+TEST_F(FreshUserTest, aKeyThatCouldNotBeWrittenIsNotStored) {
+    const auto manager = makeManager();
+    EXPECT_TRUE(manager->isKeyStored());
+    manager->apiKey = "dev_1234567";
+    EXPECT_TRUE(manager->isKeyStored());
+    {
+        const FullDisk disk;
+        manager->apiKey = "dev_7654321";
+    }
+    EXPECT_FALSE(manager->isKeyStored());
+    EXPECT_EQ(*manager->apiKey, "dev_7654321");
+    EXPECT_EQ(world.reopenDefaults()->string(keySetting), "dev_1234567");
+    manager->apiKey = "dev_7654321";
+    EXPECT_TRUE(manager->isKeyStored());
+    EXPECT_EQ(world.reopenDefaults()->string(keySetting), "dev_7654321");
+}
+
+TEST_F(FreshUserTest, aKeyThatBeginsWithAByteOrderMarkIsStoredExactly) {
+    const std::string key = "\uFEFF"
+                            "dev_1234567";
+    makeManager()->apiKey = key;
+    EXPECT_EQ(*makeManager()->apiKey, key);
 }
 
 struct KeyCase {

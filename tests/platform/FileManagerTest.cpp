@@ -1,19 +1,20 @@
 // SPDX-License-Identifier: MIT
 #include "platform/FileManager.h"
 
+#include "tests/support/FullDisk.h"
+#include "tests/support/OrdinaryUser.h"
 #include "tests/support/TemporaryFolder.h"
 
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <csignal>
+#include <cerrno>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <pwd.h>
 #include <string>
-#include <sys/resource.h>
 #include <sys/stat.h>
 #include <thread>
 #include <unistd.h>
@@ -132,6 +133,40 @@ TEST_F(FileManagerTest, aReplacedFileKeepsItsMode) {
     }
 }
 
+TEST_F(FileManagerTest, replacesAReadOnlyFileAndKeepsItsMode) {
+    const std::string path = folder.write("file", "old");
+    ASSERT_EQ(::chmod(path.c_str(), 0444), 0);
+    const OrdinaryUser user(folder.path());
+    EXPECT_TRUE(files::writeAtomically(path, "new"));
+    EXPECT_EQ(readFile(path), "new");
+    EXPECT_EQ(modeOf(path), 0444U);
+    EXPECT_EQ(entryCount(folder.path()), 1);
+}
+
+TEST_F(FileManagerTest, aNewFileGetsTheGivenModeWithoutTheMask) {
+    ::umask(027);
+    ASSERT_TRUE(files::writeAtomically(folder.file("program"), "text", 0777));
+    ASSERT_TRUE(files::writeAtomically(folder.file("secret"), "text", 0600));
+    EXPECT_EQ(modeOf(folder.file("program")), 0750U);
+    EXPECT_EQ(modeOf(folder.file("secret")), 0600U);
+}
+
+TEST_F(FileManagerTest, createsTheTargetOfALinkThatLeadsNowhere) {
+    fs::create_directory(folder.file("dotfiles"));
+    fs::create_symlink("dotfiles/second", folder.file("first"));
+    fs::create_symlink("bashrc", folder.file("dotfiles/second"));
+    ASSERT_TRUE(files::writeAtomically(folder.file("first"), "new"));
+    EXPECT_TRUE(fs::is_symlink(folder.file("first")));
+    EXPECT_TRUE(fs::is_symlink(folder.file("dotfiles/second")));
+    EXPECT_EQ(readFile(folder.file("dotfiles/bashrc")), "new");
+}
+
+TEST_F(FileManagerTest, writingFailsAtLinksInACircle) {
+    fs::create_symlink("circle", folder.file("circle"));
+    EXPECT_FALSE(files::writeAtomically(folder.file("circle"), "new"));
+    EXPECT_EQ(entryCount(folder.path()), 1);
+}
+
 TEST_F(FileManagerTest, writesThroughALink) {
     const std::string target = folder.write("dotfiles/bashrc", "old");
     fs::create_symlink("dotfiles/bashrc", folder.file("link"));
@@ -226,21 +261,17 @@ TEST_F(FileManagerTest, writingFailsWhereNoFileCanBeCreated) {
 }
 
 TEST_F(FileManagerTest, aFullDiskKeepsTheOldFileComplete) {
-    rlimit before{};
-    ASSERT_EQ(::getrlimit(RLIMIT_FSIZE, &before), 0);
-    const auto handler = std::signal(SIGXFSZ, SIG_IGN);
     // Texts that fit into a buffer, and larger ones.
     for (const std::size_t size : {1000U, 5000U, 16384U, 16385U, 100'000U}) {
         const std::string path = folder.write("file", "old");
-        const rlimit tight{.rlim_cur = 512, .rlim_max = before.rlim_max};
-        ASSERT_EQ(::setrlimit(RLIMIT_FSIZE, &tight), 0);
-        const bool isWritten = files::writeAtomically(path, std::string(size, 'x'));
-        ASSERT_EQ(::setrlimit(RLIMIT_FSIZE, &before), 0);
-        EXPECT_FALSE(isWritten) << size;
+        {
+            const FullDisk disk(512);
+            EXPECT_FALSE(files::writeAtomically(path, std::string(size, 'x'))) << size;
+            EXPECT_EQ(errno, EFBIG);
+        }
         EXPECT_EQ(readFile(path), "old") << size;
         EXPECT_EQ(entryCount(folder.path()), 1) << size;
     }
-    std::signal(SIGXFSZ, handler);
 }
 
 TEST_F(FileManagerTest, setsPermissions) {

@@ -18,6 +18,13 @@ using testing::IsEmpty;
 constexpr Category allCategories[] = {Category::tunnel,   Category::output, Category::exitIP,
                                       Category::settings, Category::system, Category::desktop};
 
+TEST(LogTest, errorsAreWrittenByDefault) {
+    const LogRecorder recorder("");
+    log::error(Category::settings, "cannot write", {ENOSPC, std::generic_category()});
+    EXPECT_THAT(recorder.messages(),
+                ElementsAre("error kestrelnet.settings: cannot write: No space left on device"));
+}
+
 TEST(LogTest, everyCategoryIsOffByDefault) {
     const LogRecorder recorder("");
     for (const Category category : allCategories) {

@@ -2,8 +2,13 @@
 #include "platform/UserDefaults.h"
 
 #include "platform/FileManager.h"
+#include "tests/support/FullDisk.h"
 #include "tests/support/LogRecorder.h"
+#include "tests/support/OrdinaryUser.h"
 #include "tests/support/TemporaryFolder.h"
+
+#include <QSettings>
+#include <QString>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -56,13 +61,36 @@ TEST_F(UserDefaultsTest, anEmptyStoreHasNothing) {
     EXPECT_FALSE(files::exists(path)) << "reading has written";
 }
 
-class RoundTripTest : public UserDefaultsTest, public testing::WithParamInterface<std::string> {};
+class RoundTripTest : public UserDefaultsTest, public testing::WithParamInterface<std::string> {
+  protected:
+    QString qtPath() const { return QString::fromStdString(path); }
+    /// The first character protects a byte order mark.
+    static QString qtValue() { return QString::fromStdString("x" + GetParam()).mid(1); }
+};
 
 TEST_P(RoundTripTest, keepsTheTextExactly) {
     UserDefaults defaults(path);
     defaults.set(keyName, std::string_view(GetParam()));
     EXPECT_EQ(defaults.string(keyName), GetParam());
     EXPECT_EQ(fromDisk().string(keyName), GetParam());
+}
+
+// Earlier versions have kept the settings with QSettings.
+TEST_P(RoundTripTest, readsWhatQSettingsHasWritten) {
+    QSettings(qtPath(), QSettings::IniFormat).setValue("kestrelnet_api_key", qtValue());
+    EXPECT_EQ(UserDefaults(path).string(keyName), GetParam());
+}
+
+TEST_P(RoundTripTest, qSettingsReadsIt) {
+    UserDefaults(path).set(keyName, std::string_view(GetParam()));
+    const QSettings settings(qtPath(), QSettings::IniFormat);
+    if (GetParam().starts_with("\uFEFF")) {
+        // QSettings leaves out a byte order mark at the start.
+        EXPECT_TRUE(qtValue().endsWith(settings.value("kestrelnet_api_key").toString()));
+    } else {
+        EXPECT_EQ(settings.value("kestrelnet_api_key").toString(), qtValue());
+    }
+    EXPECT_EQ(settings.status(), QSettings::NoError);
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -75,7 +103,8 @@ INSTANTIATE_TEST_SUITE_P(
                     "\x01"
                     "1f\x7F"s,
                     "true"s, "0"s, "\u00E9"s, "e\u0301"s, "\u00A0 \u2028"s, "\u4E2D\u6587"s,
-                    "\U0001F600"s, "dev\uFEFF"s, "\uFFFD\uFFFE\uFFFF"s,
+                    "\U0001F600"s, "dev\uFEFF"s, "\uFEFF"s, "\uFEFF dev_1234567"s,
+                    "\uFEFF\uFEFFdev"s, "\uFFFD\uFFFE\uFFFF"s,
                     "\u00E9"
                     "1\u00E9"
                     "f"s));
@@ -244,10 +273,75 @@ TEST_F(UserDefaultsTest, aFailedWriteIsLoggedWithoutTheValue) {
     UserDefaults defaults(unusable);
     const LogRecorder recorder;
     defaults.set(keyName, "dev_1234567");
-    EXPECT_THAT(
-        recorder.messages(),
-        ElementsAre("warning kestrelnet.settings: cannot create " + unusable + ": Not a directory",
-                    "warning kestrelnet.settings: the settings cannot be read or written"));
+    EXPECT_THAT(recorder.messages(), ElementsAre("error kestrelnet.settings: cannot write " +
+                                                 unusable + ": Not a directory"));
+}
+
+TEST_F(UserDefaultsTest, aFullDiskKeepsTheEarlierValuesAndIsReported) {
+    UserDefaults defaults(path);
+    ASSERT_TRUE(defaults.set(keyName, "dev_1234567"));
+    ASSERT_TRUE(defaults.set(switchName, true));
+    const std::string before = readFile(path);
+    // Without rules.
+    const LogRecorder recorder("");
+    {
+        // A part of the text fits.
+        const FullDisk disk(512);
+        EXPECT_FALSE(defaults.set(keyName, std::string_view(std::string(1000, 'x'))));
+        EXPECT_EQ(defaults.string(keyName), "dev_1234567");
+    }
+    EXPECT_THAT(recorder.messages(), ElementsAre("error kestrelnet.settings: cannot write " + path +
+                                                 ": File too large"));
+    EXPECT_EQ(readFile(path), before);
+    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder.path()), {}), 1);
+    EXPECT_TRUE(defaults.set(keyName, "dev_7654321"));
+    EXPECT_EQ(fromDisk().string(keyName), "dev_7654321");
+}
+
+TEST_F(UserDefaultsTest, aFullDiskLeavesNoEmptyFile) {
+    {
+        const FullDisk disk;
+        EXPECT_FALSE(UserDefaults(path).set(keyName, "dev_1234567"));
+    }
+    EXPECT_FALSE(files::exists(path));
+}
+
+TEST_F(UserDefaultsTest, aReadOnlyFileIsReplacedAndStaysReadOnly) {
+    folder.write("settings.conf", "kestrelnet_api_key=dev_1234567\n");
+    ASSERT_EQ(::chmod(path.c_str(), 0400), 0);
+    const OrdinaryUser user(folder.path());
+    UserDefaults defaults(path);
+    EXPECT_TRUE(defaults.set(switchName, true));
+    EXPECT_EQ(defaults.string(keyName), "dev_1234567");
+    EXPECT_TRUE(defaults.boolean(switchName));
+    EXPECT_EQ(modeOf(path), 0400U);
+}
+
+TEST_F(UserDefaultsTest, aFileThatCannotBeReadIsNotReplaced) {
+    folder.write("settings.conf", "kestrelnet_api_key=dev_1234567\n");
+    ASSERT_EQ(::chmod(path.c_str(), 0200), 0);
+    const LogRecorder recorder("");
+    {
+        const OrdinaryUser user(folder.path());
+        UserDefaults defaults(path);
+        EXPECT_EQ(defaults.string(keyName), std::nullopt);
+        EXPECT_FALSE(defaults.set(switchName, true));
+    }
+    EXPECT_THAT(recorder.messages(), ElementsAre("error kestrelnet.settings: cannot write " + path +
+                                                 ": Permission denied"));
+    ASSERT_EQ(::chmod(path.c_str(), 0600), 0);
+    EXPECT_EQ(readFile(path), "kestrelnet_api_key=dev_1234567\n");
+}
+
+TEST_F(UserDefaultsTest, aWriteChangesNoOtherLine) {
+    writeFile("; mine\nbefore=1, 2\n[Other]\nkestrelnet_api_key=other\nlist=@Variant(\\0)\n"
+              "[general]\nkestrelnet_api_key=old\nlast=\"two\nlines\"\n[Third]\nx=1\n");
+    UserDefaults defaults(path);
+    defaults.set(keyName, "new");
+    EXPECT_EQ(readFile(path),
+              "; mine\nbefore=1, 2\n[Other]\nkestrelnet_api_key=other\nlist=@Variant(\\0)\n"
+              "[general]\nlast=\"two\nlines\"\nkestrelnet_api_key=new\n[Third]\nx=1\n");
+    EXPECT_EQ(defaults.string(keyName), "new");
 }
 
 TEST_F(UserDefaultsTest, damageIsLoggedOnce) {
@@ -273,6 +367,30 @@ TEST_F(UserDefaultsTest, removesEverythingWithItsFileAndStaysUsable) {
     EXPECT_EQ(fromDisk().string(keyName), std::nullopt);
     EXPECT_TRUE(fromDisk().boolean(switchName));
     EXPECT_EQ(modeOf(path), 0600U);
+}
+
+TEST_F(UserDefaultsTest, removesAReadOnlyFile) {
+    folder.write("settings.conf", "kestrelnet_api_key=dev_1234567\n");
+    ASSERT_EQ(::chmod(path.c_str(), 0400), 0);
+    const OrdinaryUser user(folder.path());
+    UserDefaults defaults(path);
+    defaults.removePersistentDomain();
+    EXPECT_FALSE(files::exists(path));
+    EXPECT_FALSE(defaults.boolean(switchName));
+    EXPECT_FALSE(files::exists(path)) << "reading has written";
+}
+
+TEST_F(UserDefaultsTest, aFailedRemovalIsReported) {
+    folder.write("settings.conf", "kestrelnet_api_key=dev_1234567\n");
+    const LogRecorder recorder("");
+    {
+        const OrdinaryUser user(folder.path());
+        ASSERT_EQ(::chmod(folder.path().c_str(), 0500), 0);
+        UserDefaults(path).removePersistentDomain();
+        ASSERT_EQ(::chmod(folder.path().c_str(), 0700), 0);
+    }
+    EXPECT_THAT(recorder.messages(), ElementsAre("error kestrelnet.settings: cannot remove " +
+                                                 path + ": Permission denied"));
 }
 
 TEST_F(UserDefaultsTest, removingAlsoClearsTheTargetOfALink) {

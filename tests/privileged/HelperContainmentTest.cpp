@@ -2,21 +2,16 @@
 // No process of a run outlives its guard, and neither the caller's streams nor a stopped front
 // keeps a root process alive.
 #include "tests/privileged/HelperTest.h"
+#include "tests/support/HangingFile.h"
 
 #include <algorithm>
 #include <array>
-#include <cerrno>
-#include <cstdint>
-#include <cstring>
 #include <fcntl.h>
 #include <filesystem>
-#include <linux/fuse.h>
 #include <poll.h>
 #include <signal.h>
 #include <sstream>
 #include <sys/mount.h>
-#include <sys/stat.h>
-#include <sys/uio.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -31,28 +26,6 @@ using Clock = std::chrono::steady_clock;
 
 class HelperContainmentTest : public HelperTest {
   protected:
-    void SetUp() override {
-        HelperTest::SetUp();
-        fs::remove(mark);
-    }
-
-    /// Starts the helper with a shell script as client, and waits for its mark.
-    void startScript(const std::string& text, const Options& options = {}) {
-        installClientText("#!/bin/sh\n" + text);
-        program = std::make_unique<UserProgram>(helperPath, options);
-        EXPECT_TRUE(waitFor([] { return fs::exists(mark); }));
-    }
-
-    pid_t guard() const {
-        const std::string front = std::to_string(program->pid());
-        return std::stoi(readFile("/proc/" + front + "/task/" + front + "/children"));
-    }
-
-    void killStarter() const {
-        ASSERT_GT(program->starter(), 0);
-        ASSERT_EQ(::kill(program->starter(), SIGKILL), 0);
-    }
-
     /// All processes but the front that have not ended.
     std::vector<rootWorld::Survivor> othersThanTheFront() const {
         auto found = rootWorld::processes();
@@ -65,8 +38,6 @@ class HelperContainmentTest : public HelperTest {
         const auto end = Clock::now() + time;
         return waitFor([this] { return othersThanTheFront().empty(); }) && Clock::now() <= end;
     }
-
-    static constexpr const char* mark = "/tmp/ready";
 };
 
 /// Makes standard output and error a full pipe that nobody reads, which stays open.
@@ -160,87 +131,6 @@ TEST_F(HelperContainmentTest, noRootProcessHasAStreamOfTheCallers) {
     ::close(stream[0]);
     ::close(stream[1]);
 }
-
-/// A file that a program of the user's serves, and that never completes a write.
-class HangingFile {
-  public:
-    HangingFile() : device_(::open("/dev/fuse", O_RDWR | O_CLOEXEC)) {
-        ::close(::open(path, O_CREAT | O_WRONLY | O_CLOEXEC, 0666));
-        const std::string options = "fd=" + std::to_string(device_) +
-                                    ",rootmode=100666,user_id=4711,group_id=4711,allow_other";
-        isMounted_ = ::mount("hanging", path, "fuse", 0, options.c_str()) == 0;
-        server_ = ::fork();
-        if (server_ == 0) {
-            serve();
-        }
-        ::close(device_);
-    }
-    ~HangingFile() {
-        // Completes every request with an error.
-        ::kill(server_, SIGKILL);
-        ::waitpid(server_, nullptr, 0);
-        ::umount2(path, MNT_DETACH);
-    }
-    HangingFile(const HangingFile&) = delete;
-    HangingFile& operator=(const HangingFile&) = delete;
-
-    bool isMounted() const { return isMounted_; }
-    pid_t server() const { return server_; }
-
-    static constexpr const char* path = "/tmp/hanging";
-    /// Exists as soon as a process waits for a write.
-    static constexpr const char* isWritten = "/tmp/hanging-write";
-
-  private:
-    template <typename Answer>
-    void answer(std::uint64_t request, const Answer& answer) const {
-        fuse_out_header header{.len = sizeof header + sizeof answer, .error = 0, .unique = request};
-        std::array<iovec, 2> parts{
-            iovec{.iov_base = &header, .iov_len = sizeof header},
-            iovec{.iov_base = const_cast<Answer*>(&answer), .iov_len = sizeof answer}};
-        if (::writev(device_, parts.data(), parts.size()) < 0) {
-            ::_exit(1);
-        }
-    }
-    [[noreturn]] void serve() const {
-        alignas(fuse_in_header) std::array<char, 1U << 18U> buffer{};
-        for (;;) {
-            if (::read(device_, buffer.data(), buffer.size()) <= 0) {
-                if (errno != EINTR && errno != ENOENT) {
-                    ::_exit(0);
-                }
-                continue;
-            }
-            fuse_in_header request{};
-            std::memcpy(&request, buffer.data(), sizeof request);
-            if (request.opcode == FUSE_INIT) {
-                fuse_init_out reply{};
-                reply.major = FUSE_KERNEL_VERSION;
-                reply.minor = FUSE_KERNEL_MINOR_VERSION;
-                reply.max_write = 1U << 16U;
-                answer(request.unique, reply);
-            } else if (request.opcode == FUSE_OPEN) {
-                answer(request.unique, fuse_open_out{});
-            } else if (request.opcode == FUSE_GETATTR) {
-                fuse_attr_out reply{};
-                reply.attr.ino = FUSE_ROOT_ID;
-                reply.attr.mode = S_IFREG | 0666;
-                reply.attr.nlink = 1;
-                answer(request.unique, reply);
-            } else if (request.opcode == FUSE_WRITE) {
-                ::close(::open(isWritten, O_CREAT | O_WRONLY | O_CLOEXEC, 0600));
-            } else {
-                const fuse_out_header done{
-                    .len = sizeof done, .error = -ENOSYS, .unique = request.unique};
-                [[maybe_unused]] const ssize_t size = ::write(device_, &done, sizeof done);
-            }
-        }
-    }
-
-    int device_;
-    bool isMounted_ = false;
-    pid_t server_ = -1;
-};
 
 TEST_F(HelperContainmentTest, aFileOfTheUsersThatHangsHoldsNoRootProcess) {
     const HangingFile file;
@@ -355,74 +245,6 @@ TEST_F(HelperContainmentTest, mountsReachTheHostAndTheHostsReachTheClient) {
         return found;
     };
     EXPECT_EQ(count(during), count(before));
-}
-
-// -- How long a run may take to end, and how often it is asked
-// ---------------------------------------
-
-/// A client that cleans up for 2.7 s, and writes meanwhile. A signal to its `sleep` spoils it.
-const std::string cleaningClient =
-    "trap 'echo cleaning; sleep 2.7 && echo clean && : >/tmp/cleaned; exit 0' TERM\n"
-    ": >/tmp/ready\nwhile :; do sleep 0.02; done\n";
-
-/// A VPN that notes each SIGTERM, and ends half a second after the first.
-const std::string vpn = "sh -c 'trap \"echo vpn >>/tmp/asked\" TERM; : >/tmp/ready; "
-                        "until grep -q vpn /tmp/asked 2>/dev/null; do sleep 0.02; done; "
-                        "for i in 1 2 3 4 5; do sleep 0.1; done' &\n";
-/// A wrapper of it, which passes the signal on a little later.
-const std::string wrapper =
-    vpn + "trap 'echo wrapper >>/tmp/asked; sleep 0.2; kill -TERM $!' TERM\nwait\nwait\nwait\n";
-
-class HelperGraceTest : public HelperContainmentTest {
-  protected:
-    void SetUp() override {
-        HelperContainmentTest::SetUp();
-        fs::remove("/tmp/cleaned");
-        fs::remove("/tmp/asked");
-    }
-};
-
-TEST_F(HelperGraceTest, aDisconnectLeavesTimeToCleanUp) {
-    startScript(cleaningClient);
-    EXPECT_EQ(program->send(SIGTERM), 0);
-    EXPECT_EQ(program->waitStatus(), 0);
-    EXPECT_TRUE(fs::exists("/tmp/cleaned"));
-}
-
-TEST_F(HelperGraceTest, quittingLeavesTimeToCleanUp) {
-    startScript(cleaningClient, {.hasOwnStarter = true});
-    EXPECT_EQ(program->send(SIGTERM), 0);
-    ::usleep(500'000);
-    killStarter();
-    EXPECT_TRUE(nothingIsLeftInTime());
-    EXPECT_TRUE(fs::exists("/tmp/cleaned"));
-}
-
-TEST_F(HelperGraceTest, theEndOfTheSessionLeavesTimeToCleanUp) {
-    // First the requests, to front and guard alike, then the end of every process of the user's.
-    startScript(cleaningClient, {.hasOwnStarter = true});
-    ::kill(guard(), SIGTERM);
-    EXPECT_EQ(program->send(SIGTERM), 0);
-    ::usleep(500'000);
-    killStarter();
-    EXPECT_EQ(program->send(SIGKILL), 0);
-    EXPECT_TRUE(nothingIsLeftInTime());
-    EXPECT_TRUE(fs::exists("/tmp/cleaned"));
-}
-
-TEST_F(HelperGraceTest, aWrapperAndItsVpnAreAskedOnceEach) {
-    // A second SIGTERM would make the VPN skip its farewell.
-    startScript(wrapper);
-    EXPECT_EQ(program->send(SIGTERM), 0);
-    EXPECT_TRUE(program->waitStatus());
-    EXPECT_EQ(readFile("/tmp/asked"), "wrapper\nvpn\n");
-}
-
-TEST_F(HelperGraceTest, aVpnWhoseWrapperEndsIsAskedOnce) {
-    startScript(vpn + "wait\n");
-    EXPECT_EQ(program->send(SIGTERM), 0);
-    EXPECT_TRUE(program->waitStatus());
-    EXPECT_EQ(readFile("/tmp/asked"), "vpn\n");
 }
 
 } // namespace

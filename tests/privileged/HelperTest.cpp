@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <filesystem>
 #include <fstream>
+#include <signal.h>
 #include <sstream>
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -47,6 +48,25 @@ UserProgram& HelperTest::start(const FakeClient& client, const Options& options)
     program = std::make_unique<UserProgram>(helperPath, options);
     EXPECT_TRUE(waitFor([&] { return client.isReady(); }));
     return *program;
+}
+
+UserProgram& HelperTest::startScript(const std::string& text, const Options& options) {
+    static constexpr const char* ready = "/tmp/ready";
+    fs::remove(ready);
+    installClientText("#!/bin/sh\n" + text);
+    program = std::make_unique<UserProgram>(helperPath, options);
+    EXPECT_TRUE(waitFor([] { return fs::exists(ready); }));
+    return *program;
+}
+
+pid_t HelperTest::guard() const {
+    const std::string front = std::to_string(program->pid());
+    return std::stoi(readFile("/proc/" + front + "/task/" + front + "/children"));
+}
+
+void HelperTest::killStarter() const {
+    ASSERT_GT(program->starter(), 0);
+    ASSERT_EQ(::kill(program->starter(), SIGKILL), 0);
 }
 
 std::string HelperTest::refusal(const Options& options) {

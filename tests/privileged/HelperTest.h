@@ -43,8 +43,16 @@ class HelperTest : public testing::Test {
 
     /// Starts the helper and waits until the client is ready.
     UserProgram& start(const FakeClient& client, const Options& options = {});
+    /// Starts the helper with a shell script as client, and waits until that has created the file
+    /// /tmp/ready.
+    UserProgram& startScript(const std::string& text, const Options& options = {});
     /// Starts the helper, expects it to refuse, and returns its output.
     std::string refusal(const Options& options = {});
+
+    /// The guard of the run.
+    pid_t guard() const;
+    /// Kills the process that has started the helper.
+    void killStarter() const;
 
     /// Waits until no process of the runs is left. Returns the time it took.
     static std::optional<std::chrono::milliseconds> timeUntilNothingIsLeft();

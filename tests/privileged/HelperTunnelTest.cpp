@@ -31,8 +31,8 @@ class HelperTunnelTest : public HelperTest {
     }
 
     /// Puts a client into /usr/local/bin and runs the installer.
-    FakeClient& install(std::string_view mode) {
-        client_ = std::make_unique<FakeClient>(mode);
+    FakeClient& install(std::string_view mode, std::string_view argument = "") {
+        client_ = std::make_unique<FakeClient>(mode, argument);
         client_->installScriptAt("/usr/local/bin/kestrelnet-client");
         EXPECT_EQ(runAsRoot("/bin/bash /usr/lib/kestrelnet/Contents/Resources/install-helper.sh "
                             ">/tmp/output 2>&1"),
@@ -50,8 +50,8 @@ class HelperTunnelTest : public HelperTest {
     }
 
     /// Installs a client, starts the controller and connects.
-    FakeClient& connect(std::string_view mode) {
-        FakeClient& client = install(mode);
+    FakeClient& connect(std::string_view mode, std::string_view argument = "") {
+        FakeClient& client = install(mode, argument);
         startController();
         controller->tell("connect");
         EXPECT_TRUE(waitFor([&client] { return client.isReady(); }));
@@ -97,6 +97,34 @@ TEST_F(HelperTunnelTest, aStubbornClientIsKilledAfterThreeSecondsAndBeforeFour) 
     EXPECT_TRUE(waitFor([&] { return rootWorld::processes().size() == 1; }));
     EXPECT_LE(std::chrono::steady_clock::now() - asked, endsWithin);
     EXPECT_EQ(client.terminations(), 1U);
+}
+
+TEST_F(HelperTunnelTest, aDisconnectLeavesTimeToCleanUp) {
+    const FakeClient& client = connect("cleans-up", "2700");
+    controller->tell("disconnect");
+    EXPECT_TRUE(waitFor([&client] { return client.isGone(); }));
+    EXPECT_TRUE(client.hasCleanedUp());
+}
+
+TEST_F(HelperTunnelTest, quittingLeavesTimeToCleanUp) {
+    const FakeClient& client = connect("cleans-up", "2700");
+    controller->tell("quit");
+    EXPECT_EQ(controller->exitStatus(), 0);
+    EXPECT_TRUE(waitFor([&client] { return client.isGone(); }));
+    EXPECT_TRUE(client.hasCleanedUp());
+}
+
+TEST_F(HelperTunnelTest, loggingOutLeavesTimeToCleanUp) {
+    const FakeClient& client = connect("cleans-up", "2700");
+    const pid_t guard = std::stoi(processLine(*client.pid(), "status", "PPid:"));
+    // All processes of the session are asked to end, the guard among them. When the application
+    // has ended, the user's processes are killed.
+    rootWorld::signalProcesses(rootWorld::user, SIGTERM);
+    ASSERT_EQ(::kill(guard, SIGTERM), 0);
+    EXPECT_EQ(controller->exitStatus(), 0);
+    rootWorld::signalProcesses(rootWorld::user, SIGKILL);
+    EXPECT_TRUE(waitFor([&client] { return client.isGone(); }));
+    EXPECT_TRUE(client.hasCleanedUp());
 }
 
 TEST_F(HelperTunnelTest, nothingOutlivesAnApplicationThatIsKilled) {

@@ -16,7 +16,7 @@ using testing::StartsWith;
 
 namespace fs = std::filesystem;
 
-class InstallHelperTest : public InstallTest {};
+using InstallHelperTest = InstallTest;
 
 TEST_F(InstallHelperTest, makesRootTheOwnerOfBothFilesAndReportsThem) {
     write(systemClient, "a client");

@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The installation with macOS's commands. Stubs of them precede the system's programs in the
-// script's search path. They accept only what the BSD programs accept.
+// The installation with macOS's commands. Stubs of them accept only what the BSD programs accept.
 #include "tests/privileged/InstallTest.h"
 
 #include <filesystem>
@@ -30,7 +29,7 @@ IFS=: read -r name password uid gid gecos home shell < <(/usr/bin/getent passwd 
 exec /usr/bin/setpriv --reuid "${3#?}" --regid "${5#?}" --clear-groups -- "${@:7}")");
         addStub("mount", "echo '/dev/disk1s1 on / (apfs, local, journaled)'");
         addStub("sync", "[[ $# == 0 ]]");
-        for (const char* name : {"getent", "setpriv", "findmnt"}) {
+        for (const char* name : {"getent", "setpriv", "findmnt", "flock"}) {
             addStub(name, "exit 127");
         }
         for (const char* name : {"chmod", "chown", "mkdir", "mktemp", "mv", "rm"}) {
@@ -50,19 +49,9 @@ exec "/usr/bin/${0##*/}" "$@")");
         write(ownClient, "the user's");
     }
     void TearDown() override {
-        for (const std::string& name : stubs_) {
-            fs::remove("/usr/sbin/" + name);
-        }
+        InstallTest::TearDown();
         fs::remove_all(rootWorld::user.home + "/.kestrelnet");
     }
-
-  private:
-    void addStub(const std::string& name, const std::string& text) {
-        ASSERT_FALSE(fs::exists("/usr/sbin/" + name));
-        write("/usr/sbin/" + name, "#!/bin/bash\n" + text + '\n');
-        stubs_.push_back(name);
-    }
-    std::vector<std::string> stubs_;
 };
 
 TEST_F(InstallMacTest, installsTheClientOfTheUserAtTheConsole) {

@@ -17,7 +17,7 @@ using testing::IsEmpty;
 
 namespace fs = std::filesystem;
 
-class InstallRefusalTest : public InstallTest {};
+using InstallRefusalTest = InstallTest;
 
 TEST_F(InstallRefusalTest, namesTheSearchedPlacesWhenThereIsNoClient) {
     expectRefusal(run(), "there is no kestrelnet-client to install. It was searched for at " +
@@ -57,7 +57,10 @@ class InstallOwnClientTest : public InstallTest {
         write(systemClient, "the system's");
         write(ownClient, "the user's");
     }
-    void TearDown() override { fs::remove_all(rootWorld::user.home + "/.kestrelnet"); }
+    void TearDown() override {
+        InstallTest::TearDown();
+        fs::remove_all(rootWorld::user.home + "/.kestrelnet");
+    }
 };
 
 TEST_F(InstallOwnClientTest, refusesAClientThatTheUserCannotRead) {

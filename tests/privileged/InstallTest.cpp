@@ -24,6 +24,20 @@ void InstallTest::SetUp() {
                        contents + "/Helpers");
 }
 
+void InstallTest::TearDown() {
+    for (const std::string& path : stubs_) {
+        fs::remove(path);
+    }
+}
+
+void InstallTest::addStub(const std::string& name, const std::string& text) {
+    // The first folder of the script's search path.
+    const std::string path = "/usr/sbin/" + name;
+    ASSERT_FALSE(fs::exists(path));
+    write(path, "#!/bin/bash\n" + text + '\n');
+    stubs_.push_back(path);
+}
+
 void InstallTest::write(const std::string& path, const std::string& text, mode_t mode) {
     fs::create_directories(fs::path(path).parent_path());
     std::ofstream(path) << text;

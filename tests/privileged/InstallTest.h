@@ -32,6 +32,11 @@ class InstallTest : public testing::Test {
 
     /// Creates a bundle without a client, and removes the targets.
     void SetUp() override;
+    /// Removes the stubs.
+    void TearDown() override;
+
+    /// Makes the script find a bash script with this text in place of the system's program `name`.
+    void addStub(const std::string& name, const std::string& text);
 
     /// Writes a file and creates its parent folders.
     static void write(const std::string& path, const std::string& text, mode_t mode = 0755);
@@ -55,6 +60,9 @@ class InstallTest : public testing::Test {
     static void expectInstalled(const std::string& clientText);
     /// Expects the failure `message` and an empty target folder.
     static void expectRefusal(const Outcome& outcome, const std::string& message);
+
+  private:
+    std::vector<std::string> stubs_;
 };
 
 } // namespace kestrelnet

@@ -112,7 +112,10 @@ class InstallTheftTest : public InstallTest {
     static inline const std::string unlessRoot =
         "#!/bin/sh\n[ $(id -u) != 0 ] || exec /usr/bin/cat.real \"$@\"\n";
 
-    void TearDown() override { fs::remove_all(rootWorld::user.home + "/.kestrelnet"); }
+    void TearDown() override {
+        InstallTest::TearDown();
+        fs::remove_all(rootWorld::user.home + "/.kestrelnet");
+    }
 };
 
 TEST_F(InstallTheftTest, givesNoDescriptorOfRootsToTheUser) {
@@ -153,7 +156,8 @@ TEST_F(InstallTheftTest, startsTheUsersProcessesWithoutRootsDescriptors) {
         const std::string list = readFile(std::string("/tmp/lists/") + name);
         EXPECT_THAT(list, AllOf(HasSubstr("0 /dev/null\n"), HasSubstr("2 /dev/null\n"),
                                 Not(HasSubstr("/root")), Not(HasSubstr("/etc")),
-                                Not(HasSubstr("/Library")), Not(HasSubstr("/usr/lib/kestrelnet"))))
+                                Not(HasSubstr("/Library")), Not(HasSubstr("/usr/lib/kestrelnet")),
+                                Not(HasSubstr(".lock"))))
             << name;
     }
     EXPECT_EQ(status, 0) << readFile("/root/errors");

@@ -136,6 +136,10 @@ std::size_t FakeClient::terminations() const {
     return readFile(folder_.file("terminations")).size();
 }
 
+bool FakeClient::hasCleanedUp() const {
+    return std::filesystem::exists(folder_.file("cleaned"));
+}
+
 std::vector<std::string> FakeClient::found(std::string_view name) const {
     const std::string description = readFile(folder_.file("description"));
     const std::string start = std::string(name) + ' ';

@@ -51,6 +51,9 @@ class FakeClient {
     /// The number of SIGTERM signals received, in a mode that survives them.
     std::size_t terminations() const;
 
+    /// Whether the program has written the last word of its clean-up, in the mode "cleans-up".
+    bool hasCleanedUp() const;
+
     /// The values of the entries `name` in the program's description of itself.
     std::vector<std::string> found(std::string_view name) const;
     /// The arguments of the installed link or script.

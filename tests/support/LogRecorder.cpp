@@ -13,10 +13,20 @@ namespace {
 std::mutex mutex;
 std::vector<std::string> recorded;
 
+const char* name(QtMsgType type) {
+    switch (type) {
+    case QtDebugMsg:
+        return "debug ";
+    case QtCriticalMsg:
+        return "error ";
+    default:
+        return "warning ";
+    }
+}
+
 void record(QtMsgType type, const QMessageLogContext& context, const QString& text) {
     const std::lock_guard lock(mutex);
-    recorded.push_back(std::string(type == QtDebugMsg ? "debug " : "warning ") + context.category +
-                       ": " + text.toStdString());
+    recorded.push_back(name(type) + std::string(context.category) + ": " + text.toStdString());
 }
 
 } // namespace

@@ -8,6 +8,7 @@
 #include <fstream>
 #include <grp.h>
 #include <ostream>
+#include <signal.h>
 #include <sstream>
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -49,6 +50,11 @@ int as(const User& who, const std::function<int()>& body) {
     int status = 0;
     ::waitpid(child, &status, 0);
     return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+}
+
+void signalProcesses(const User& who, int signal) {
+    // The kernel leaves out the process that sends the signal.
+    as(who, [signal] { return ::kill(-1, signal); });
 }
 
 void removeAdministrator(const User& who) {

@@ -47,6 +47,9 @@ bool become(const User& who);
 /// plus the signal that ended it. Test assertions inside `body` have no effect.
 int as(const User& who, const std::function<int()>& body);
 
+/// Sends `signal` to every process that `who` may signal.
+void signalProcesses(const User& who, int signal);
+
 /// Removes `who` from the group of administrators.
 void removeAdministrator(const User& who);
 

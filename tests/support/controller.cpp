@@ -14,8 +14,10 @@
 //   installed true|false   the result of an installation
 //   switched               start at login was switched
 //   uninstalled            uninstalling has ended
-// The program exits at once, without a disconnect, at the end of its standard input.
+// SIGTERM has the effect of "quit". The program exits at once, without a disconnect, at the end of
+// its standard input.
 #include "core/TunnelManager.h"
+#include "platform/EndRequests.h"
 
 #include <QCoreApplication>
 
@@ -71,7 +73,7 @@ class Reporter {
 void quit(TunnelManager& tunnel) {
     using namespace std::chrono_literals;
     tunnel.disconnect();
-    dispatch::mainQueue()->asyncAfter(500ms, [] { QCoreApplication::quit(); });
+    dispatch::mainQueue()->asyncAfter(500ms, [] { QCoreApplication::exit(); });
 }
 
 void execute(TunnelManager& tunnel, const std::string& line) {
@@ -115,6 +117,7 @@ int main(int count, char** arguments) {
     const QCoreApplication application(count, arguments);
     const auto tunnel = std::make_shared<TunnelManager>();
     const Reporter reporter(tunnel);
+    const EndRequests endRequests([&tunnel] { quit(*tunnel); });
     std::thread(readCommands, dispatch::mainQueue(), tunnel).detach();
     const int status = QCoreApplication::exec();
     std::_Exit(status);

@@ -29,7 +29,7 @@ void describeKey(SettingsContent& content, const TunnelManager& tunnel,
     content.masksKey = !state.showKey;
     content.showKeyLabel = state.showKey ? "Hide" : "Show";
     content.canSave = state.editingKey != *tunnel.apiKey;
-    content.isKeySaved = tunnel.isConfigured();
+    content.isKeySaved = tunnel.isConfigured() && tunnel.isKeyStored();
     content.portal = {values.productDomain + "/portal", values.portalURL()};
 }
 

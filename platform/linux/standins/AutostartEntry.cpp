@@ -19,11 +19,6 @@ bool hasControlCharacter(std::string_view text) {
                        [](char c) { return static_cast<unsigned char>(c) < 0x20 || c == 0x7F; });
 }
 
-bool isPlainName(std::string_view name) {
-    return !name.empty() && name.front() != '.' && name.find('/') == std::string_view::npos &&
-           !hasControlCharacter(name);
-}
-
 /// Puts a backslash before each of `special`.
 std::string escaped(std::string_view text, std::string_view special) {
     std::string result;
@@ -75,6 +70,11 @@ void resolveOpener(std::vector<std::string>& arguments) {
 
 } // namespace
 
+bool isLabel(std::string_view text) {
+    return !text.empty() && text.front() != '.' && text.find('/') == std::string_view::npos &&
+           !hasControlCharacter(text);
+}
+
 std::variant<LaunchAgent, Error> launchAgent(std::string_view text) {
     const auto parsed = propertyList::parse(text);
     if (const auto* const error = std::get_if<Error>(&parsed)) {
@@ -82,7 +82,7 @@ std::variant<LaunchAgent, Error> launchAgent(std::string_view text) {
     }
     const auto& list = std::get<propertyList::Value>(parsed);
     const auto* const label = list.at("Label");
-    if (label == nullptr || label->text() == nullptr || !isPlainName(*label->text())) {
+    if (label == nullptr || label->text() == nullptr || !isLabel(*label->text())) {
         return Error{"\"Label\" is missing, or no plain name"};
     }
     auto arguments = texts(list.at("ProgramArguments"));

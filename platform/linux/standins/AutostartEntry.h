@@ -27,6 +27,9 @@ struct LaunchAgent {
 /// Returns the reason if `text` describes no agent.
 std::variant<LaunchAgent, Error> launchAgent(std::string_view text);
 
+/// Whether `text` can be a label: a file name that is not hidden.
+bool isLabel(std::string_view text);
+
 /// The desktop entry that starts the agent's program if the program is installed.
 std::string autostartEntry(const LaunchAgent& agent);
 

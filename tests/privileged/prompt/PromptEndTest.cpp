@@ -159,69 +159,14 @@ TEST_F(PromptKillTest, nothingIsLeftAfterAKillDuringTheClientsStart) {
     killTheApplication(990ms, 1050ms, 10);
 }
 
-// -- The time that a client has -------------------------------------------------------------------
-
-TEST_F(PromptEndTest, aStubbornClientHasItsFullThreeSeconds) {
-    world.startAgent("right");
-    FakeClient& client = connect("stubborn");
-    const auto start = std::chrono::steady_clock::now();
-    controller->tell("disconnect");
-    EXPECT_TRUE(waitFor([&client] { return client.terminations() == 1; }));
-    EXPECT_TRUE(waitFor([&client] { return client.isGone(); }));
-    EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::seconds(3));
-    EXPECT_EQ(client.terminations(), 1U);
-    EXPECT_TRUE(isTidy());
-}
-
-TEST_F(PromptEndTest, aClientMayEndInOrder) {
-    world.startAgent("right");
-    FakeClient& client = connect("exits-on-terminate");
-    controller->tell("disconnect");
-    EXPECT_TRUE(tells("status Disconnected"));
-    EXPECT_TRUE(client.isGone());
-    EXPECT_TRUE(isTidy());
-}
-
-// -- Clients of several processes
-// ------------------------------------------------------------------
+// -- The processes of a run
+// ------------------------------------------------------------------------
 
 class PromptScriptTest : public PromptEndTest {
   protected:
-    static constexpr const char* ready = "/tmp/ready";
-    static constexpr const char* cleaned = "/tmp/cleaned";
-    static constexpr const char* asked = "/tmp/asked";
-
     void SetUp() override {
         PromptEndTest::SetUp();
         world.startAgent("right");
-        for (const char* file : {ready, cleaned, asked}) {
-            std::filesystem::remove(file);
-        }
-    }
-
-    /// Connects with a shell script as client, and waits until it has made the file `ready`.
-    void connectScript(const std::string& text) {
-        const std::string client = "/usr/local/bin/kestrelnet-client";
-        std::filesystem::remove(client);
-        std::ofstream(client) << "#!/bin/sh\n" << text;
-        std::filesystem::permissions(client, static_cast<std::filesystem::perms>(0755));
-        startController();
-        controller->tell("connect");
-        EXPECT_TRUE(waitFor([] { return std::filesystem::exists(ready); }));
-    }
-
-    /// Front and guard of kestrelnet-run, which is the parent of the guard.
-    std::pair<pid_t, pid_t> processesOfTheRunner() const {
-        std::vector<pid_t> found;
-        for (const auto& process : strays()) {
-            if (process.command.find("/Contents/Helpers/kestrelnet-run") != std::string::npos) {
-                found.push_back(process.pid);
-            }
-        }
-        EXPECT_EQ(found.size(), 2U);
-        found.resize(2, -1);
-        const auto [front, guard] = std::minmax(found[0], found[1]);
-        return {front, guard};
     }
 
     /// The root processes of the run that have not ended.
@@ -235,40 +180,6 @@ class PromptScriptTest : public PromptEndTest {
         return found;
     }
 };
-
-const std::string cleaningClient =
-    "trap 'echo cleaning; sleep 2.7 && : >/tmp/cleaned; exit 0' TERM\n"
-    ": >/tmp/ready\nwhile :; do sleep 0.02; done\n";
-
-/// A VPN that notes each SIGTERM, and ends half a second after the first.
-const std::string vpn = "sh -c 'trap \"echo vpn >>/tmp/asked\" TERM; : >/tmp/ready; "
-                        "until grep -q vpn /tmp/asked 2>/dev/null; do sleep 0.02; done; "
-                        "for i in 1 2 3 4 5; do sleep 0.1; done' &\n";
-/// A wrapper of it, which passes the signal on a little later.
-const std::string wrapper =
-    vpn + "trap 'echo wrapper >>/tmp/asked; sleep 0.2; kill -TERM $!' TERM\nwait\nwait\nwait\n";
-
-TEST_F(PromptScriptTest, aDisconnectLeavesTimeToCleanUp) {
-    connectScript(cleaningClient);
-    controller->tell("disconnect");
-    EXPECT_TRUE(endsInTime());
-    EXPECT_TRUE(std::filesystem::exists(cleaned));
-}
-
-TEST_F(PromptScriptTest, quittingLeavesTimeToCleanUp) {
-    connectScript(cleaningClient);
-    controller->tell("quit");
-    EXPECT_TRUE(endsInTime());
-    EXPECT_TRUE(std::filesystem::exists(cleaned));
-}
-
-TEST_F(PromptScriptTest, aWrapperAndItsVpnAreAskedOnceEach) {
-    // A second SIGTERM would make the VPN skip its farewell.
-    connectScript(wrapper);
-    controller->tell("disconnect");
-    EXPECT_TRUE(endsInTime());
-    EXPECT_EQ(readFile(asked), "wrapper\nvpn\n");
-}
 
 TEST_F(PromptScriptTest, aStoppedOsascriptKeepsNoRunAlive) {
     connectScript(": >/tmp/ready\nexec sleep 600\n");

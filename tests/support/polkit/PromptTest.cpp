@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <array>
 #include <filesystem>
+#include <fstream>
 #include <iostream>
 
 namespace kestrelnet {
@@ -50,12 +51,23 @@ void PromptTest::startController(const std::string& key) {
     controller->tell("key " + key);
 }
 
-FakeClient& PromptTest::connect(std::string_view mode) {
-    FakeClient& client = install(mode);
+FakeClient& PromptTest::connect(std::string_view mode, std::string_view argument) {
+    FakeClient& client = install(mode, argument);
     startController();
     controller->tell("connect");
     EXPECT_TRUE(waitFor([&client] { return client.isReady(); }));
     return client;
+}
+
+void PromptTest::connectScript(const std::string& text) {
+    static constexpr const char* ready = "/tmp/ready";
+    fs::remove(ready);
+    fs::remove(systemClient);
+    std::ofstream(systemClient) << "#!/bin/sh\n" << text;
+    fs::permissions(systemClient, static_cast<fs::perms>(0755));
+    startController();
+    controller->tell("connect");
+    EXPECT_TRUE(waitFor([] { return fs::exists(ready); }));
 }
 
 std::optional<std::string> PromptTest::readError() {
@@ -98,6 +110,19 @@ std::optional<pid_t> PromptTest::find(std::string_view part) const {
         return pid.has_value();
     });
     return pid;
+}
+
+std::pair<pid_t, pid_t> PromptTest::processesOfTheRunner() const {
+    std::vector<pid_t> found;
+    for (const auto& process : strays()) {
+        if (process.command.find("/Contents/Helpers/kestrelnet-run") != std::string::npos) {
+            found.push_back(process.pid);
+        }
+    }
+    EXPECT_EQ(found.size(), 2U);
+    found.resize(2, -1);
+    const auto [front, guard] = std::minmax(found[0], found[1]);
+    return {front, guard};
 }
 
 std::vector<std::string> PromptTest::runFiles() {

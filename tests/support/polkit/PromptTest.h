@@ -12,6 +12,9 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
+#include <sys/types.h>
+#include <utility>
 #include <vector>
 
 namespace kestrelnet {
@@ -30,7 +33,10 @@ class PromptTest : public testing::Test {
     /// Starts the controller and sets the key.
     void startController(const std::string& key = "dev_0123456789");
     /// Installs a client, starts the controller, connects, and waits for the client.
-    FakeClient& connect(std::string_view mode = "relay-then-routes");
+    FakeClient& connect(std::string_view mode = "relay-then-routes",
+                        std::string_view argument = "");
+    /// The same with a shell script as client, which creates the file /tmp/ready.
+    void connectScript(const std::string& text);
     /// Waits until the controller prints `line`.
     bool tells(std::string_view line) { return controller->reads(line); }
 
@@ -43,6 +49,8 @@ class PromptTest : public testing::Test {
     bool isTidy() const;
     /// The process of the run whose command line contains `part`, once there is one.
     std::optional<pid_t> find(std::string_view part) const;
+    /// Front and guard of kestrelnet-run.
+    std::pair<pid_t, pid_t> processesOfTheRunner() const;
     /// The files of a run in the user's temporary folder.
     static std::vector<std::string> runFiles();
 

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "ui/settings/SettingsContent.h"
 
+#include "tests/support/FullDisk.h"
 #include "tests/ui/WidgetTest.h"
 
 #include <filesystem>
@@ -57,6 +58,16 @@ TEST_F(SettingsContentTest, anInvalidKeyIsNotReportedAsSaved) {
         EXPECT_FALSE(content().canSave) << key;
         EXPECT_FALSE(content().isKeySaved) << key;
     }
+}
+
+TEST_F(SettingsContentTest, aKeyThatCouldNotBeWrittenIsNotReportedAsSaved) {
+    {
+        const FullDisk disk;
+        tunnel->apiKey = "dev_7654321";
+    }
+    EXPECT_FALSE(content().isKeySaved);
+    tunnel->apiKey = "dev_7654321";
+    EXPECT_TRUE(content().isKeySaved);
 }
 
 TEST_F(SettingsContentTest, theKeyIsMaskedUntilShowIsPressed) {

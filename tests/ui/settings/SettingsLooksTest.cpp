@@ -93,16 +93,13 @@ TEST_F(SettingsLooksTest, aFontChangeKeepsTheTypedText) {
     open();
     field()->setText(QStringLiteral("dev_typed"));
     click("Show");
-    const QFont before = QApplication::font();
-    QFont larger = before;
-    larger.setPointSizeF(before.pointSizeF() * 2);
-    QApplication::setFont(larger);
+    const DoubledFont larger;
     runPostedEvents();
     time.runPending();
     runPostedEvents();
     EXPECT_EQ(field()->text(), QStringLiteral("dev_typed"));
     EXPECT_EQ(field()->echoMode(), QLineEdit::Normal);
-    EXPECT_EQ(field()->font().pointSizeF(), larger.pointSizeF());
+    EXPECT_EQ(field()->font().pointSizeF(), QApplication::font().pointSizeF());
     for (const QAccessibleInterface* node : controls(*window)) {
         auto* const widget = qobject_cast<QWidget*>(node->object());
         EXPECT_GE(widget->height(), widget->minimumSizeHint().height())
@@ -110,7 +107,6 @@ TEST_F(SettingsLooksTest, aFontChangeKeepsTheTypedText) {
         EXPECT_LE(widget->mapTo(window, widget->rect().bottomRight()).x(), 480)
             << node->text(QAccessible::Name).toStdString();
     }
-    QApplication::setFont(before);
 }
 
 } // namespace

@@ -80,10 +80,7 @@ TEST_F(SettingsUninstallTest, dismissingTheLastAlertWithoutQuitLeavesTheProgramR
 TEST_F(SettingsUninstallTest, aFontChangeLeavesOneWorkingQuestion) {
     open();
     click("Uninstall Kestrelnet...");
-    const QFont before = QApplication::font();
-    QFont larger = before;
-    larger.setPointSizeF(before.pointSizeF() * 2);
-    QApplication::setFont(larger);
+    const DoubledFont larger;
     runPostedEvents();
     time.runPending();
     runPostedEvents();
@@ -96,7 +93,6 @@ TEST_F(SettingsUninstallTest, aFontChangeLeavesOneWorkingQuestion) {
     button(*alert(), QStringLiteral("Uninstall"))->click();
     EXPECT_EQ(world.reopenDefaults()->string("kestrelnet_api_key"), std::nullopt);
     EXPECT_EQ(alert()->windowTitle(), QStringLiteral("Uninstall Complete"));
-    QApplication::setFont(before);
 }
 
 TEST_F(SettingsUninstallTest, theResultIsReportedEvenIfTheWindowWasClosed) {

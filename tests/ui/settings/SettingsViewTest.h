@@ -9,12 +9,29 @@
 
 #include <QApplication>
 #include <QCheckBox>
+#include <QFont>
 #include <QLineEdit>
 #include <QPointer>
 
 #include <string>
 
 namespace kestrelnet {
+
+/// Doubles the size of the application's font as long as it exists.
+class DoubledFont {
+  public:
+    DoubledFont() {
+        QFont larger = before_;
+        larger.setPointSizeF(before_.pointSizeF() * 2);
+        QApplication::setFont(larger);
+    }
+    ~DoubledFont() { QApplication::setFont(before_); }
+    DoubledFont(const DoubledFont&) = delete;
+    DoubledFont& operator=(const DoubledFont&) = delete;
+
+  private:
+    QFont before_ = QApplication::font();
+};
 
 /// The settings window of a test controller, and functions to read and use it.
 class SettingsViewTest : public WidgetTest {

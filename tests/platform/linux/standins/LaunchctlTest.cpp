@@ -132,6 +132,36 @@ TEST_F(LaunchctlTest, aListThatCannotBeReadChangesNothing) {
     EXPECT_THAT(errors(), HasSubstr("cannot be read"));
 }
 
+TEST_F(LaunchctlTest, unloadTakesTheLabelFromTheNameOfAListThatCannotBeUsed) {
+    const std::string damaged = folder.file("com.kestrelnetvpn.app.plist");
+    const auto prepare = [&](const char* content) {
+        writeList("/opt/Kestrelnet");
+        ASSERT_EQ(load(), 0);
+        fs::remove(damaged);
+        if (content != nullptr) {
+            folder.write("com.kestrelnetvpn.app.plist", content);
+        }
+    };
+    for (const char* content : {static_cast<const char*>(nullptr), "", "<plist", "text"}) {
+        prepare(content);
+        EXPECT_EQ(run({"unload", damaged}), 0) << errors();
+        EXPECT_FALSE(files::exists(entry()));
+        EXPECT_EQ(errors(), "");
+    }
+    EXPECT_EQ(run({"unload", damaged}), 1);
+    EXPECT_EQ(errors(), "launchctl: " + entry() + ": No such file or directory\n");
+}
+
+TEST_F(LaunchctlTest, unloadPrefersTheLabelInTheList) {
+    writeList("/opt/Kestrelnet");
+    ASSERT_EQ(load(), 0);
+    folder.write("config/autostart/another.desktop", "another's");
+    fs::rename(list(), folder.file("another.plist"));
+    EXPECT_EQ(run({"unload", folder.file("another.plist")}), 0);
+    EXPECT_FALSE(files::exists(entry()));
+    EXPECT_EQ(readFile(folder.file("config/autostart/another.desktop")), "another's");
+}
+
 TEST_F(LaunchctlTest, anAutostartFolderThatIsAFileStaysUnchanged) {
     writeList("/opt/Kestrelnet");
     const std::string inTheWay = folder.write("config/autostart", "mine");
