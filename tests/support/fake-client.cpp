@@ -15,6 +15,7 @@
 #include <fcntl.h>
 #include <poll.h>
 #include <signal.h>
+#include <sys/ioctl.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -211,6 +212,12 @@ void flood(std::string_view argument) {
     std::_Exit(0);
 }
 
+[[noreturn]] void floodAndExit(std::string_view argument) {
+    flood(argument);
+    say(1, "Split-tunnel routes: last\n");
+    std::_Exit(0);
+}
+
 void closeStreams(std::string_view /*argument*/) {
     close(1);
     close(2);
@@ -229,6 +236,20 @@ void closeStreams(std::string_view /*argument*/) {
 [[noreturn]] void leaveGrandchild(std::string_view /*argument*/) {
     if (fork() == 0) {
         stayBehind();
+    }
+    std::_Exit(0);
+}
+
+[[noreturn]] void leaveFlood(std::string_view /*argument*/) {
+    if (fork() == 0) {
+        publishProcess("grandchild");
+        flood("1024");
+        stay();
+    }
+    // Not before the pipe is full.
+    int unread = 0;
+    while (ioctl(1, FIONREAD, &unread) == 0 && unread < 1 << 16) {
+        usleep(1000);
     }
     std::_Exit(0);
 }
@@ -374,8 +395,10 @@ constexpr std::array modes{
     Mode{"flood", flood},                   // ARGUMENT MiB of short lines
     Mode{"exits-at-once", exitAtOnce},      // exits with status 3
     Mode{"says-and-exits", sayAndExit},     // writes a line directly before its exit
+    Mode{"floods-and-exits", floodAndExit}, // as "flood"; writes the route line, and exits
     Mode{"closes-streams", closeStreams},   // stays without output
     Mode{"leaves-grandchild", leaveGrandchild}, // exits; a child keeps both streams open
+    Mode{"leaves-flood", leaveFlood},           // exits; a child goes on filling standard output
     Mode{"daemonises", daemonise},              // exits; a grandchild in another session stays
     Mode{"family", startFamily},                // stays, with children that are hard to end
     Mode{"changes-user", changeUser}, // stays, with a child of another user in another session
