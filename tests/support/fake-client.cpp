@@ -153,6 +153,10 @@ void routes(std::string_view /*argument*/) {
     say(1, "Split-tunnel routes: 2 applied\n");
 }
 
+void relay(std::string_view /*argument*/) {
+    say(1, "Connected to relay 192.0.2.1:443\n");
+}
+
 void relayThenRoutes(std::string_view /*argument*/) {
     say(1, "Discovered home server: lisbon (198.51.100.7)\n");
     say(1, "Connected to relay 192.0.2.1:443\n");
@@ -385,6 +389,7 @@ struct Mode {
 constexpr std::array modes{
     Mode{"script", script},                     // does nothing
     Mode{"routes", routes},                     // writes the route line
+    Mode{"relay", relay},                       // writes the relay line
     Mode{"relay-then-routes", relayThenRoutes}, // a whole start: server, relay, routes
     Mode{"stubborn", stubborn},             // survives SIGTERM; records each in FOLDER/terminations
     Mode{"stderr-only", standardErrorOnly}, // closes standard output, writes to standard error
