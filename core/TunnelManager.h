@@ -95,8 +95,8 @@ class TunnelManager : public std::enable_shared_from_this<TunnelManager> {
     /// Asks the client to end and returns. A client that still runs after 3.0 seconds is killed.
     /// `status` becomes `disconnected` when the client has ended, or immediately when none runs. If
     /// connect() starts another client before that, this controller loses track of it, and it
-    /// continues to run; its standard output is then read and discarded. Does not fail: the thread
-    /// that it needs was created by connect().
+    /// continues to run; its standard output is then read and discarded. Does not fail: connect()
+    /// created the thread that it needs.
     void disconnect();
 
     /// Connects when disconnected or after an error; disconnects otherwise.
