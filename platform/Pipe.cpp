@@ -130,7 +130,12 @@ bool FileHandle::awaitTurn() {
 void FileHandle::callHandler() {
     SharedHandler handler;
     const std::lock_guard call(calling_);
-    handler = currentHandler();
+    {
+        const std::lock_guard lock(mutex_);
+        if (pauses_ == 0) {
+            handler = handler_;
+        }
+    }
     // drain() may have read the bytes meanwhile.
     if (handler && isReadable()) {
         (*handler)(*this);

@@ -201,7 +201,8 @@ void Process::awaitEnd() {
     while (::waitid(P_PID, static_cast<id_t>(pid), &end, WEXITED | WNOWAIT) != 0 &&
            errno == EINTR) {
     }
-    drainOutput();
+    // Ends after the report: until then the reader threads read no output of descendants.
+    const auto pauses = drainOutput();
     std::shared_ptr<Process> self;
     {
         const std::lock_guard lock(mutex_);
@@ -216,12 +217,15 @@ void Process::awaitEnd() {
     relayedOutput.reset();
 }
 
-void Process::drainOutput() {
+std::vector<std::shared_ptr<FileHandle::Pause>> Process::drainOutput() {
+    std::vector<std::shared_ptr<FileHandle::Pause>> pauses;
     for (const auto& output : outputs_) {
         if (const auto handle = output.lock()) {
+            pauses.push_back(handle->pause());
             handle->drain();
         }
     }
+    return pauses;
 }
 
 void Process::terminate() {

@@ -81,7 +81,7 @@ class Process : public std::enable_shared_from_this<Process> {
     Process() = default;
     std::vector<std::shared_ptr<Pipe>> ownPipes() const;
     void awaitEnd();
-    void drainOutput();
+    std::vector<std::shared_ptr<FileHandle::Pause>> drainOutput();
 
     mutable std::mutex mutex_;
     std::condition_variable ended_;
