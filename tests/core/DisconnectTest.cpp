@@ -180,8 +180,9 @@ TEST_F(DisconnectTest, theLastOutputIsHandledBeforeTheCleanUp) {
     client.say("Split-tunnel routes: 1\n");
     client.exit(0);
     ASSERT_TRUE(endsUnnoticed(client, 1));
+    ASSERT_TRUE(time.waitUntil([this] { return process() == nullptr; }));
+    EXPECT_EQ(log().size(), 2U);
     time.advance(Seconds(0.1));
-    EXPECT_TRUE(time.waitUntil([this] { return log().size() == 2; }));
     EXPECT_EQ(snapshot(), (Snapshot{"Disconnected", exitMessage, "none", "none"}));
 }
 

@@ -139,11 +139,11 @@ TEST_F(TerminationTest, aDescendantThatKeepsWritingDoesNotDelayTheEnd) {
     ASSERT_TRUE(time.waitHoldingMain([&] { return client.grandchild().has_value(); }));
     // The pipe is full: the descendant writes more whenever something is read.
     ASSERT_TRUE(endsUnnoticed(client, 1));
+    EXPECT_TRUE(isAlive(*client.grandchild()));
     time.runPending();
     ASSERT_TRUE(reaches(TunnelStatus::error));
     EXPECT_EQ(*manager->lastLog, exitMessage);
     EXPECT_EQ(process(), nullptr);
-    EXPECT_TRUE(isAlive(*client.grandchild()));
     EXPECT_EQ(pipe(), nullptr);
 }
 
