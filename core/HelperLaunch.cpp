@@ -27,10 +27,12 @@ void TunnelManager::startViaHelper() {
     // released by a disconnect, like any other.
     tunnelProcess_ = process;
     outputPipe_ = output;
-    if (const auto error = process->run()) {
-        status = TunnelStatus::error;
-        lastLog = "Failed to start helper: " + error->description;
-        log::warning(log::Category::tunnel, *lastLog);
+    auto error = prepareStop();
+    if (!error) {
+        error = process->run();
+    }
+    if (error) {
+        reportFailedStart("Failed to start helper: ", *error);
     }
 }
 

@@ -4,12 +4,14 @@
 #include "platform/Log.h"
 #include "platform/Text.h"
 
+#include <utility>
+
 namespace kestrelnet {
 
 void TunnelManager::readOutput(FileHandle& handle) {
     handle.setReadabilityHandler(
         [manager = weak_from_this(), queue = platform_.mainQueue](FileHandle& readable) {
-            const std::string chunk = readable.availableData();
+            std::string chunk = readable.availableData();
             if (chunk.empty()) {
                 return;
             }
@@ -18,14 +20,32 @@ void TunnelManager::readOutput(FileHandle& handle) {
                                                         " bytes that are not UTF-8 text");
                 return;
             }
-            // Waiting keeps at most one chunk of each stream in memory. A client that writes
-            // faster than the main thread reads is slowed down.
-            asyncAndWait(*queue, [&manager, &chunk] {
+            // The pause lasts until the main thread has taken the chunk. So a client that writes
+            // faster than that is slowed down, and at most one chunk of each stream is in memory
+            // while the client runs.
+            queue->async([manager, chunk = std::move(chunk), pause = readable.pause()] {
                 if (const auto self = manager.lock()) {
                     self->handleOutput(chunk);
                 }
             });
         });
+}
+
+/// Handles no more output of the present run.
+void TunnelManager::forgetOutput() {
+    if (!outputPipe_) {
+        return;
+    }
+    FileHandle& handle = outputPipe_->fileHandleForReading();
+    if (tunnelProcess_->isRunning()) {
+        // The client must not block because nobody reads its output. The termination handler
+        // removes this handler, unless the client has ended meanwhile.
+        handle.setReadabilityHandler([](FileHandle& readable) { readable.availableData(); });
+    }
+    if (!tunnelProcess_->isRunning()) {
+        handle.setReadabilityHandler({});
+    }
+    outputPipe_.reset();
 }
 
 void TunnelManager::handleOutput(std::string_view text) {

@@ -32,7 +32,7 @@ struct Platform {
     Paths paths;
     std::shared_ptr<UserDefaults> defaults;
     std::shared_ptr<Queue> mainQueue;
-    std::shared_ptr<Queue> backgroundQueue;
+    std::shared_ptr<BackgroundQueue> backgroundQueue;
     std::shared_ptr<Clock> clock;
     std::shared_ptr<URLSession> urlSession;
 

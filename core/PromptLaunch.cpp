@@ -7,6 +7,8 @@
 #include "platform/FileManager.h"
 #include "platform/Log.h"
 
+#include <utility>
+
 namespace kestrelnet {
 
 namespace {
@@ -19,20 +21,22 @@ std::string exportLine(const char* variable, const std::string& value) {
     return std::string("export ") + variable + "='" + value + "'\n";
 }
 
-/// Starts the process that reads the FIFO. `outputPipe` has expired when the run has ended.
-void startReader(Process& reader, const std::weak_ptr<Pipe>& outputPipe) {
-    reader.standardOutput = outputPipe.lock();
+/// Starts the process that reads the FIFO. `output` is null when the run has ended or its FIFO was
+/// replaced, but not when the controller has only lost track of the run: its client starts only
+/// when the FIFO is read.
+void startReader(Process& reader, std::shared_ptr<Pipe> output) {
+    reader.standardOutput = std::move(output);
     if (!reader.standardOutput) {
-        // The next run may already use a FIFO of the same name. A reader whose output has no
-        // reading end leaves the FIFO alone and ends.
+        // Another run may use a FIFO of the same name now. A reader whose output has no reading end
+        // leaves the FIFO alone and ends.
         reader.standardOutput = std::make_shared<Pipe>();
         reader.standardOutput->closeReading();
     }
     if (const auto error = reader.run()) {
         log::warning(log::Category::tunnel, "cannot start the reader: " + error->description);
     }
-    // Nothing stops the reader. It ends at its next write after the controller released the pipe,
-    // so this process must not keep the reading end open.
+    // Nothing stops the reader. It ends at its next write after the run, when the reading end is
+    // closed, so this process must not keep that open.
     reader.standardOutput.reset();
 }
 
@@ -70,6 +74,7 @@ void TunnelManager::createRunFiles(const std::string& clientPath) {
         log::warning(log::Category::tunnel, "cannot make executable " + launcherPath());
     }
     files::remove(fifoPath());
+    fifo_ = std::make_shared<const std::string>(fifoPath());
     if (!files::makeFifo(fifoPath(), fifoMode)) {
         log::warning(log::Category::tunnel, "cannot create the FIFO " + fifoPath());
     }
@@ -88,25 +93,47 @@ void TunnelManager::startViaOsascript() {
     runner->terminationHandler = terminationHandler();
     const auto output = std::make_shared<Pipe>();
     readOutput(output->fileHandleForReading());
+    runner->relayedOutput = output;
 
     tunnelProcess_ = runner;
     outputPipe_ = output;
-    if (const auto error = runner->run()) {
-        status = TunnelStatus::error;
-        lastLog = "Failed to start: " + error->description;
-        log::warning(log::Category::tunnel, *lastLog);
+    std::unique_ptr<PreparedJob> readerStart;
+    auto error = prepareStop();
+    if (!error) {
+        error = prepareReader(output, readerStart);
+    }
+    if (!error) {
+        error = runner->run();
+    }
+    if (error) {
+        reportFailedStart("Failed to start: ", *error);
         return;
     }
+    readerStart->startAfter(readerDelay);
+}
+
+/// Creates everything but the process that reads the FIFO, so that only the start of that process
+/// can fail after the start of the runner.
+std::optional<Error> TunnelManager::prepareReader(const std::shared_ptr<Pipe>& output,
+                                                  std::unique_ptr<PreparedJob>& start) const {
     const auto reader = Process::create();
     reader->executablePath = platform_.paths.tail;
-    reader->arguments = {"-f", fifoPath()};
+    reader->arguments = {"-f", *fifo_};
     // The reader starts on a background thread, where the process's own environment cannot be read:
     // the main thread may change it at the same time.
     reader->environment = currentEnvironment();
-    // Until then only the controller owns the pipe. It releases the pipe when the run ends.
-    platform_.backgroundQueue->asyncAfter(
-        readerDelay,
-        [reader, outputPipe = std::weak_ptr<Pipe>(output)] { startReader(*reader, outputPipe); });
+    if (auto error = output->prepareReading()) {
+        return error;
+    }
+    if (auto error = reader->prepare()) {
+        return error;
+    }
+    // Until the start only the runner and the controller own the pipe.
+    return platform_.backgroundQueue->prepare(
+        [reader, fifo = std::weak_ptr(fifo_), outputPipe = std::weak_ptr(output)] {
+            startReader(*reader, fifo.expired() ? nullptr : outputPipe.lock());
+        },
+        start);
 }
 
 } // namespace kestrelnet

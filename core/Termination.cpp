@@ -9,6 +9,12 @@ namespace kestrelnet {
 Process::TerminationHandler TunnelManager::terminationHandler() {
     return [manager = weak_from_this(),
             queue = platform_.mainQueue](const std::shared_ptr<Process>& process) {
+        // Ends the threads that read the output, even if the controller has lost track of the run.
+        for (const auto& pipe : {process->standardOutput, process->relayedOutput}) {
+            if (pipe) {
+                pipe->fileHandleForReading().setReadabilityHandler({});
+            }
+        }
         queue->async([manager, process] {
             if (const auto self = manager.lock()) {
                 self->handleTermination(*process);
@@ -21,12 +27,13 @@ void TunnelManager::handleTermination(const Process& process) {
     log::debug(log::Category::tunnel, "process " + std::to_string(process.processIdentifier()) +
                                           " ended with status " +
                                           std::to_string(process.terminationStatus()));
+    // Also when the process of an earlier run ended: the output of the present run is then no
+    // longer handled.
+    forgetOutput();
     if (tunnelProcess_ && tunnelProcess_->processIdentifier() == process.processIdentifier()) {
         tunnelProcess_.reset();
+        stop_.reset();
     }
-    // Also when the process of an earlier run ended: the output of the present run is then no
-    // longer read.
-    forgetOutput();
     if (status != TunnelStatus::disconnected) {
         status = TunnelStatus::error;
         lastLog = "VPN process exited unexpectedly";
@@ -34,13 +41,6 @@ void TunnelManager::handleTermination(const Process& process) {
     }
     files::remove(launcherPath());
     files::remove(fifoPath());
-}
-
-void TunnelManager::forgetOutput() {
-    if (outputPipe_) {
-        outputPipe_->fileHandleForReading().setReadabilityHandler({});
-        outputPipe_.reset();
-    }
 }
 
 } // namespace kestrelnet

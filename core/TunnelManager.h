@@ -13,6 +13,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 
 namespace kestrelnet {
 
@@ -99,7 +100,8 @@ class TunnelManager : public std::enable_shared_from_this<TunnelManager> {
     /// Asks the client to end and returns. A client that still runs after 3.0 seconds is killed.
     /// `status` becomes `disconnected` when the client has ended, or immediately when none runs. If
     /// connect() starts another client before that, this controller loses track of it, and it
-    /// continues to run.
+    /// continues to run; its standard output is then read and discarded. Does not fail: connect()
+    /// created the thread that it needs.
     void disconnect();
 
     /// Connects when disconnected or after an error; disconnects otherwise.
@@ -137,6 +139,9 @@ class TunnelManager : public std::enable_shared_from_this<TunnelManager> {
     // Launch
     void startViaHelper();
     void startViaOsascript();
+    [[nodiscard]] std::optional<Error> prepareReader(const std::shared_ptr<Pipe>& output,
+                                                     std::unique_ptr<PreparedJob>& start) const;
+    void reportFailedStart(std::string_view prefix, const Error& error);
     void createRunFiles(const std::string& clientPath);
     std::string launcherPath() const;
     std::string fifoPath() const;
@@ -150,6 +155,8 @@ class TunnelManager : public std::enable_shared_from_this<TunnelManager> {
     // End
     Process::TerminationHandler terminationHandler();
     void handleTermination(const Process& process);
+    [[nodiscard]] std::optional<Error> prepareStop();
+    Queue::Job stopJob();
     void cleanupAfterDisconnect();
 
     // Exit IP
@@ -183,7 +190,13 @@ class TunnelManager : public std::enable_shared_from_this<TunnelManager> {
     static constexpr std::int64_t maxLogLines = 200;
 
     std::shared_ptr<Process> tunnelProcess_;
+    /// The output of `tunnelProcess_`; never set without it.
     std::shared_ptr<Pipe> outputPipe_;
+    /// The background part of the first stop of `tunnelProcess_`, until that stop begins.
+    std::unique_ptr<PreparedJob> stop_;
+    /// The path of the FIFO of the latest launch behind the administrator prompt. A weak reference
+    /// expires when a later launch replaces the FIFO.
+    std::shared_ptr<const std::string> fifo_;
     RollingLog logLines_{maxLogLines};
 };
 

@@ -12,19 +12,13 @@
 #include <future>
 #include <memory>
 #include <mutex>
+#include <optional>
+#include <string>
 #include <system_error>
 #include <thread>
 #include <utility>
 
 namespace kestrelnet {
-
-void asyncAndWait(Queue& queue, Queue::Job job) {
-    auto done = std::make_shared<std::promise<void>>();
-    const std::future<void> over = done->get_future();
-    // The promise is destroyed with the job, whether it ran or was dropped; that ends the wait.
-    queue.async([job = std::move(job), done = std::move(done)] { job(); });
-    over.wait();
-}
 
 namespace {
 
@@ -88,25 +82,60 @@ class MainQueue final : public Queue {
     std::unique_ptr<QObject> receiver_;
 };
 
-/// One detached thread per job: a job may sleep for seconds, and a thread pool would be joined when
-/// the program exits.
-class BackgroundQueue final : public Queue {
+/// A detached thread that waits for the delay of its job, or for the news that the job is dropped.
+class WaitingThread final : public PreparedJob {
   public:
-    void async(Job job) override {
-        try {
-            std::thread(std::move(job)).detach();
-        } catch (const std::system_error& error) {
-            log::warning(log::Category::system,
-                         "a background job is dropped, because no thread can be created",
-                         error.code());
+    /// Throws std::system_error when no thread can be created.
+    explicit WaitingThread(Queue::Job job) {
+        std::thread([start = start_.get_future(), job = std::move(job)]() mutable {
+            if (const std::optional<Seconds> delay = start.get()) {
+                std::this_thread::sleep_for(*delay);
+                job();
+            }
+        }).detach();
+    }
+    ~WaitingThread() override {
+        if (!started_) {
+            start_.set_value(std::nullopt);
         }
     }
+    WaitingThread(const WaitingThread&) = delete;
+    WaitingThread& operator=(const WaitingThread&) = delete;
+
+    void startAfter(Seconds delay) override {
+        started_ = true;
+        start_.set_value(delay);
+    }
+
+  private:
+    std::promise<std::optional<Seconds>> start_;
+    bool started_ = false;
+};
+
+/// One detached thread per job: a job may sleep for seconds, and a thread pool would be joined when
+/// the program exits.
+class ThreadPerJob final : public BackgroundQueue {
+  public:
+    void async(Job job) override { asyncAfter(Seconds::zero(), std::move(job)); }
 
     void asyncAfter(Seconds delay, Job job) override {
-        async([delay, job = std::move(job)] {
-            std::this_thread::sleep_for(delay);
-            job();
-        });
+        std::unique_ptr<PreparedJob> prepared;
+        if (const auto error = prepare(std::move(job), prepared)) {
+            log::warning(log::Category::system,
+                         "a background job is dropped, because no thread can be created: " +
+                             error->description);
+            return;
+        }
+        prepared->startAfter(delay);
+    }
+
+    std::optional<Error> prepare(Job job, std::unique_ptr<PreparedJob>& prepared) override {
+        try {
+            prepared = std::make_unique<WaitingThread>(std::move(job));
+            return std::nullopt;
+        } catch (const std::system_error& error) {
+            return Error{error.code().message()};
+        }
     }
 };
 
@@ -125,8 +154,8 @@ std::shared_ptr<Queue> mainQueue() {
     return queue;
 }
 
-std::shared_ptr<Queue> backgroundQueue() {
-    static const auto queue = std::make_shared<BackgroundQueue>();
+std::shared_ptr<BackgroundQueue> backgroundQueue() {
+    static const auto queue = std::make_shared<ThreadPerJob>();
     return queue;
 }
 

@@ -1,9 +1,12 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "platform/Error.h"
+
 #include <chrono>
 #include <functional>
 #include <memory>
+#include <optional>
 
 namespace kestrelnet {
 
@@ -26,9 +29,29 @@ class Queue {
     virtual void asyncAfter(Seconds delay, Job job) = 0;
 };
 
-/// Adds `job` to `queue` and waits until it has run or was dropped. Must not be called on the
-/// queue's own thread: that would be a deadlock.
-void asyncAndWait(Queue& queue, Queue::Job job);
+/// A job whose thread has been created in advance, so that the start of the job cannot fail.
+class PreparedJob {
+  public:
+    PreparedJob() = default;
+    PreparedJob(const PreparedJob&) = delete;
+    PreparedJob& operator=(const PreparedJob&) = delete;
+    /// A job that was not started is destroyed without being called. A started job continues.
+    virtual ~PreparedJob() = default;
+
+    /// Runs the job after `delay` and returns at once. Needs no memory and no descriptor. Any
+    /// thread. Call this or start() at most once.
+    virtual void startAfter(Seconds delay) = 0;
+    void start() { startAfter(Seconds::zero()); }
+};
+
+/// Runs jobs concurrently, each on a thread of its own.
+class BackgroundQueue : public Queue {
+  public:
+    /// Creates the thread of `job`, which waits until the job is started, and sets `prepared`. Any
+    /// thread. Returns nothing on success, or the reason why there is no thread.
+    [[nodiscard]] virtual std::optional<Error> prepare(Job job,
+                                                       std::unique_ptr<PreparedJob>& prepared) = 0;
+};
 
 /// The current time, and sleeping.
 class Clock {
@@ -53,9 +76,9 @@ namespace dispatch {
 /// the main thread receives it.
 std::shared_ptr<Queue> mainQueue();
 
-/// Runs jobs concurrently on background threads. A sleeping job does not delay another one, and the
-/// program does not wait for running jobs when it exits.
-std::shared_ptr<Queue> backgroundQueue();
+/// A sleeping job does not delay another one, and the program does not wait for running jobs when
+/// it exits. A job is dropped when no thread can be created for it; that is logged.
+std::shared_ptr<BackgroundQueue> backgroundQueue();
 
 std::shared_ptr<Clock> systemClock();
 

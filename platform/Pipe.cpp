@@ -9,6 +9,7 @@
 #include <fcntl.h>
 #include <poll.h>
 #include <string_view>
+#include <sys/ioctl.h>
 #include <system_error>
 #include <thread>
 #include <unistd.h>
@@ -18,11 +19,10 @@ namespace kestrelnet {
 
 namespace {
 
-constexpr std::size_t chunkSize = 65536;
+constexpr int chunkSize = 65536;
 
-/// Logs `message` with the reason in errno.
-void warnOfError(std::string_view message) {
-    log::warning(log::Category::output, message, {errno, std::generic_category()});
+void warnOfError(std::string_view message, int error = errno) {
+    log::warning(log::Category::output, message, {error, std::generic_category()});
 }
 
 void closeDescriptor(int& descriptor) {
@@ -46,67 +46,141 @@ FileHandle::~FileHandle() {
 }
 
 void FileHandle::setReadabilityHandler(ReadabilityHandler handler) {
-    const std::lock_guard lock(mutex_);
+    SharedHandler incoming;
     if (handler) {
-        handler_ = std::make_shared<const ReadabilityHandler>(std::move(handler));
-        if (!postponed_) {
-            startReading();
+        incoming = std::make_shared<const ReadabilityHandler>(std::move(handler));
+    }
+    SharedHandler rejected;
+    int error = 0;
+    {
+        const std::lock_guard lock(mutex_);
+        handler_.swap(incoming);
+        if (!handler_ && incoming) {
+            [[maybe_unused]] const auto written = ::write(wakeWriting_, "", 1);
+            resumed_.notify_all();
+        } else if (!postponed_ && (error = startReading()) != 0) {
+            handler_.swap(rejected);
         }
-    } else if (handler_) {
-        handler_.reset();
-        [[maybe_unused]] const auto written = ::write(wakeWriting_, "", 1);
+    }
+    if (error != 0) {
+        warnOfError("the output is not read", error);
     }
 }
 
-void FileHandle::endPostponement() {
+/// Returns 0 or an error number.
+int FileHandle::endPostponement() {
     const std::lock_guard lock(mutex_);
-    if (std::exchange(postponed_, false) && handler_) {
-        startReading();
-    }
+    postponed_ = false;
+    return startReading();
 }
 
-/// Needs the mutex. Without a thread, nothing is read. Without descriptors for the wake-up,
-/// removing the handler does not wake the thread.
-void FileHandle::startReading() {
-    if (reading_ || atEnd_ || descriptor_ < 0) {
-        return;
+/// Starts the reader thread if there is something to read and somebody to read it. Needs the mutex.
+/// Returns 0 or an error number.
+int FileHandle::startReading() {
+    if (!handler_ || reading_ || atEnd_ || descriptor_ < 0) {
+        return 0;
     }
-    if (wakeReading_ < 0) {
-        const PipeDescriptors wake = closeOnExecPipe();
-        if (wake.reading < 0) {
-            warnOfError("the reader thread cannot be woken");
-        }
-        wakeReading_ = wake.reading;
-        wakeWriting_ = wake.writing;
-        // A write to a full pipe must not block; its bytes wake the thread as well.
-        ::fcntl(wakeWriting_, F_SETFL, O_NONBLOCK);
+    if (const int error = createWakePipe()) {
+        return error;
     }
     try {
         std::thread([self = shared_from_this()] { self->readUntilRemoved(); }).detach();
-        reading_ = true;
     } catch (const std::system_error& error) {
-        log::warning(log::Category::output,
-                     "the output is not read, because no thread can be created", error.code());
-        handler_.reset();
+        return error.code().value();
     }
+    reading_ = true;
+    return 0;
+}
+
+int FileHandle::createWakePipe() {
+    if (wakeReading_ >= 0) {
+        return 0;
+    }
+    const PipeDescriptors wake = closeOnExecPipe();
+    if (wake.reading < 0) {
+        return errno;
+    }
+    wakeReading_ = wake.reading;
+    wakeWriting_ = wake.writing;
+    // A write to a full pipe must not block; its bytes wake the thread as well.
+    ::fcntl(wakeWriting_, F_SETFL, O_NONBLOCK);
+    return 0;
 }
 
 void FileHandle::readUntilRemoved() {
-    while (const auto handler = currentHandler()) {
+    while (awaitTurn()) {
         if (awaitReadable()) {
-            (*handler)(*this);
+            callHandler();
         }
     }
 }
 
-/// The handler, or null when the reader thread must end.
-std::shared_ptr<const FileHandle::ReadabilityHandler> FileHandle::currentHandler() {
-    const std::lock_guard lock(mutex_);
+/// Waits for the end of all pauses. Returns false when the reader thread must end.
+bool FileHandle::awaitTurn() {
+    SharedHandler finished;
+    std::unique_lock lock(mutex_);
+    resumed_.wait(lock, [this] { return pauses_ == 0 || !handler_; });
     if (atEnd_) {
-        handler_.reset();
+        handler_.swap(finished);
     }
     reading_ = handler_ != nullptr;
+    return reading_;
+}
+
+void FileHandle::callHandler() {
+    SharedHandler handler;
+    const std::lock_guard call(calling_);
+    {
+        const std::lock_guard lock(mutex_);
+        if (pauses_ == 0) {
+            handler = handler_;
+        }
+    }
+    // drain() may have read the bytes meanwhile.
+    if (handler && isReadable()) {
+        (*handler)(*this);
+    }
+}
+
+FileHandle::SharedHandler FileHandle::currentHandler() {
+    const std::lock_guard lock(mutex_);
     return handler_;
+}
+
+void FileHandle::drain() {
+    SharedHandler handler;
+    const std::lock_guard call(calling_);
+    int left = 0;
+    if (::ioctl(descriptor_, FIONREAD, &left) != 0) {
+        return;
+    }
+    for (; left > 0 && (handler = currentHandler()); left -= chunkSize) {
+        (*handler)(*this);
+    }
+}
+
+class FileHandle::Pause {
+  public:
+    explicit Pause(std::shared_ptr<FileHandle> handle) : handle_(std::move(handle)) {}
+    ~Pause() { handle_->endPause(); }
+    Pause(const Pause&) = delete;
+    Pause& operator=(const Pause&) = delete;
+
+  private:
+    const std::shared_ptr<FileHandle> handle_;
+};
+
+std::shared_ptr<FileHandle::Pause> FileHandle::pause() {
+    auto pause = std::make_shared<Pause>(shared_from_this());
+    const std::lock_guard lock(mutex_);
+    ++pauses_;
+    return pause;
+}
+
+void FileHandle::endPause() {
+    const std::lock_guard lock(mutex_);
+    --pauses_;
+    resumed_.notify_all();
 }
 
 /// Waits. Returns true when bytes or the end can be read, false when the handler was removed or
@@ -122,6 +196,11 @@ bool FileHandle::awaitReadable() {
     std::array<char, 64> wakeUps{};
     [[maybe_unused]] const auto drained = ::read(wakeReading_, wakeUps.data(), wakeUps.size());
     return false;
+}
+
+bool FileHandle::isReadable() const {
+    pollfd readable{.fd = descriptor_, .events = POLLIN, .revents = 0};
+    return ::poll(&readable, 1, 0) > 0;
 }
 
 std::string FileHandle::availableData() {
@@ -160,8 +239,16 @@ void Pipe::closeReading() {
     reading_ = FileHandle::create(-1);
 }
 
+std::optional<Error> Pipe::prepareReading() {
+    if (const int error = reading_->endPostponement()) {
+        return Error{std::generic_category().message(error)};
+    }
+    return std::nullopt;
+}
+
 void Pipe::closeWriting() {
     closeDescriptor(writing_);
+    // Reports the end to a handler whose pipe was never given to a child.
     reading_->endPostponement();
 }
 

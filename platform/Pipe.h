@@ -1,10 +1,14 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "platform/Error.h"
+
 #include <atomic>
+#include <condition_variable>
 #include <functional>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <string>
 
 namespace kestrelnet {
@@ -16,9 +20,13 @@ class Process;
 class FileHandle : public std::enable_shared_from_this<FileHandle> {
   public:
     /// Called on the reader thread each time bytes can be read, and a last time, with nothing to
-    /// read, when all writing ends have been closed. Calls do not overlap: while a handler waits,
-    /// nothing more is read, and the writer blocks once the pipe is full.
+    /// read, when all writing ends have been closed; drain() calls it on its own thread. Each call
+    /// should read once. Calls do not overlap: while a handler waits, nothing more is read, and the
+    /// writer blocks once the pipe is full.
     using ReadabilityHandler = std::function<void(FileHandle&)>;
+
+    /// While one exists, the reader thread does not call the handler.
+    class Pause;
 
     /// Takes ownership of the descriptor and closes it with the object.
     static std::shared_ptr<FileHandle> create(int descriptor);
@@ -29,7 +37,20 @@ class FileHandle : public std::enable_shared_from_this<FileHandle> {
     /// Installs `handler` and starts the reader thread. An empty `handler` removes the current one
     /// and ends the thread. May be called on any thread and inside the handler. Does not wait: a
     /// call of the old handler may still be running afterwards.
+    ///
+    /// When the thread cannot be created, or no descriptor is available to wake it, that is logged,
+    /// and `handler` is not installed.
     void setReadabilityHandler(ReadabilityHandler handler);
+
+    /// Stops the calls of the reader thread until the returned object has been destroyed. Any
+    /// thread. A handler that posts what it has read lets the posted job own the object: then the
+    /// next bytes are read only when the job has run or was dropped.
+    std::shared_ptr<Pause> pause();
+
+    /// Calls the handler on this thread, also during a pause, until it has read every byte that was
+    /// in the pipe at the time of the call. Waits for a running call of the handler, but not for
+    /// more bytes. Any thread, but not inside the handler.
+    void drain();
 
     /// Waits until bytes are available and returns them, 64 KiB at most. Returns nothing when all
     /// writing ends have been closed or reading failed.
@@ -37,21 +58,34 @@ class FileHandle : public std::enable_shared_from_this<FileHandle> {
 
   private:
     friend class Pipe;
+    using SharedHandler = std::shared_ptr<const ReadabilityHandler>;
+
     explicit FileHandle(int descriptor) : descriptor_(descriptor) {}
-    void endPostponement();
-    void startReading();
+    int endPostponement();
+    int startReading();
+    int createWakePipe();
     void readUntilRemoved();
+    bool awaitTurn();
     bool awaitReadable();
-    std::shared_ptr<const ReadabilityHandler> currentHandler();
+    bool isReadable() const;
+    void callHandler();
+    SharedHandler currentHandler();
+    void endPause();
 
     const int descriptor_;
     std::atomic<bool> atEnd_ = false;
 
+    // Held during each call of the handler. Locked before `mutex_`.
+    std::mutex calling_;
+
+    // A handler is never destroyed while this is locked: it may own objects that use the handle.
     std::mutex mutex_;
-    std::shared_ptr<const ReadabilityHandler> handler_;
+    std::condition_variable resumed_;
+    SharedHandler handler_;
+    int pauses_ = 0;
     bool reading_ = false;
-    // Set until a child has the writing end: no thread is started before, as there is nothing to
-    // read. So the start of a child does not wait for the creation of a thread.
+    // Set until the pipe is about to be given to a child: no thread is started before, as there is
+    // nothing to read.
     bool postponed_ = false;
     // A pipe that ends the reader thread's wait when the handler is removed.
     int wakeReading_ = -1;
@@ -70,6 +104,11 @@ class Pipe {
     Pipe& operator=(const Pipe&) = delete;
 
     FileHandle& fileHandleForReading() { return *reading_; }
+
+    /// Creates what the installed handler needs: the reader thread and its descriptors. Without
+    /// this call `Process` does it, immediately before it starts the child. Returns nothing on
+    /// success, or the reason of the failure.
+    [[nodiscard]] std::optional<Error> prepareReading();
 
     /// Removes the handler and closes the reading end once the reader thread has ended. A child
     /// that writes gets SIGPIPE then. No other thread may use the pipe at that time.

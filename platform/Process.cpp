@@ -8,7 +8,6 @@
 #include <spawn.h>
 #include <sys/wait.h>
 #include <system_error>
-#include <thread>
 #include <unistd.h>
 #include <utility>
 
@@ -111,6 +110,25 @@ std::shared_ptr<Process> Process::create() {
 
 Process::~Process() = default;
 
+std::optional<Error> Process::prepare() {
+    for (const auto& pipe : ownPipes()) {
+        if (auto error = pipe->prepareReading()) {
+            return error;
+        }
+    }
+    if (waiter_) {
+        return std::nullopt;
+    }
+    // A strong reference would keep a process alive that is never run.
+    return dispatch::backgroundQueue()->prepare(
+        [weak = weak_from_this()] {
+            if (const auto self = weak.lock()) {
+                self->awaitEnd();
+            }
+        },
+        waiter_);
+}
+
 std::optional<Error> Process::run() {
     SpawnPlan plan;
     if (standardOutput) {
@@ -123,6 +141,9 @@ std::optional<Error> Process::run() {
     if (const int error = plan.error()) {
         return describe(error);
     }
+    if (auto error = prepare()) {
+        return error;
+    }
     std::vector<std::string> argumentStrings{executablePath};
     argumentStrings.insert(argumentStrings.end(), arguments.begin(), arguments.end());
     std::vector<std::string> environmentStrings;
@@ -131,35 +152,46 @@ std::optional<Error> Process::run() {
         environmentStrings = entries(*environment);
         environmentPointers = pointers(environmentStrings);
     }
+    const std::vector<std::shared_ptr<Pipe>> pipes = ownPipes();
+    for (const auto& pipe : pipes) {
+        outputs_.push_back(pipe->reading_);
+    }
+    if (relayedOutput) {
+        outputs_.push_back(relayedOutput->reading_);
+    }
 
     const std::lock_guard lock(mutex_);
     pid_t pid = 0;
     if (const int error = plan.spawn(pid, executablePath.c_str(), pointers(argumentStrings).data(),
                                      environment ? environmentPointers.data() : environ)) {
+        waiter_.reset();
         return describe(error);
-    }
-    try {
-        std::thread([self = shared_from_this()] { self->awaitEnd(); }).detach();
-    } catch (const std::system_error& error) {
-        // Without a waiter thread nobody would reap the child, so kill it.
-        ::kill(pid, SIGKILL);
-        reap(pid);
-        return Error{error.code().message()};
     }
     pid_ = pid;
     running_ = true;
-    for (const auto& pipe : {standardOutput, standardError}) {
-        if (pipe) {
-            pipe->closeWriting();
-        }
+    keepAlive_ = shared_from_this();
+    waiter_->start();
+    for (const auto& pipe : pipes) {
+        pipe->closeWriting();
     }
     return std::nullopt;
+}
+
+/// The pipes of the standard streams.
+std::vector<std::shared_ptr<Pipe>> Process::ownPipes() const {
+    std::vector<std::shared_ptr<Pipe>> pipes;
+    for (const auto& pipe : {standardOutput, standardError}) {
+        if (pipe) {
+            pipes.push_back(pipe);
+        }
+    }
+    return pipes;
 }
 
 void Process::awaitEnd() {
     int pid = 0;
     {
-        // run() holds the mutex until pid_ is set.
+        // run() holds the mutex until the process is complete.
         const std::lock_guard lock(mutex_);
         pid = pid_;
     }
@@ -169,15 +201,31 @@ void Process::awaitEnd() {
     while (::waitid(P_PID, static_cast<id_t>(pid), &end, WEXITED | WNOWAIT) != 0 &&
            errno == EINTR) {
     }
+    // Ends after the report: until then the reader threads read no output of descendants.
+    const auto pauses = drainOutput();
+    std::shared_ptr<Process> self;
     {
         const std::lock_guard lock(mutex_);
         status_ = reap(pid);
         running_ = false;
+        self.swap(keepAlive_);
     }
     ended_.notify_all();
     if (const TerminationHandler handler = std::exchange(terminationHandler, nullptr)) {
-        handler(shared_from_this());
+        handler(self);
     }
+    relayedOutput.reset();
+}
+
+std::vector<std::shared_ptr<FileHandle::Pause>> Process::drainOutput() {
+    std::vector<std::shared_ptr<FileHandle::Pause>> pauses;
+    for (const auto& output : outputs_) {
+        if (const auto handle = output.lock()) {
+            pauses.push_back(handle->pause());
+            handle->drain();
+        }
+    }
+    return pauses;
 }
 
 void Process::terminate() {

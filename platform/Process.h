@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "platform/Dispatch.h"
 #include "platform/Environment.h"
 #include "platform/Error.h"
 #include "platform/Pipe.h"
@@ -21,6 +22,10 @@ namespace kestrelnet {
 /// signal mask and no descriptor above 2. A running process keeps its object alive until it has
 /// ended, and reports its end exactly once. Neither destroying the last other reference nor exiting
 /// the program ends the child.
+///
+/// The handlers of its pipes, `relayedOutput` included, get everything that can be read at the end
+/// of the child before the end is reported. Another process that keeps a pipe open does not delay
+/// the report; a handler that waits does.
 class Process : public std::enable_shared_from_this<Process> {
   public:
     using TerminationHandler = std::function<void(const std::shared_ptr<Process>&)>;
@@ -38,13 +43,21 @@ class Process : public std::enable_shared_from_this<Process> {
     std::optional<Environment> environment;
     std::shared_ptr<Pipe> standardOutput;
     std::shared_ptr<Pipe> standardError;
+    /// A pipe to which another process copies this child's output. It is reset when the child has
+    /// ended and `terminationHandler` has returned.
+    std::shared_ptr<Pipe> relayedOutput;
     /// Called once, on the process's waiter thread, after the child has ended and been reaped. Not
     /// called when the process did not start.
     TerminationHandler terminationHandler;
 
-    /// Starts the child. May be called once, on any thread, but without an `environment` only on
-    /// the main thread, which alone may change the application's environment. Returns nothing on
-    /// success, or the reason of the failure.
+    /// Creates the threads that run() needs, so that a later run() does not fail for lack of them.
+    /// Returns nothing on success, or the reason of the failure.
+    [[nodiscard]] std::optional<Error> prepare();
+
+    /// Starts the child, after prepare() if that was not called. May be called once, on any thread,
+    /// but without an `environment` only on the main thread, which alone may change the
+    /// application's environment. Returns nothing on success, or the reason of the failure; the
+    /// program has then not been executed.
     [[nodiscard]] std::optional<Error> run();
 
     // All of the following may be called on any thread. After the end, or without a start, they
@@ -54,7 +67,8 @@ class Process : public std::enable_shared_from_this<Process> {
     void terminate();
     /// Sends `signal`.
     void kill(int signal);
-    /// True from a successful run() until the child has ended, however long its pipes stay open.
+    /// True from a successful run() until the child has ended and the handlers of its pipes have
+    /// got what can be read, however long its pipes stay open.
     bool isRunning() const;
     /// The child's identifier, also after its end; 0 if it was never started.
     int processIdentifier() const;
@@ -65,13 +79,21 @@ class Process : public std::enable_shared_from_this<Process> {
 
   private:
     Process() = default;
+    std::vector<std::shared_ptr<Pipe>> ownPipes() const;
     void awaitEnd();
+    std::vector<std::shared_ptr<FileHandle::Pause>> drainOutput();
 
     mutable std::mutex mutex_;
     std::condition_variable ended_;
     int pid_ = 0;
     int status_ = 0;
     bool running_ = false;
+    // Set while the child runs.
+    std::shared_ptr<Process> keepAlive_;
+    // The waiter thread, from prepare() on.
+    std::unique_ptr<PreparedJob> waiter_;
+    // Weak, because these references must not keep the reading ends open.
+    std::vector<std::weak_ptr<FileHandle>> outputs_;
 };
 
 } // namespace kestrelnet

@@ -172,6 +172,20 @@ TEST_F(DisconnectTest, outputDuringTheStopIsStillHandled) {
     EXPECT_EQ(manager->status, TunnelStatus::reconnecting);
 }
 
+// The main thread is busy while the client answers the request to end.
+TEST_F(DisconnectTest, theLastOutputIsHandledBeforeTheCleanUp) {
+    const FakeClient& client = startAndBeginStop();
+    client.say("Reconnecting\n");
+    ASSERT_TRUE(time.waitHoldingMain([&] { return client.isHeard(); }));
+    client.say("Split-tunnel routes: 1\n");
+    client.exit(0);
+    ASSERT_TRUE(endsUnnoticed(client, 1));
+    ASSERT_TRUE(time.waitUntil([this] { return process() == nullptr; }));
+    EXPECT_EQ(log().size(), 2U);
+    time.advance(Seconds(0.1));
+    EXPECT_EQ(snapshot(), (Snapshot{"Disconnected", exitMessage, "none", "none"}));
+}
+
 TEST_F(DisconnectTest, twoDisconnectsTerminateTwiceAndCleanUpTwice) {
     const FakeClient& client = startAndBeginStop();
     manager->disconnect();

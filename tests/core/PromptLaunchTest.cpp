@@ -19,18 +19,40 @@ using testing::IsEmpty;
 using testing::StartsWith;
 
 /// Records the delays of the delayed jobs.
-class NotingQueue : public Queue {
+class NotingQueue : public BackgroundQueue {
   public:
-    explicit NotingQueue(std::shared_ptr<Queue> queue) : queue_(std::move(queue)) {}
+    explicit NotingQueue(std::shared_ptr<BackgroundQueue> queue) : queue_(std::move(queue)) {}
     void async(Job job) override { queue_->async(std::move(job)); }
     void asyncAfter(Seconds delay, Job job) override {
         delays.push_back(delay.count());
         queue_->asyncAfter(delay, std::move(job));
     }
+    std::optional<Error> prepare(Job job, std::unique_ptr<PreparedJob>& prepared) override {
+        std::unique_ptr<PreparedJob> real;
+        auto error = queue_->prepare(std::move(job), real);
+        prepared = std::make_unique<NotingJob>(*this, std::move(real));
+        return error;
+    }
     std::vector<double> delays;
 
   private:
-    std::shared_ptr<Queue> queue_;
+    class NotingJob : public PreparedJob {
+      public:
+        NotingJob(NotingQueue& queue, std::unique_ptr<PreparedJob> job)
+            : queue_(&queue), job_(std::move(job)) {}
+        void startAfter(Seconds delay) override {
+            if (delay > Seconds::zero()) {
+                queue_->delays.push_back(delay.count());
+            }
+            job_->startAfter(delay);
+        }
+
+      private:
+        NotingQueue* queue_;
+        std::unique_ptr<PreparedJob> job_;
+    };
+
+    std::shared_ptr<BackgroundQueue> queue_;
 };
 
 class PromptLaunchTest : public TunnelTest {
@@ -57,6 +79,8 @@ class PromptLaunchTest : public TunnelTest {
     }
 
     void writeProgram(std::string_view name, std::string_view text) const {
+        // Not through the link to a client.
+        fs::remove(world->root.file(name));
         fs::permissions(world->root.write(name, "#!/bin/sh\n" + std::string(text)),
                         fs::perms::owner_all);
     }
@@ -76,8 +100,8 @@ class PromptLaunchTest : public TunnelTest {
     }
 
     /// Connects with a runner that does nothing: the prompt is shown until it exits.
-    FakeClient& startPrompt() {
-        FakeClient& runner = installAt(paths().osascript, "script");
+    FakeClient& startPrompt(std::string_view mode = "script") {
+        FakeClient& runner = installAt(paths().osascript, mode);
         manager->connect();
         EXPECT_TRUE(time.waitHoldingMain([&] { return runner.isReady(); }));
         return runner;
@@ -362,6 +386,107 @@ TEST_F(PromptLaunchTest, theReaderIsNotStoppedButItsOutputIsNoLongerRead) {
     EXPECT_EQ(*manager->lastLog, exitMessage);
 }
 
+// -- A run that the controller has lost track of -------------------------------------------------
+
+/// A clean-up that comes late releases the present run.
+class ForgottenRunTest : public PromptLaunchTest {
+  protected:
+    /// Ends a first run by a disconnect whose clean-up is still pending.
+    void leaveCleanUpPending() {
+        const FakeClient& first = startPrompt("stubborn");
+        // Its reader is not installed yet.
+        time.advance(Seconds(1));
+        manager->disconnect();
+        time.settle();
+        ASSERT_EQ(time.sleeperCount(), 1U);
+        first.exit(0);
+        ASSERT_TRUE(reaches(TunnelStatus::error));
+    }
+
+    /// Runs the clean-up.
+    void forget() {
+        time.advance(Seconds(0.1));
+        ASSERT_EQ(manager->status, TunnelStatus::disconnected);
+        ASSERT_EQ(process(), nullptr);
+    }
+};
+
+TEST_F(ForgottenRunTest, theReaderStartsAndReadsEverythingSoThatTheClientRuns) {
+    leaveCleanUpPending();
+    installWorkingPrograms();
+    // More than all pipes hold.
+    const FakeClient& client =
+        installAt(paths().home + "/.kestrelnet/kestrelnet-client", "flood", "1");
+    manager->connect();
+    forget();
+    time.advance(Seconds(0.9));
+    EXPECT_TRUE(time.waitHoldingMain([&] { return client.isReady(); }));
+    EXPECT_THAT(log(), IsEmpty());
+    EXPECT_EQ(manager->status, TunnelStatus::disconnected);
+    client.exit(0);
+    EXPECT_TRUE(time.waitUntil([this] { return !temporaryFilesExist(); }));
+    EXPECT_EQ(manager->status, TunnelStatus::disconnected);
+}
+
+TEST_F(ForgottenRunTest, aClientWhoseReaderRunsAlreadyContinuesAsWell) {
+    const FakeClient& first = startPrompt();
+    manager->status = TunnelStatus::error;
+    installWorkingPrograms();
+    const FakeClient& client = installTunnelClient();
+    manager->connect();
+    time.advance(Seconds(1));
+    ASSERT_TRUE(time.waitHoldingMain([&] { return client.isReady(); }));
+    // The late end of the first run detaches the output of the second one.
+    first.exit(0);
+    ASSERT_TRUE(reaches(TunnelStatus::error));
+    ASSERT_EQ(pipe(), nullptr);
+    for (int chunk = 0; chunk < 64; ++chunk) {
+        client.say(std::string(4096, 'x'));
+    }
+    EXPECT_TRUE(time.waitHoldingMain([&] { return client.isHeard(); }));
+    EXPECT_TRUE(client.isAlive());
+}
+
+TEST_F(ForgottenRunTest, theReadersOutputIsReadUntilTheRunEnds) {
+    leaveCleanUpPending();
+    const FakeClient& reader = installAt(paths().tail, "script");
+    const FakeClient& runner = startPrompt();
+    forget();
+    time.advance(Seconds(0.9));
+    ASSERT_TRUE(time.waitHoldingMain([&] { return reader.isReady(); }));
+    reader.say("unread\n");
+    ASSERT_TRUE(time.waitHoldingMain([&] { return reader.isHeard(); }));
+    EXPECT_TRUE(reader.isAlive());
+    runner.exit(0);
+    // It ends when it writes, because its output has no reader.
+    EXPECT_TRUE(time.waitUntil([&] {
+        reader.say("late\n");
+        return reader.isGone();
+    }));
+    EXPECT_THAT(log(), IsEmpty());
+}
+
+TEST_F(ForgottenRunTest, theReaderLeavesTheFifoOfALaterRunAlone) {
+    leaveCleanUpPending();
+    startPrompt();
+    forget();
+    installWorkingPrograms();
+    const FakeClient& client = installTunnelClient("routes");
+    const FakeClient& reader = installAt(paths().tail, "script");
+    manager->connect();
+    time.advance(Seconds(0.9));
+    // The reader of the forgotten run has no reading end.
+    ASSERT_TRUE(time.waitHoldingMain([&] { return reader.isReady(); }));
+    EXPECT_TRUE(time.waitHoldingMain([&] {
+        reader.say("x");
+        return reader.isGone();
+    }));
+    installWorkingPrograms();
+    time.advance(Seconds(0.1));
+    EXPECT_TRUE(reaches(TunnelStatus::connected));
+    EXPECT_TRUE(client.isAlive());
+}
+
 // -- The prompt --------------------------------------------------------------------------------
 
 TEST_F(PromptLaunchTest, aCancelledPromptIsAnErrorAndLeavesNoFile) {
@@ -382,7 +507,8 @@ TEST_F(PromptLaunchTest, aDisconnectEndsThePromptAndLeavesNoFile) {
     time.advance(Seconds(0.1));
     EXPECT_EQ(manager->status, TunnelStatus::disconnected);
     EXPECT_EQ(process(), nullptr);
-    EXPECT_FALSE(temporaryFilesExist());
+    // The clean-up may come before the end when the runner ends very quickly.
+    EXPECT_TRUE(time.waitUntil([this] { return !temporaryFilesExist(); }));
 }
 
 TEST_F(PromptLaunchTest, thePromptNeitherKeepsTheControllerAliveNorEndsWithIt) {

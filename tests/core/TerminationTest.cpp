@@ -109,6 +109,44 @@ TEST_F(TerminationTest, pendingOutputIsHandledBeforeTheEnd) {
     EXPECT_EQ(snapshot(), (Snapshot{"Error", exitMessage, "none", "oslo"}));
 }
 
+// The main thread is busy when the client writes its last lines and ends.
+TEST_F(TerminationTest, everythingThatCouldBeReadAtTheEndIsHandledBeforeIt) {
+    const FakeClient& client = start();
+    client.say("Discovered home server: oslo\n");
+    ASSERT_TRUE(time.waitHoldingMain([&] { return client.isHeard(); }));
+    ASSERT_EQ(time.pendingCount(), 1U);
+    client.say("Split-tunnel routes: 1\n");
+    client.sayOnError("Reconnecting\n");
+    client.exit(0);
+    ASSERT_TRUE(endsUnnoticed(client, 1));
+    EXPECT_TRUE(time.waitUntil([this] { return log().size() == 3 && process() == nullptr; }));
+    EXPECT_EQ(snapshot(), (Snapshot{"Error", exitMessage, "none", "oslo"}));
+    EXPECT_EQ(time.pendingCount(), 0U);
+}
+
+TEST_F(TerminationTest, theLastLinesOfAFullPipeAreHandledBeforeTheEnd) {
+    const FakeClient& client = install("floods-and-exits", "1");
+    manager->connect();
+    ASSERT_TRUE(time.waitUntil([this] { return process() == nullptr; }));
+    EXPECT_EQ(log().back(), "Split-tunnel routes: last");
+    EXPECT_EQ(snapshot(), (Snapshot{"Error", exitMessage, "none", "none"}));
+    EXPECT_TRUE(client.isGone());
+}
+
+TEST_F(TerminationTest, aDescendantThatKeepsWritingDoesNotDelayTheEnd) {
+    const FakeClient& client = install("leaves-flood");
+    manager->connect();
+    ASSERT_TRUE(time.waitHoldingMain([&] { return client.grandchild().has_value(); }));
+    // The pipe is full: the descendant writes more whenever something is read.
+    ASSERT_TRUE(endsUnnoticed(client, 1));
+    EXPECT_TRUE(isAlive(*client.grandchild()));
+    time.runPending();
+    ASSERT_TRUE(reaches(TunnelStatus::error));
+    EXPECT_EQ(*manager->lastLog, exitMessage);
+    EXPECT_EQ(process(), nullptr);
+    EXPECT_EQ(pipe(), nullptr);
+}
+
 TEST_F(TerminationTest, anEndAfterTheCleanUpOnlyDeletesTheFiles) {
     // The clean-up of the first run releases the second run, whose end then comes late.
     const FakeClient& first = start("stubborn");

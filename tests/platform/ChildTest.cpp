@@ -150,5 +150,16 @@ TEST_F(ChildTest, doesNotStartWithAPipeThatCouldNotBeCreated) {
     EXPECT_FALSE(process->isRunning());
 }
 
+TEST_F(ChildTest, doesNotStartWhenItsOutputCannotBeRead) {
+    process->standardOutput = std::make_shared<Pipe>();
+    const auto output = Collector::attachTo(process->standardOutput->fileHandleForReading());
+    const NoDescriptors exhausted;
+    const auto error = process->run();
+    ASSERT_TRUE(error);
+    EXPECT_EQ(error->description, "Too many open files");
+    EXPECT_FALSE(process->isRunning());
+    EXPECT_EQ(client.pid(), std::nullopt);
+}
+
 } // namespace
 } // namespace kestrelnet

@@ -95,53 +95,6 @@ TEST(MainQueueTest, aDelayedJobMayComeFromAnotherThread) {
     EXPECT_TRUE(waitUntil([&] { return ran; }));
 }
 
-TEST(MainQueueTest, asyncAndWaitReturnsOnceTheJobHasRun) {
-    bool ran = false;
-    std::atomic<bool> returned = false;
-    std::thread waiter([&, queue = dispatch::mainQueue()] {
-        asyncAndWait(*queue, [&] {
-            EXPECT_FALSE(returned);
-            ran = true;
-        });
-        EXPECT_TRUE(ran);
-        returned = true;
-    });
-    EXPECT_TRUE(waitUntil([&] { return returned.load(); }));
-    waiter.join();
-}
-
-/// A queue that keeps its only job until the test drops it.
-class HoldingQueue : public Queue {
-  public:
-    void async(Job job) override {
-        job_ = std::move(job);
-        arrived_.set_value();
-    }
-    void asyncAfter(Seconds /*delay*/, Job job) override { async(std::move(job)); }
-
-    void awaitJob() { arrived_.get_future().wait(); }
-    void drop() { job_ = nullptr; }
-
-  private:
-    Job job_;
-    std::promise<void> arrived_;
-};
-
-TEST(AsyncAndWaitTest, returnsOnceTheJobIsDropped) {
-    HoldingQueue queue;
-    bool ran = false;
-    std::atomic<bool> dropping = false;
-    std::thread waiter([&] {
-        asyncAndWait(queue, [&ran] { ran = true; });
-        EXPECT_TRUE(dropping);
-    });
-    queue.awaitJob();
-    dropping = true;
-    queue.drop();
-    waiter.join();
-    EXPECT_FALSE(ran);
-}
-
 TEST(BackgroundQueueTest, aWaitingJobDelaysNoOtherJob) {
     // The jobs end only when all of them run at the same time.
     constexpr std::ptrdiff_t jobs = 64;
@@ -182,6 +135,40 @@ TEST(BackgroundQueueTest, finishedJobsLeaveNoThreads) {
     EXPECT_TRUE(waitFor([&] { return *over == 200 && runningThreads() <= threads; }));
 }
 
+TEST(PreparedJobTest, runsOnlyWhenItIsStarted) {
+    const auto runs = std::make_shared<std::atomic<int>>(0);
+    std::unique_ptr<PreparedJob> job;
+    const std::size_t threads = runningThreads();
+    ASSERT_FALSE(dispatch::backgroundQueue()->prepare([runs] { ++*runs; }, job));
+    EXPECT_EQ(runningThreads(), threads + 1);
+    EXPECT_EQ(*runs, 0);
+    job->start();
+    EXPECT_TRUE(waitFor([&] { return *runs == 1 && runningThreads() <= threads; }));
+}
+
+TEST(PreparedJobTest, aStartedJobContinuesWithoutItsObject) {
+    const auto clock = dispatch::systemClock();
+    const Clock::Time start = clock->now();
+    const auto elapsed = std::make_shared<std::atomic<Clock::Time::rep>>(0);
+    std::unique_ptr<PreparedJob> job;
+    ASSERT_FALSE(dispatch::backgroundQueue()->prepare(
+        [=] { *elapsed = (clock->now() - start).count(); }, job));
+    job->startAfter(Seconds(0.02));
+    job.reset();
+    ASSERT_TRUE(waitFor([&] { return *elapsed != 0; }));
+    EXPECT_GE(Clock::Time::duration(elapsed->load()), std::chrono::milliseconds(20));
+}
+
+TEST(PreparedJobTest, aJobThatIsNotStartedIsDroppedAndItsThreadEnds) {
+    const auto runs = std::make_shared<std::atomic<int>>(0);
+    const std::size_t threads = runningThreads();
+    std::unique_ptr<PreparedJob> job;
+    ASSERT_FALSE(dispatch::backgroundQueue()->prepare([runs] { ++*runs; }, job));
+    job.reset();
+    EXPECT_TRUE(waitFor([&] { return runs.use_count() == 1 && runningThreads() <= threads; }));
+    EXPECT_EQ(*runs, 0);
+}
+
 /// The output of leaving-program in the case `name`; it has ten seconds to end.
 std::string saidWhenLeaving(const std::string& name) {
     const auto process = Process::create();
@@ -202,8 +189,8 @@ TEST(LeavingTest, jobsOfTheMainQueueAreDropped) {
     EXPECT_EQ(saidWhenLeaving("main-jobs"), "leaving\n");
 }
 
-TEST(LeavingTest, aThreadThatWaitsForTheMainQueueIsReleased) {
-    EXPECT_EQ(saidWhenLeaving("waiter"), "released\n");
+TEST(LeavingTest, aPipeIsReadFurtherWhenTheJobThatPausesItIsDropped) {
+    EXPECT_EQ(saidWhenLeaving("paused-reader"), "read again\n");
 }
 
 TEST(LeavingTest, aSleepingBackgroundJobIsNotWaitedFor) {

@@ -15,6 +15,8 @@
 #include <csignal>
 #include <fcntl.h>
 #include <future>
+#include <poll.h>
+#include <thread>
 #include <unistd.h>
 #include <utility>
 
@@ -49,6 +51,11 @@ class PipeTest : public testing::Test {
             taken += piece.size();
         }
         return taken;
+    }
+    /// Whether no reading end is left.
+    bool isBroken() const {
+        pollfd end{.fd = writing_, .events = 0, .revents = 0};
+        return ::poll(&end, 1, 0) == 1 && (end.revents & POLLERR) != 0;
     }
     void closeWriting() {
         if (writing_ >= 0) {
@@ -205,19 +212,113 @@ TEST_F(PipeTest, aFailedReadIsTheEndAndLogged) {
         ElementsAre("warning kestrelnet.output: the output cannot be read: Is a directory"));
 }
 
-TEST_F(PipeTest, withoutADescriptorForTheWakeUpItReadsAndLogs) {
+TEST_F(PipeTest, withoutADescriptorForTheWakeUpNoThreadStartsAndThatIsLogged) {
     const LogRecorder recorder;
+    const std::size_t threads = runningThreads();
     const auto collector = std::make_shared<Collector>();
     {
         const NoDescriptors exhausted;
         handle->setReadabilityHandler(collector->handler());
     }
-    write("read");
-    EXPECT_TRUE(waitFor([&] { return collector->text() == "read"; }));
-    EXPECT_THAT(
-        recorder.messages(),
-        ElementsAre("warning kestrelnet.output: the reader thread cannot be woken: Too many "
-                    "open files"));
+    EXPECT_EQ(collector.use_count(), 1);
+    EXPECT_EQ(runningThreads(), threads);
+    EXPECT_THAT(recorder.messages(),
+                ElementsAre("warning kestrelnet.output: the output is not read: Too many open "
+                            "files"));
+    // Nothing else keeps the reading end open: a writer notices that nobody reads.
+    handle.reset();
+    EXPECT_TRUE(isBroken());
+}
+
+/// Uses the handle when it is destroyed.
+class HandlerOwner {
+  public:
+    explicit HandlerOwner(FileHandle& handle) : handle_(&handle) {}
+    ~HandlerOwner() { handle_->setReadabilityHandler({}); }
+    HandlerOwner(const HandlerOwner&) = delete;
+    HandlerOwner& operator=(const HandlerOwner&) = delete;
+
+  private:
+    FileHandle* handle_;
+};
+
+TEST_F(PipeTest, aHandlerMayUseTheHandleWhenItIsDestroyed) {
+    const auto handler = [this] {
+        return [owner = std::make_shared<HandlerOwner>(*handle)](FileHandle& readable) {
+            readable.availableData();
+        };
+    };
+    // On a thread that the test does not wait for, because an error is a deadlock.
+    const auto done = std::make_shared<std::atomic<bool>>(false);
+    std::thread([handle = handle, handler, done] {
+        handle->setReadabilityHandler(handler());
+        handle->setReadabilityHandler({});
+        handle->setReadabilityHandler(handler());
+        handle->setReadabilityHandler([](FileHandle&) {});
+        *done = true;
+    }).detach();
+    ASSERT_TRUE(waitFor([&] { return done->load(); }));
+    handle->setReadabilityHandler({});
+}
+
+TEST_F(PipeTest, duringAPauseTheHandlerIsNotCalled) {
+    const auto collector = std::make_shared<Collector>();
+    std::promise<std::shared_ptr<FileHandle::Pause>> promised;
+    handle->setReadabilityHandler([&promised, collector, calls = 0](FileHandle& readable) mutable {
+        collector->handler()(readable);
+        if (++calls == 1) {
+            promised.set_value(readable.pause());
+        }
+    });
+    write("one");
+    auto pause = promised.get_future().get();
+    // Without a reader the pipe fills up and stays full.
+    fill();
+    EXPECT_EQ(fill(), 0U);
+    EXPECT_EQ(collector->text(), "one");
+    pause.reset();
+    EXPECT_TRUE(waitFor([&] { return collector->text().size() > 3; }));
+}
+
+TEST_F(PipeTest, aHandlerThatIsRemovedDuringAPauseIsReleased) {
+    const auto collector = Collector::attachTo(*handle);
+    const auto pause = handle->pause();
+    handle->setReadabilityHandler({});
+    EXPECT_TRUE(waitFor([&] { return collector.use_count() == 1; }));
+}
+
+TEST_F(PipeTest, drainReadsDuringAPauseWhatIsInThePipe) {
+    const auto collector = std::make_shared<Collector>();
+    const auto pause = handle->pause();
+    handle->setReadabilityHandler(collector->handler());
+    write("first");
+    const std::size_t taken = fill();
+    handle->drain();
+    EXPECT_EQ(collector->text().size(), taken + 5);
+    // Returns although a writing end is still open.
+    handle->drain();
+    EXPECT_EQ(collector->ends(), 0U);
+}
+
+TEST_F(PipeTest, drainReadsNoMoreThanWasInThePipe) {
+    const auto pause = handle->pause();
+    int calls = 0;
+    handle->setReadabilityHandler([this, &calls](FileHandle& readable) {
+        readable.availableData();
+        ++calls;
+        // Like a writer that is faster than its reader.
+        write("more");
+    });
+    write("first");
+    handle->drain();
+    EXPECT_EQ(calls, 1);
+    handle->setReadabilityHandler({});
+}
+
+TEST_F(PipeTest, drainWithoutAHandlerReadsNothing) {
+    write("kept");
+    handle->drain();
+    EXPECT_EQ(handle->availableData(), "kept");
 }
 
 TEST(PipeLifeTest, aPipeThatCannotBeCreatedIsLogged) {

@@ -10,6 +10,7 @@
 
 #include <atomic>
 #include <filesystem>
+#include <future>
 #include <signal.h>
 #include <thread>
 #include <unistd.h>
@@ -250,6 +251,43 @@ TEST(ProcessTest, outputCanBeReadAfterTheEnd) {
     const auto output = Collector::attachTo(process->standardOutput->fileHandleForReading());
     EXPECT_TRUE(waitFor([&] { return output->ends() == 1; }));
     EXPECT_EQ(output->text(), "Discovered home server: oslo (198.51.100.9)\n");
+}
+
+TEST(ProcessTest, whatCanBeReadAtTheEndIsReadBeforeItIsReported) {
+    const FakeClient client("says-and-exits");
+    const auto process = processFor(client);
+    process->standardOutput = std::make_shared<Pipe>();
+    FileHandle& handle = process->standardOutput->fileHandleForReading();
+    const auto output = Collector::attachTo(handle);
+    // The reader thread reads nothing.
+    const auto pause = handle.pause();
+    std::promise<std::string> reported;
+    process->terminationHandler = [&](const std::shared_ptr<Process>&) {
+        reported.set_value(output->text());
+    };
+    ASSERT_FALSE(process->run());
+    EXPECT_EQ(reported.get_future().get(), "Discovered home server: oslo (198.51.100.9)\n");
+}
+
+TEST(ProcessTest, aRelayedOutputIsReadToTheEndAndReleased) {
+    const FakeClient client("exits-at-once");
+    const auto process = processFor(client);
+    process->relayedOutput = std::make_shared<Pipe>();
+    const std::weak_ptr<Pipe> pipe = process->relayedOutput;
+    const auto output = Collector::attachTo(process->relayedOutput->fileHandleForReading());
+    const auto pause = process->relayedOutput->fileHandleForReading().pause();
+    // Another child writes to the pipe.
+    const FakeClient writer("script");
+    const auto relay = processFor(writer);
+    relay->standardOutput = process->relayedOutput;
+    ASSERT_FALSE(relay->run());
+    relay->standardOutput.reset();
+    writer.say("relayed");
+    ASSERT_TRUE(waitFor([&] { return writer.isReady() && writer.unreadOutput() == 7; }));
+    ASSERT_FALSE(process->run());
+    process->waitUntilExit();
+    EXPECT_EQ(output->text(), "relayed");
+    EXPECT_TRUE(waitFor([&] { return pipe.expired(); }));
 }
 
 TEST(ProcessTest, closedStreamsAreNotTheEndOfTheProcess) {

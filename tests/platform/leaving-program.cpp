@@ -2,15 +2,17 @@
 // leaving-program CASE [ARGUMENT]: a small application that quits while jobs or a child are
 // running, and prints what happens on standard output.
 #include "platform/Dispatch.h"
+#include "platform/Pipe.h"
 #include "platform/Process.h"
 
 #include <QCoreApplication>
 
+#include <array>
 #include <atomic>
 #include <future>
 #include <iostream>
 #include <string_view>
-#include <thread>
+#include <unistd.h>
 
 namespace {
 
@@ -44,23 +46,39 @@ int leaveMainJobs(QCoreApplication& application) {
     return 0;
 }
 
-/// A thread that waits for a job of the main queue is released.
-int leaveWaiter(QCoreApplication& application) {
+/// A job that pauses the reading of a pipe is dropped.
+int leavePausedReader(QCoreApplication& application) {
     const auto queue = dispatch::mainQueue();
+    std::array<int, 2> ends{};
+    if (::pipe(ends.data()) != 0) {
+        return 1;
+    }
+    const auto say = [&ends] { return ::write(ends[1], "x", 1) == 1; };
     std::promise<void> posted;
-    std::thread waiter;
+    std::promise<void> readAgain;
+    const auto handle = FileHandle::create(ends[0]);
+    handle->setReadabilityHandler([&, calls = 0](FileHandle& readable) mutable {
+        readable.availableData();
+        if (++calls > 1) {
+            readAgain.set_value();
+            return;
+        }
+        queue->async([pause = readable.pause()] { std::cout << "ran\n"; });
+        posted.set_value();
+    });
     queue->async([&] {
         QCoreApplication::quit();
-        waiter = std::thread([&queue, &posted] {
-            Queue& main = *queue;
-            asyncAndWait(main, [] { std::cout << "ran\n"; });
-            std::cout << "released\n";
-            posted.set_value();
-        });
+        if (say()) {
+            posted.get_future().wait();
+        }
     });
     application.exec();
-    posted.get_future().wait();
-    waiter.join();
+    if (!say()) {
+        return 1;
+    }
+    readAgain.get_future().wait();
+    handle->setReadabilityHandler({});
+    std::cout << "read again\n";
     return 0;
 }
 
@@ -91,8 +109,8 @@ int main(int count, char** arguments) {
     if (name == "main-jobs") {
         return leaveMainJobs(application);
     }
-    if (name == "waiter") {
-        return leaveWaiter(application);
+    if (name == "paused-reader") {
+        return leavePausedReader(application);
     }
     if (name == "sleeping-job") {
         return leaveSleepingJob(application);

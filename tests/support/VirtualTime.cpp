@@ -10,6 +10,7 @@
 #include <map>
 #include <mutex>
 #include <optional>
+#include <system_error>
 #include <thread>
 #include <utility>
 #include <vector>
@@ -56,16 +57,20 @@ struct VirtualTime::State : std::enable_shared_from_this<State> {
 
     void startDueBackgroundJobs(const std::unique_lock<std::mutex>& /*held*/) {
         while (!backgroundJobs.empty() && backgroundJobs.begin()->first <= now) {
-            ++awake;
-            threads.emplace_back([state = shared_from_this(),
-                                  job = std::move(backgroundJobs.begin()->second)]() mutable {
-                job();
-                job = {};
-                const std::lock_guard lock(state->mutex);
-                --state->awake;
-                state->changed.notify_all();
-            });
-            backgroundJobs.erase(backgroundJobs.begin());
+            const auto due = backgroundJobs.extract(backgroundJobs.begin());
+            try {
+                threads.emplace_back(
+                    [state = shared_from_this(), job = std::move(due.mapped())]() mutable {
+                        job();
+                        job = {};
+                        const std::lock_guard lock(state->mutex);
+                        --state->awake;
+                        state->changed.notify_all();
+                    });
+                ++awake;
+            } catch (const std::system_error&) {
+                // Without a thread, the job is dropped.
+            }
         }
     }
 
@@ -104,20 +109,6 @@ class VirtualTime::MainQueue : public Queue {
     std::shared_ptr<State> state_;
 };
 
-class VirtualTime::BackgroundQueue : public Queue {
-  public:
-    explicit BackgroundQueue(std::shared_ptr<State> state) : state_(std::move(state)) {}
-    void async(Job job) override { asyncAfter(Seconds::zero(), std::move(job)); }
-    void asyncAfter(Seconds delay, Job job) override {
-        state_->add(state_->backgroundJobs, delay, std::move(job));
-        const std::unique_lock lock(state_->mutex);
-        state_->startDueBackgroundJobs(lock);
-    }
-
-  private:
-    std::shared_ptr<State> state_;
-};
-
 class VirtualTime::VirtualClock : public Clock {
   public:
     explicit VirtualClock(std::shared_ptr<State> state) : state_(std::move(state)) {}
@@ -150,9 +141,92 @@ class VirtualTime::VirtualClock : public Clock {
     std::shared_ptr<State> state_;
 };
 
+/// The thread waits for the start without counting as awake.
+class VirtualTime::VirtualPreparedJob : public PreparedJob {
+  public:
+    /// Throws std::system_error when no thread can be created.
+    VirtualPreparedJob(std::shared_ptr<State> state, Queue::Job job) : state_(std::move(state)) {
+        const std::lock_guard lock(state_->mutex);
+        state_->threads.emplace_back([state = state_, turn = turn_,
+                                      job = std::move(job)]() mutable { run(state, *turn, job); });
+    }
+    ~VirtualPreparedJob() override { set(Turn{.isDropped = true}); }
+    VirtualPreparedJob(const VirtualPreparedJob&) = delete;
+    VirtualPreparedJob& operator=(const VirtualPreparedJob&) = delete;
+
+    void startAfter(Seconds delay) override { set(Turn{.isStarted = true, .delay = delay}); }
+
+  private:
+    struct Turn {
+        bool isStarted = false;
+        bool isDropped = false;
+        Seconds delay{};
+    };
+
+    /// The first call counts.
+    void set(const Turn& turn) {
+        const std::lock_guard lock(state_->mutex);
+        if (turn_->isStarted || turn_->isDropped || state_->closed) {
+            return;
+        }
+        *turn_ = turn;
+        state_->awake += turn.isStarted ? 1 : 0;
+        state_->changed.notify_all();
+    }
+
+    static void run(const std::shared_ptr<State>& state, const Turn& turn, Queue::Job& job) {
+        {
+            std::unique_lock lock(state->mutex);
+            state->changed.wait(lock,
+                                [&] { return turn.isStarted || turn.isDropped || state->closed; });
+            if (!turn.isStarted) {
+                return;
+            }
+        }
+        VirtualClock(state).sleep(turn.delay);
+        bool isClosed = false;
+        {
+            const std::lock_guard lock(state->mutex);
+            isClosed = state->closed;
+        }
+        if (turn.delay == Seconds::zero() || !isClosed) {
+            job();
+        }
+        job = {};
+        const std::lock_guard lock(state->mutex);
+        --state->awake;
+        state->changed.notify_all();
+    }
+
+    std::shared_ptr<State> state_;
+    std::shared_ptr<Turn> turn_ = std::make_shared<Turn>();
+};
+
+class VirtualTime::VirtualBackgroundQueue : public BackgroundQueue {
+  public:
+    explicit VirtualBackgroundQueue(std::shared_ptr<State> state) : state_(std::move(state)) {}
+    void async(Job job) override { asyncAfter(Seconds::zero(), std::move(job)); }
+    void asyncAfter(Seconds delay, Job job) override {
+        state_->add(state_->backgroundJobs, delay, std::move(job));
+        const std::unique_lock lock(state_->mutex);
+        state_->startDueBackgroundJobs(lock);
+    }
+    std::optional<Error> prepare(Job job, std::unique_ptr<PreparedJob>& prepared) override {
+        try {
+            prepared = std::make_unique<VirtualPreparedJob>(state_, std::move(job));
+            return std::nullopt;
+        } catch (const std::system_error& error) {
+            return Error{error.code().message()};
+        }
+    }
+
+  private:
+    std::shared_ptr<State> state_;
+};
+
 VirtualTime::VirtualTime()
     : state_(std::make_shared<State>()), mainQueue_(std::make_shared<MainQueue>(state_)),
-      backgroundQueue_(std::make_shared<BackgroundQueue>(state_)),
+      backgroundQueue_(std::make_shared<VirtualBackgroundQueue>(state_)),
       clock_(std::make_shared<VirtualClock>(state_)) {}
 
 VirtualTime::~VirtualTime() {
@@ -178,7 +252,7 @@ std::shared_ptr<Queue> VirtualTime::mainQueue() const {
     return mainQueue_;
 }
 
-std::shared_ptr<Queue> VirtualTime::backgroundQueue() const {
+std::shared_ptr<BackgroundQueue> VirtualTime::backgroundQueue() const {
     return backgroundQueue_;
 }
 

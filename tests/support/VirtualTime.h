@@ -12,8 +12,9 @@ namespace kestrelnet {
 ///
 /// The test's thread is the main thread: jobs of the main queue run there, and only inside the
 /// functions below that say so. Each background job runs at once on its own thread. A background
-/// job that sleeps on the clock continues when the test advances time. Time starts at the clock's
-/// epoch.
+/// job that sleeps on the clock continues when the test advances time. A prepared job sleeps on the
+/// clock until its delay has passed. Jobs are dropped when no thread can be created. Time starts at
+/// the clock's epoch.
 ///
 /// Functions that wait for other threads wait at most 30 seconds, and then fail the test.
 class VirtualTime {
@@ -28,7 +29,7 @@ class VirtualTime {
     VirtualTime& operator=(const VirtualTime&) = delete;
 
     std::shared_ptr<Queue> mainQueue() const;
-    std::shared_ptr<Queue> backgroundQueue() const;
+    std::shared_ptr<BackgroundQueue> backgroundQueue() const;
     /// Only background jobs may sleep on it.
     std::shared_ptr<Clock> clock() const;
 
@@ -58,14 +59,15 @@ class VirtualTime {
   private:
     struct State;
     class MainQueue;
-    class BackgroundQueue;
+    class VirtualBackgroundQueue;
+    class VirtualPreparedJob;
     class VirtualClock;
 
     bool runOne();
 
     std::shared_ptr<State> state_;
     std::shared_ptr<Queue> mainQueue_;
-    std::shared_ptr<Queue> backgroundQueue_;
+    std::shared_ptr<BackgroundQueue> backgroundQueue_;
     std::shared_ptr<Clock> clock_;
 };
 

@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <memory>
 #include <string>
 #include <thread>
 #include <vector>
@@ -92,16 +93,38 @@ TEST(VirtualTimeTest, waitHoldingMainRunsNoJob) {
     EXPECT_FALSE(ran);
 }
 
-TEST(VirtualTimeTest, destructionEndsWaitsAndSleepsAndRunsNoJob) {
+TEST(VirtualTimeTest, aPreparedJobRunsAfterItsStartAndItsDelay) {
+    VirtualTime time;
+    std::atomic<int> runs = 0;
+    std::unique_ptr<PreparedJob> immediate;
+    std::unique_ptr<PreparedJob> delayed;
+    std::unique_ptr<PreparedJob> dropped;
+    const auto queue = time.backgroundQueue();
+    ASSERT_FALSE(queue->prepare([&runs] { runs += 1; }, immediate));
+    ASSERT_FALSE(queue->prepare([&runs] { runs += 10; }, delayed));
+    ASSERT_FALSE(queue->prepare([&runs] { runs += 100; }, dropped));
+    time.advance(Seconds(10));
+    EXPECT_EQ(runs, 0);
+    immediate->start();
+    delayed->startAfter(Seconds(1));
+    dropped.reset();
+    time.advance(Seconds(0.9));
+    EXPECT_EQ(runs, 1);
+    time.advance(Seconds(0.1));
+    EXPECT_EQ(runs, 11);
+}
+
+TEST(VirtualTimeTest, destructionEndsSleepsAndRunsNoPendingJob) {
     bool ran = false;
-    std::atomic<bool> released = false;
     std::atomic<bool> slept = false;
+    std::unique_ptr<PreparedJob> prepared;
+    std::unique_ptr<PreparedJob> delayed;
     {
         VirtualTime time;
-        time.backgroundQueue()->async([&, queue = time.mainQueue()] {
-            asyncAndWait(*queue, [&ran] { ran = true; });
-            released = true;
-        });
+        time.mainQueue()->async([&ran] { ran = true; });
+        ASSERT_FALSE(time.backgroundQueue()->prepare([&ran] { ran = true; }, prepared));
+        ASSERT_FALSE(time.backgroundQueue()->prepare([&ran] { ran = true; }, delayed));
+        delayed->startAfter(Seconds(1));
         time.backgroundQueue()->async([&slept, clock = time.clock()] {
             const Clock::Time deadline = clock->now() + std::chrono::seconds(3);
             while (clock->now() < deadline) {
@@ -110,10 +133,10 @@ TEST(VirtualTimeTest, destructionEndsWaitsAndSleepsAndRunsNoJob) {
             slept = true;
         });
         ASSERT_TRUE(time.waitHoldingMain(
-            [&time] { return time.pendingCount() == 1 && time.sleeperCount() == 1; }));
+            [&time] { return time.pendingCount() == 1 && time.sleeperCount() == 2; }));
     }
+    prepared->start();
     EXPECT_FALSE(ran);
-    EXPECT_TRUE(released);
     EXPECT_TRUE(slept);
 }
 

@@ -5,6 +5,7 @@
 #include <array>
 #include <cstdlib>
 #include <string>
+#include <sys/ioctl.h>
 #include <unistd.h>
 
 namespace fakeClient {
@@ -17,6 +18,10 @@ std::size_t mebibytes(std::string_view argument) {
 
 void routes(std::string_view /*argument*/) {
     say(1, "Split-tunnel routes: 2 applied\n");
+}
+
+void relay(std::string_view /*argument*/) {
+    say(1, "Connected to relay 192.0.2.1:443\n");
 }
 
 void relayThenRoutes(std::string_view /*argument*/) {
@@ -61,6 +66,27 @@ void flood(std::string_view argument) {
     }
 }
 
+[[noreturn]] void floodAndExit(std::string_view argument) {
+    flood(argument);
+    say(1, "Split-tunnel routes: last\n");
+    std::_Exit(0);
+}
+
+[[noreturn]] void leaveFlood(std::string_view /*argument*/) {
+    if (fork() == 0) {
+        publishProcess("grandchild");
+        flood("1024");
+        openControl();
+        obey();
+    }
+    // Not before the pipe is full.
+    int unread = 0;
+    while (ioctl(1, FIONREAD, &unread) == 0 && unread < 1 << 16) {
+        usleep(1000);
+    }
+    std::_Exit(0);
+}
+
 [[noreturn]] void sayAndExit(std::string_view /*argument*/) {
     say(1, "Discovered home server: oslo (198.51.100.9)\n");
     std::_Exit(0);
@@ -73,6 +99,7 @@ void closeStreams(std::string_view /*argument*/) {
 
 constexpr std::array modes{
     Mode{"routes", routes},                     // writes the route line
+    Mode{"relay", relay},                       // writes the relay line
     Mode{"relay-then-routes", relayThenRoutes}, // a whole start: server, relay, routes
     Mode{"stderr-only", standardErrorOnly},     // closes standard output, writes to standard error
     Mode{"half-utf8", halfCharacter},           // a chunk that ends inside a character
@@ -80,6 +107,8 @@ constexpr std::array modes{
     Mode{"nul-bytes", nulBytes},                // a line that contains NUL bytes
     Mode{"endless-line", endlessLine},          // ARGUMENT MiB without a line feed
     Mode{"flood", flood},                       // ARGUMENT MiB of short lines
+    Mode{"floods-and-exits", floodAndExit},     // as "flood"; writes the route line, and exits
+    Mode{"leaves-flood", leaveFlood},           // exits; a child goes on filling standard output
     Mode{"says-and-exits", sayAndExit},         // writes a line directly before its exit
     Mode{"closes-streams", closeStreams},       // stays without output
 };
