@@ -2,6 +2,7 @@
 #include "privileged/Client.h"
 
 #include "privileged/Execute.h"
+#include "privileged/Identity.h"
 
 #include <cerrno>
 #include <cstdlib>

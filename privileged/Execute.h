@@ -3,12 +3,7 @@
 
 #include "privileged/TrustedFile.h"
 
-#include <array>
-
 namespace kestrelnet::privileged {
-
-/// PATH and HOME of root, as "NAME=VALUE" entries.
-extern const std::array<const char*, 2> rootsVariables;
 
 /// Executes `program`, which openTrusted() has opened at `path`, with these null-terminated lists
 /// of strings. A script keeps the descriptor that its interpreter reads it from. Returns only on

@@ -1,9 +1,13 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <array>
 #include <sys/types.h>
 
 namespace kestrelnet::privileged {
+
+/// PATH and HOME of root, as "NAME=VALUE" entries.
+extern const std::array<const char*, 2> rootsVariables;
 
 // These functions return null, or a phrase that says what failed. The process must have root's
 // rights and one thread.

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "privileged/Execute.h"
 
+#include <array>
 #include <fcntl.h>
 #include <string_view>
 #include <unistd.h>
@@ -19,9 +20,6 @@ void keepForInterpreter(int descriptor) {
 }
 
 } // namespace
-
-const std::array<const char*, 2> rootsVariables{
-    "PATH=/usr/local/sbin:/usr/local/bin:/usr/sbin:/usr/bin:/sbin:/bin", "HOME=/root"};
 
 void execute(const TrustedFile& program, const char* /*path*/, char* const* arguments,
              char* const* environment) {

@@ -19,6 +19,9 @@ bool joinNewKeyring() {
 
 } // namespace
 
+const std::array<const char*, 2> rootsVariables{
+    "PATH=/usr/local/sbin:/usr/local/bin:/usr/sbin:/usr/bin:/sbin:/bin", "HOME=/root"};
+
 const char* becomeRoot() {
     if (::setgroups(0, nullptr) != 0 || ::setresgid(0, 0, 0) != 0 || ::setresuid(0, 0, 0) != 0) {
         return "root's rights could not be taken in full";

@@ -15,6 +15,9 @@ bool become(uid_t user, gid_t group) {
 
 } // namespace
 
+const std::array<const char*, 2> rootsVariables{"PATH=/usr/local/bin:/usr/bin:/bin:/usr/sbin:/sbin",
+                                                "HOME=/var/root"};
+
 const char* becomeRoot() {
     // Here the first of a process's groups is its effective group: a list has at least one.
     constexpr gid_t group = 0;
