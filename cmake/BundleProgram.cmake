@@ -3,15 +3,15 @@ set(KESTRELNET_HELPERS ${KESTRELNET_BUNDLE}/Contents/Helpers)
 
 # kestrelnet_helper_program(NAME SOURCES... [LIBRARIES...] [OUTPUT FILE] [PRIVILEGED]): a small
 # program of the bundle. A privileged one is linked statically, so that neither a system library nor
-# the dynamic loader decides what root runs. The sanitizers' runtimes need shared libraries and do
-# not work with root's rights, so none of these programs has them.
+# the dynamic loader decides what root runs; macOS has no static programs. The sanitizers' runtimes
+# need shared libraries and do not work with root's rights, so none of these programs has them.
 function(kestrelnet_helper_program name)
   cmake_parse_arguments(arg "PRIVILEGED" "OUTPUT" "SOURCES;LIBRARIES" ${ARGN})
   add_executable(${name} ${arg_SOURCES})
   target_link_libraries(${name} PRIVATE ${arg_LIBRARIES})
   target_compile_options(${name} PRIVATE -fno-sanitize=all)
   target_link_options(${name} PRIVATE -fno-sanitize=all)
-  if(arg_PRIVILEGED)
+  if(arg_PRIVILEGED AND NOT APPLE)
     # CMake's own option would make it a dynamic one.
     set_property(TARGET ${name} PROPERTY POSITION_INDEPENDENT_CODE)
     target_compile_options(${name} PRIVATE -fPIE)

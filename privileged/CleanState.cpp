@@ -1,21 +1,15 @@
 // SPDX-License-Identifier: MIT
 #include "privileged/CleanState.h"
 
+#include "privileged/Descriptors.h"
 #include "privileged/Signals.h"
+#include "privileged/SystemState.h"
 
 #include <algorithm>
-#include <array>
 #include <cerrno>
-#include <cstring>
 #include <fcntl.h>
-#include <grp.h>
-#include <sched.h>
-#include <string_view>
-#include <sys/personality.h>
-#include <sys/prctl.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
-#include <sys/syscall.h>
 #include <sys/time.h>
 #include <unistd.h>
 
@@ -23,36 +17,8 @@ namespace kestrelnet::privileged {
 
 namespace {
 
-struct Limit {
-    decltype(RLIMIT_CORE) resource;
-    rlim_t soft;
-    rlim_t hard;
-};
-
-constexpr rlim_t none = RLIM_INFINITY;
-constexpr rlim_t kibi = 1024;
-
-constexpr std::array limits{
-    Limit{RLIMIT_AS, none, none},
-    Limit{RLIMIT_CORE, 0, 0},
-    Limit{RLIMIT_CPU, none, none},
-    Limit{RLIMIT_DATA, none, none},
-    Limit{RLIMIT_FSIZE, none, none},
-    Limit{RLIMIT_LOCKS, none, none},
-    Limit{RLIMIT_MEMLOCK, 8 * kibi* kibi, 8 * kibi* kibi},
-    Limit{RLIMIT_MSGQUEUE, 800 * kibi, 800 * kibi},
-    Limit{RLIMIT_NICE, 0, 0},
-    Limit{RLIMIT_NOFILE, kibi, 4 * kibi},
-    Limit{RLIMIT_NPROC, none, none},
-    Limit{RLIMIT_RSS, none, none},
-    Limit{RLIMIT_RTPRIO, 0, 0},
-    Limit{RLIMIT_RTTIME, none, none},
-    Limit{RLIMIT_SIGPENDING, none, none},
-    Limit{RLIMIT_STACK, 8 * kibi* kibi, none},
-};
-
 /// Where root may not raise a limit, as in some containers, uses the highest allowed value.
-bool reset(const Limit& limit) {
+bool reset(const systemState::Limit& limit) {
     rlimit value{.rlim_cur = limit.soft, .rlim_max = limit.hard};
     if (::setrlimit(limit.resource, &value) == 0) {
         return true;
@@ -67,6 +33,7 @@ bool reset(const Limit& limit) {
 }
 
 bool resetLimits() {
+    const auto limits = systemState::limits();
     return std::all_of(limits.begin(), limits.end(), reset);
 }
 
@@ -80,58 +47,6 @@ bool resetTimers() {
     return true;
 }
 
-/// Writes `value` to a file of this process's settings. A failure is ignored: these settings matter
-/// only to the run itself.
-void writeSetting(const char* path, std::string_view value) {
-    const int file = ::open(path, O_WRONLY | O_CLOEXEC);
-    if (file >= 0) {
-        [[maybe_unused]] const ssize_t size = ::write(file, value.data(), value.size());
-        ::close(file);
-    }
-}
-
-/// Whether a system call has succeeded, or does not exist here and so has not been used before.
-bool isDoneOrUnknown(long result) {
-    return result >= 0 || errno == ENOSYS;
-}
-
-bool resetScheduling() {
-    constexpr sched_param ordinary{};
-    // A thousand seconds here would delay every deadline of the guard. Zero would restore the value
-    // that the caller had when it started this process.
-    constexpr unsigned long slackInNanoseconds = 50'000;
-    constexpr int thisProcess = 1;
-    cpu_set_t everyProcessor;
-    std::memset(&everyProcessor, 0xFF, sizeof everyProcessor);
-    return ::sched_setscheduler(0, SCHED_OTHER, &ordinary) == 0 &&
-           ::setpriority(PRIO_PROCESS, 0, 0) == 0 &&
-           ::sched_setaffinity(0, sizeof everyProcessor, &everyProcessor) == 0 &&
-           isDoneOrUnknown(::syscall(SYS_ioprio_set, thisProcess, 0, 0)) &&
-           ::prctl(PR_SET_TIMERSLACK, slackInNanoseconds) == 0;
-}
-
-bool resetMemory() {
-    constexpr int defaultPolicy = 0;
-    writeSetting("/proc/self/oom_score_adj", "0");
-    // The kernel's default.
-    writeSetting("/proc/self/coredump_filter", "0x33");
-    // The kernel may have been built without these two.
-    ::prctl(PR_SET_THP_DISABLE, 0, 0, 0, 0);
-    ::prctl(PR_MCE_KILL, PR_MCE_KILL_CLEAR, 0, 0, 0);
-    return isDoneOrUnknown(::syscall(SYS_set_mempolicy, defaultPolicy, nullptr, 0));
-}
-
-/// The kernel kills a process without this right when it asks for the time. Only some processors
-/// have the setting.
-bool allowTimeStampCounter() {
-    return ::prctl(PR_SET_TSC, PR_TSC_ENABLE) == 0 || errno == EINVAL;
-}
-
-bool joinNewKeyring() {
-    constexpr int joinSessionKeyring = 1;
-    return isDoneOrUnknown(::syscall(SYS_keyctl, joinSessionKeyring, nullptr));
-}
-
 } // namespace
 
 const char* cleanDescriptors() {
@@ -141,49 +56,29 @@ const char* cleanDescriptors() {
             return "the standard streams could not be set up";
         }
     }
-    return ::close_range(STDERR_FILENO + 1, ~0U, 0) == 0 ? nullptr
-                                                         : "descriptors could not be closed";
+    return descriptors::closeFrom(STDERR_FILENO + 1) ? nullptr : "descriptors could not be closed";
 }
 
 const char* cleanSurroundings() {
     signals::reset();
     ::umask(S_IWGRP | S_IWOTH);
-    if (!allowTimeStampCounter() || !resetTimers()) {
+    if (!resetTimers()) {
         return "timers could not be stopped";
     }
+    // Before the rest, which may need descriptors.
     if (!resetLimits()) {
         return "resource limits could not be reset";
     }
-    if (!resetScheduling()) {
-        return "the scheduling could not be reset";
+    if (const char* const problem = systemState::reset()) {
+        return problem;
     }
-    if (!resetMemory()) {
-        return "the memory policy could not be reset";
-    }
-    if (::personality(PER_LINUX) == -1 || ::prctl(PR_SET_DUMPABLE, 0) != 0) {
-        return "the process's settings could not be reset";
+    if (::setpriority(PRIO_PROCESS, 0, 0) != 0) {
+        return "the priority could not be reset";
     }
     if (::chdir("/") != 0) {
         return "the root folder could not be entered";
     }
     return nullptr;
-}
-
-const char* becomeRoot() {
-    if (::setgroups(0, nullptr) != 0 || ::setresgid(0, 0, 0) != 0 || ::setresuid(0, 0, 0) != 0) {
-        return "root's rights could not be taken in full";
-    }
-    if (!joinNewKeyring()) {
-        return "the session keyring could not be replaced";
-    }
-    return nullptr;
-}
-
-const char* becomeUser(uid_t user, gid_t group) {
-    const bool isUser = ::setresgid(group, group, group) == 0 &&
-                        ::setresuid(user, user, user) == 0 && (user == 0 || ::seteuid(0) != 0);
-    return isUser && ::prctl(PR_SET_DUMPABLE, 0) == 0 ? nullptr
-                                                      : "root's rights could not be given up";
 }
 
 } // namespace kestrelnet::privileged

@@ -1,11 +1,13 @@
 // SPDX-License-Identifier: MIT
 #include "privileged/Client.h"
 
+#include "privileged/Execute.h"
+#include "privileged/Identity.h"
+
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
-#include <string_view>
 #include <unistd.h>
 
 namespace kestrelnet::privileged {
@@ -14,22 +16,8 @@ namespace {
 
 constexpr std::size_t longestValue = 4096;
 
-constexpr std::array fixedEntries{
-    "PATH=/usr/local/sbin:/usr/local/bin:/usr/sbin:/usr/bin:/sbin:/bin",
-    "HOME=/root",
-    "USER=root",
-    "LOGNAME=root",
-    "LANG=C.UTF-8",
-};
-
-/// An interpreter opens its script as /dev/fd/N, after the exec: N must stay open.
-void keepForInterpreter(int descriptor) {
-    std::array<char, 2> start{};
-    if (::pread(descriptor, start.data(), start.size(), 0) == 2 &&
-        std::string_view(start.data(), start.size()) == "#!") {
-        ::fcntl(descriptor, F_SETFD, 0);
-    }
-}
+/// Besides `rootsVariables`.
+constexpr std::array fixedEntries{"USER=root", "LOGNAME=root", "LANG=C.UTF-8"};
 
 } // namespace
 
@@ -49,8 +37,12 @@ std::optional<ClientValues> ClientValues::fromEnvironment() {
 }
 
 const char* becomeClient(const TrustedFile& client, const ClientValues& values) {
-    std::array<char*, fixedEntries.size() + ClientValues::names.size() + 1> environment{};
+    std::array<char*, rootsVariables.size() + fixedEntries.size() + ClientValues::names.size() + 1>
+        environment{};
     std::size_t count = 0;
+    for (const char* entry : rootsVariables) {
+        environment[count++] = const_cast<char*>(entry);
+    }
     for (const char* entry : fixedEntries) {
         environment[count++] = const_cast<char*>(entry);
     }
@@ -64,8 +56,7 @@ const char* becomeClient(const TrustedFile& client, const ClientValues& values) 
     if (nothing < 0 || ::dup2(nothing, STDIN_FILENO) < 0) {
         return "its standard input cannot be set up";
     }
-    keepForInterpreter(client.descriptor);
-    ::execveat(client.descriptor, "", arguments.data(), environment.data(), AT_EMPTY_PATH);
+    execute(client, clientPath, arguments.data(), environment.data());
     return std::strerror(errno);
 }
 

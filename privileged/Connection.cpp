@@ -1,11 +1,12 @@
 // SPDX-License-Identifier: MIT
 #include "privileged/Connection.h"
 
+#include "privileged/Descriptors.h"
+
+#include <csignal>
 #include <cstring>
 #include <fcntl.h>
-#include <linux/kcmp.h>
 #include <sys/socket.h>
-#include <sys/syscall.h>
 #include <unistd.h>
 
 namespace kestrelnet::privileged {
@@ -25,17 +26,22 @@ struct StreamMessage {
         header.msg_iov = &content;
         header.msg_iovlen = 1;
         header.msg_control = control.data();
-        header.msg_controllen = control.size();
+        header.msg_controllen = static_cast<socklen_t>(control.size());
     }
     cmsghdr* descriptors() { return CMSG_FIRSTHDR(&header); }
 };
 
+bool closeOnExec(const std::array<int, 2>& ends) {
+    return ::fcntl(ends[0], F_SETFD, FD_CLOEXEC) == 0 && ::fcntl(ends[1], F_SETFD, FD_CLOEXEC) == 0;
+}
+
 bool openSockets(std::array<int, 2>& ends) {
-    return ::socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, ends.data()) == 0;
+    return ::socketpair(AF_UNIX, SOCK_STREAM, 0, ends.data()) == 0 && closeOnExec(ends);
 }
 
 bool openPipe(std::array<int, 2>& ends) {
-    return ::pipe2(ends.data(), O_CLOEXEC) == 0 && ::fcntl(ends[0], F_SETFL, O_NONBLOCK) == 0;
+    return ::pipe(ends.data()) == 0 && closeOnExec(ends) &&
+           ::fcntl(ends[0], F_SETFL, O_NONBLOCK) == 0;
 }
 
 void close(std::array<int, 2>& ends) {
@@ -54,13 +60,12 @@ bool emptyStreams() {
 } // namespace
 
 bool Connection::open() {
+    ::signal(SIGPIPE, SIG_IGN);
     return openSockets(sockets_) && openPipes() && putStreamsAside();
 }
 
 bool Connection::openPipes() {
-    const pid_t self = ::getpid();
-    const bool isOneStream =
-        ::syscall(SYS_kcmp, self, self, KCMP_FILE, STDOUT_FILENO, STDERR_FILENO) == 0;
+    const bool isOneStream = descriptors::areSame(STDOUT_FILENO, STDERR_FILENO);
     if (!openPipe(output_) || (!isOneStream && !openPipe(errors_))) {
         return false;
     }
@@ -77,8 +82,7 @@ bool Connection::putStreamsAside() {
     part->cmsg_type = SCM_RIGHTS;
     part->cmsg_len = CMSG_LEN(sizeof streams);
     std::memcpy(CMSG_DATA(part), streams.data(), sizeof streams);
-    return openSockets(aside_) && ::sendmsg(aside_[0], &message.header, MSG_NOSIGNAL) == 1 &&
-           emptyStreams();
+    return openSockets(aside_) && ::sendmsg(aside_[0], &message.header, 0) == 1 && emptyStreams();
 }
 
 bool Connection::becomeGuard() {
@@ -93,8 +97,8 @@ bool Connection::becomeFront() {
     socket_ = sockets_[0];
     StreamMessage message;
     std::array<int, streams.size()> received{};
-    if (::recvmsg(aside_[1], &message.header, MSG_CMSG_CLOEXEC) != 1 ||
-        message.descriptors() == nullptr) {
+    // The front executes no other program, which could inherit what is received.
+    if (::recvmsg(aside_[1], &message.header, 0) != 1 || message.descriptors() == nullptr) {
         return false;
     }
     std::memcpy(received.data(), CMSG_DATA(message.descriptors()), sizeof received);

@@ -14,7 +14,8 @@ namespace kestrelnet::privileged {
 class Connection {
   public:
     /// Makes sockets and pipes, and puts the caller's standard output and error aside: until
-    /// `becomeFront`, the standard streams are the null device. Returns whether that worked.
+    /// `becomeFront`, the standard streams are the null device. Ignores SIGPIPE from then on,
+    /// because the other process may end at any time. Returns whether that worked.
     bool open();
 
     /// In the guard: standard output and error are pipes to the front, standard input is empty. The
@@ -40,7 +41,8 @@ class Connection {
     /// Holds the caller's streams as a message to ourselves.
     Ends aside_{-1, -1};
     Ends output_{-1, -1};
-    /// The same as `output_` where the caller's two streams are one, which keeps their order.
+    /// The same as `output_` where the caller's two streams are known to be one: that keeps the
+    /// order of what is written to them.
     Ends errors_{-1, -1};
     int socket_ = -1;
 };

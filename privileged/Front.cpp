@@ -4,9 +4,11 @@
 #include "privileged/Signals.h"
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <csignal>
 #include <cstdlib>
+#include <cstring>
 #include <sys/socket.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -22,7 +24,7 @@ volatile std::sig_atomic_t isStopping = 0;
 extern "C" void passStopOn(int /*signal*/) {
     const int saved = errno;
     isStopping = 1;
-    ::send(guardSocket, &lifeline::stop, sizeof lifeline::stop, MSG_NOSIGNAL | MSG_DONTWAIT);
+    lifeline::send(guardSocket, lifeline::stop);
     errno = saved;
 }
 
@@ -33,7 +35,6 @@ void handleStopRequests() {
     for (const int signal : {SIGTERM, SIGINT, SIGHUP, SIGQUIT}) {
         ::sigaction(signal, &action, nullptr);
     }
-    ::signal(SIGPIPE, SIG_IGN);
     const sigset_t none = signals::set({});
     ::sigprocmask(SIG_SETMASK, &none, nullptr);
 }
@@ -46,7 +47,7 @@ std::optional<short> copyOutput(std::vector<Relay>& relays, int socket, int mill
         const Relay::Events events = relay.awaited();
         polled.insert(polled.end(), events.begin(), events.end());
     }
-    const int count = ::poll(polled.data(), polled.size(), milliseconds);
+    const int count = ::poll(polled.data(), static_cast<nfds_t>(polled.size()), milliseconds);
     if (count < 0) {
         return 0;
     }
@@ -55,6 +56,28 @@ std::optional<short> copyOutput(std::vector<Relay>& relays, int socket, int mill
     }
     return count == 0 ? std::nullopt : std::optional(polled[0].revents);
 }
+
+/// The guard's last message, which may arrive in pieces.
+class EndMessage {
+  public:
+    /// Receives what is there. Returns whether more may follow.
+    bool receive(int socket) {
+        const ssize_t size =
+            ::recv(socket, bytes_.data() + size_, bytes_.size() - size_, MSG_DONTWAIT);
+        size_ += size > 0 ? static_cast<std::size_t>(size) : 0;
+        return size > 0 || (size < 0 && lifeline::isTemporary(errno));
+    }
+    bool isComplete() const { return size_ == bytes_.size(); }
+    RunEnd end() const {
+        RunEnd end;
+        std::memcpy(&end, bytes_.data(), sizeof end);
+        return end;
+    }
+
+  private:
+    std::array<char, sizeof(RunEnd)> bytes_{};
+    std::size_t size_ = 0;
+};
 
 /// Waits for the guard's end, which is the end of the whole run: then nothing more is written.
 void reap(pid_t guard) {
@@ -82,21 +105,15 @@ std::optional<RunEnd> serve(pid_t guard, const Connection& connection) {
     guardSocket = connection.socket();
     handleStopRequests();
     std::vector<Relay> relays = connection.relays();
-    std::optional<RunEnd> end;
-    for (bool isThere = true; isThere;) {
-        if (copyOutput(relays, guardSocket, -1).value_or(0) == 0) {
-            continue;
+    EndMessage message;
+    while (!message.isComplete()) {
+        if (copyOutput(relays, guardSocket, -1).value_or(0) != 0 && !message.receive(guardSocket)) {
+            break;
         }
-        RunEnd message;
-        const ssize_t size = ::recv(guardSocket, &message, sizeof message, MSG_DONTWAIT);
-        if (size == sizeof message) {
-            end = message;
-        }
-        isThere = size > 0 || (size < 0 && lifeline::isTemporary(errno));
     }
     reap(guard);
     copyRemainingOutput(relays);
-    return end;
+    return message.isComplete() ? std::optional(message.end()) : std::nullopt;
 }
 
 void endLike(const RunEnd& end) {

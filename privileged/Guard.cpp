@@ -9,10 +9,8 @@
 #include <cerrno>
 #include <csignal>
 #include <poll.h>
-#include <set>
 #include <sys/select.h>
 #include <sys/socket.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 namespace kestrelnet::privileged {
@@ -22,9 +20,9 @@ namespace {
 using namespace std::chrono_literals;
 using Clock = std::chrono::steady_clock;
 
-/// How often an ending run is searched for orphans that have become the guard's children. The
-/// kernel reports no such change.
-constexpr std::chrono::milliseconds orphanInterval = 100ms;
+/// How often the processes of an ending run are looked at. The kernel reports neither that an
+/// orphan has become a child of the guard, nor that another member of a process group has ended.
+constexpr std::chrono::milliseconds lookInterval = 100ms;
 
 volatile std::sig_atomic_t stopSignals = 0;
 
@@ -39,11 +37,6 @@ void handle(int signal, void (*handler)(int)) {
     struct sigaction action {};
     action.sa_handler = handler;
     ::sigaction(signal, &action, nullptr);
-}
-
-RunEnd runEnd(int waitStatus) {
-    return WIFEXITED(waitStatus) ? RunEnd::exited(WEXITSTATUS(waitStatus))
-                                 : RunEnd::signalled(WTERMSIG(waitStatus));
 }
 
 timespec asTimespec(std::chrono::nanoseconds time) {
@@ -61,12 +54,9 @@ class Guard {
   private:
     bool start(const std::function<void()>& become);
     bool isWanted() const;
-    bool reap();
     void await();
     void hearOwner();
     void endWithin(std::chrono::milliseconds grace);
-    void askTopProcesses();
-    void ask(pid_t child);
 
     bool isEnding() const { return deadline_ != Clock::time_point::max(); }
     std::chrono::nanoseconds timeToWait() const;
@@ -75,10 +65,7 @@ class Guard {
     int owner_;
     int starter_;
     Graces graces_;
-    pid_t main_ = -1;
-    std::optional<RunEnd> end_;
-    /// The children that got SIGTERM.
-    std::set<pid_t> asked_;
+    std::optional<containment::Processes> processes_;
     Clock::time_point deadline_ = Clock::time_point::max();
 };
 
@@ -86,16 +73,16 @@ std::optional<RunEnd> Guard::run(const std::function<void()>& become) {
     if (!start(become)) {
         return std::nullopt;
     }
-    while (reap() && Clock::now() < deadline_) {
-        if (end_) {
+    while (processes_->reap() && Clock::now() < deadline_) {
+        if (processes_->hasMainEnded()) {
             endWithin(graces_.abandoned);
         }
         if (isEnding()) {
-            askTopProcesses();
+            processes_->ask();
         }
         await();
     }
-    return end_.value_or(RunEnd::signalled(SIGKILL));
+    return processes_->end();
 }
 
 /// Whether the starter and the owner are there, and the owner has not asked to stop.
@@ -116,31 +103,17 @@ bool Guard::start(const std::function<void()>& become) {
     for (const int signal : {SIGTERM, SIGINT, SIGHUP, SIGQUIT}) {
         handle(signal, noteStopSignal);
     }
-    main_ = ::fork();
-    if (main_ == 0) {
+    const pid_t child = ::fork();
+    if (child == 0) {
         ::setsid();
         signals::reset();
         become();
         ::_exit(127);
     }
-    return main_ > 0;
-}
-
-/// Whether a child is left.
-bool Guard::reap() {
-    for (;;) {
-        int status = 0;
-        const pid_t ended = ::waitpid(-1, &status, WNOHANG);
-        if (ended <= 0) {
-            return ended == 0;
-        }
-        asked_.erase(ended);
-        if (ended == main_) {
-            end_ = runEnd(status);
-            // The kernel may give the identifier to another process.
-            main_ = -1;
-        }
+    if (child > 0) {
+        processes_.emplace(child);
     }
+    return child > 0;
 }
 
 void Guard::await() {
@@ -174,7 +147,7 @@ void Guard::await() {
 
 std::chrono::nanoseconds Guard::timeToWait() const {
     const std::chrono::nanoseconds left = deadline_ - Clock::now();
-    return std::clamp<std::chrono::nanoseconds>(left, 0ns, orphanInterval);
+    return std::clamp<std::chrono::nanoseconds>(left, 0ns, lookInterval);
 }
 
 void Guard::hearOwner() {
@@ -191,24 +164,6 @@ void Guard::hearOwner() {
 void Guard::endWithin(std::chrono::milliseconds grace) {
     if (!isEnding()) {
         deadline_ = Clock::now() + grace;
-    }
-}
-
-void Guard::askTopProcesses() {
-    if (main_ > 0) {
-        ask(main_);
-    }
-    for (const pid_t child : containment::topProcesses()) {
-        ask(child);
-    }
-}
-
-/// Only this process reaps its children: until then the identifier is still the child's.
-void Guard::ask(pid_t child) {
-    if (asked_.insert(child).second) {
-        ::kill(child, SIGTERM);
-        // A stopped process gets it only when it continues.
-        ::kill(child, SIGCONT);
     }
 }
 

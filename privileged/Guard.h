@@ -40,11 +40,11 @@ struct Graces {
 /// system. It is asked to end with `graces.abandoned` when the starter, the owner or the main
 /// process has ended. The first of these events sets the time; later ones do not change it.
 ///
-/// A run that is asked to end gets SIGTERM, each of its top processes once: the guard's children,
-/// and orphans when they become its children. Each ends the processes that it has started itself;
-/// many programs skip their clean-up at a second SIGTERM.
+/// A run that is asked to end gets SIGTERM, each of its top processes once, see
+/// containment::Processes::ask. Each ends the processes that it has started itself; many programs
+/// skip their clean-up at a second SIGTERM.
 ///
-/// For the first process of a containment, with one thread. It wakes up only when something
+/// For the guard that containment::fork has made, with one thread. It wakes up only when something
 /// happens, and every tenth of a second while the run is ending.
 std::optional<RunEnd> guardRun(const Watched& watched, const std::function<void()>& become,
                                const Graces& graces = {});

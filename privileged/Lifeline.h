@@ -2,6 +2,9 @@
 #pragma once
 
 #include <cerrno>
+#include <cstddef>
+#include <sys/socket.h>
+#include <sys/wait.h>
 
 namespace kestrelnet::privileged {
 
@@ -15,6 +18,10 @@ struct RunEnd {
 
     static RunEnd exited(int status) { return {Kind::exited, status}; }
     static RunEnd signalled(int signal) { return {Kind::signalled, signal}; }
+    /// `status` is that of waitpid() for a process that has ended.
+    static RunEnd fromWaitStatus(int status) {
+        return WIFEXITED(status) ? exited(WEXITSTATUS(status)) : signalled(WTERMSIG(status));
+    }
     /// The exit status that a shell reports for this end.
     int exitStatus() const { return kind == Kind::exited ? number : 128 + number; }
 };
@@ -22,8 +29,8 @@ struct RunEnd {
 namespace lifeline {
 
 // The lifeline connects a guard with the unprivileged process that it works for, the owner: the
-// front of the helper, or osascript. It is a pair of SOCK_SEQPACKET sockets. When the owner ends,
-// the kernel closes its socket; the guard takes that for the end of the owner.
+// front of the helper, or osascript. It is a pair of stream sockets. When the owner ends, the
+// kernel closes its socket; the guard takes that for the end of the owner.
 //
 // A guard's last message to its front is a RunEnd.
 
@@ -32,10 +39,17 @@ constexpr char stop = 'T';
 /// To the owner, one byte: root's rights were granted, and the run is about to start.
 constexpr char started = 'S';
 
-/// Whether to receive again after this error. ECONNRESET comes once, before what is still to be
-/// read, when the other end was closed with unread messages.
+/// Whether to receive again after this error. ECONNRESET comes once when the other end was closed
+/// with unread messages; there may still be something to read here.
 inline bool isTemporary(int error) {
     return error == EAGAIN || error == EINTR || error == ECONNRESET;
+}
+
+/// Sends `message` without waiting. Returns whether it was sent. The process must ignore SIGPIPE.
+template <typename Message>
+bool send(int socket, const Message& message) {
+    return ::send(socket, &message, sizeof message, MSG_DONTWAIT) ==
+           static_cast<ssize_t>(sizeof message);
 }
 
 } // namespace lifeline

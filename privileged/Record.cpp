@@ -2,7 +2,6 @@
 #include "privileged/Record.h"
 
 #include <cstring>
-#include <paths.h>
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <syslog.h>

@@ -1,19 +1,17 @@
 // SPDX-License-Identifier: MIT
 #include "privileged/Relay.h"
 
+#include "privileged/Descriptors.h"
+#include "privileged/PipeTransfer.h"
+
 #include <cerrno>
 #include <climits>
-#include <fcntl.h>
 #include <sys/ioctl.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 namespace kestrelnet::privileged {
 
-Relay::Relay(int from, int to) : from_(from), to_(to) {
-    struct stat status {};
-    isPipe_ = ::fstat(to, &status) == 0 && S_ISFIFO(status.st_mode);
-}
+Relay::Relay(int from, int to) : from_(from), to_(to), isPipe_(descriptors::isPipe(to)) {}
 
 Relay::Events Relay::awaited() const {
     const bool hasBytes = !isEmpty();
@@ -27,12 +25,12 @@ Relay::Events Relay::awaited() const {
 
 bool Relay::isEmpty() const {
     int size = 0;
-    return from_ < 0 || ::ioctl(from_, FIONREAD, &size) != 0 || size == 0;
+    return rest_.empty() && (from_ < 0 || ::ioctl(from_, FIONREAD, &size) != 0 || size == 0);
 }
 
 void Relay::copy(const Events& events) {
     if ((events[1].revents & (POLLERR | POLLHUP | POLLNVAL)) != 0) {
-        to_ = -1;
+        giveUp();
     }
     if (events[0].revents != 0 || events[1].revents != 0) {
         move();
@@ -48,18 +46,17 @@ void Relay::move() {
         moveByCopying();
         return;
     }
-    // Moves whole buffers: what the client has written at once arrives at once.
-    constexpr std::size_t most = std::size_t{1} << 20U;
-    const ssize_t size = ::splice(from_, nullptr, to_, nullptr, most, SPLICE_F_NONBLOCK);
+    const ssize_t size = transfer(from_, to_, rest_);
     if (size == 0) {
         from_ = -1;
     } else if (size < 0 && errno != EAGAIN && errno != EINTR) {
-        to_ = -1;
+        giveUp();
     }
 }
 
-/// For a stream that is no pipe. splice() would hold the lock of the run's pipe while it waits for
-/// the stream, and a process of the run that writes to the pipe could not be killed meanwhile.
+/// For a stream that is no pipe. splice(), by which `transfer` moves bytes on Linux, would hold the
+/// lock of the run's pipe while it waits for the stream, and a process of the run that writes to
+/// the pipe could not be killed meanwhile.
 void Relay::moveByCopying() {
     // A stream that is ready takes as many bytes at once.
     std::array<char, PIPE_BUF> bytes{};
@@ -76,10 +73,15 @@ void Relay::moveByCopying() {
             pollfd ready{.fd = to_, .events = POLLOUT, .revents = 0};
             ::poll(&ready, 1, -1);
         } else if (errno != EINTR) {
-            to_ = -1;
+            giveUp();
             return;
         }
     }
+}
+
+void Relay::giveUp() {
+    to_ = -1;
+    rest_.clear();
 }
 
 void Relay::discard() {

@@ -3,6 +3,7 @@
 
 #include <array>
 #include <poll.h>
+#include <string>
 
 namespace kestrelnet::privileged {
 
@@ -30,13 +31,16 @@ class Relay {
   private:
     void move();
     void moveByCopying();
+    void giveUp();
     void discard();
 
     /// -1 after its end.
     int from_;
     /// -1 when nobody reads it.
     int to_;
-    bool isPipe_ = false;
+    bool isPipe_;
+    /// What is read from `from_` but not yet written to a pipe, see PipeTransfer.h.
+    std::string rest_;
 };
 
 } // namespace kestrelnet::privileged

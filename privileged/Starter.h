@@ -13,4 +13,9 @@ int watchStarter();
 /// Watches the process that started this one's parent.
 int watchStarterOfParent();
 
+/// For a child of the process that has called `watchStarter`: watches the same starter. `watch` is
+/// the result of that call; a child may not use it itself, because not every system lets it inherit
+/// the descriptor. The child must call this before its parent ends.
+int inheritWatch(int watch);
+
 } // namespace kestrelnet::privileged

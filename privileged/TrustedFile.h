@@ -16,7 +16,8 @@ struct TrustedFile {
 /// folder. Each folder and the file must be owned by root and writable by root only. Symbolic links
 /// are not followed. The file must be a regular file that root may execute.
 ///
-/// Execute the descriptor, not the path: a path may lead to another file after the check.
+/// Execute the program with execute(), see Execute.h: its path may lead to another file after the
+/// check.
 TrustedFile openTrusted(const char* path);
 
 } // namespace kestrelnet::privileged

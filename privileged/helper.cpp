@@ -25,20 +25,20 @@
 #include "privileged/Client.h"
 #include "privileged/Connection.h"
 #include "privileged/Containment.h"
+#include "privileged/Descriptors.h"
 #include "privileged/Front.h"
 #include "privileged/Guard.h"
+#include "privileged/Identity.h"
+#include "privileged/Lifeline.h"
 #include "privileged/Record.h"
 #include "privileged/Starter.h"
 
 #include <array>
 #include <cstdio>
 #include <cstdlib>
-#include <fcntl.h>
 #include <optional>
 #include <poll.h>
 #include <string>
-#include <sys/prctl.h>
-#include <sys/socket.h>
 #include <unistd.h>
 
 namespace kestrelnet::privileged {
@@ -51,6 +51,10 @@ int refuse(const char* subject, const char* problem) {
         ::dprintf(STDERR_FILENO, "Kestrelnet helper: %s %s.\n", subject, problem);
     }
     return EXIT_FAILURE;
+}
+
+int refuseForLackOfStarter() {
+    return refuse("what started it", "has ended");
 }
 
 /// Who started the helper, as the system sees it.
@@ -72,6 +76,10 @@ std::string description(const std::optional<RunEnd>& end) {
 RunEnd guardClient(const Watched& watched, const Caller& caller, const ClientValues& values) {
     constexpr RunEnd refused{RunEnd::Kind::exited, EXIT_FAILURE};
     ::setsid();
+    if (watched.starter < 0) {
+        refuseForLackOfStarter();
+        return refused;
+    }
     const char* problem = becomeRoot();
     if (problem == nullptr) {
         problem = containment::enter();
@@ -100,11 +108,11 @@ RunEnd guardClient(const Watched& watched, const Caller& caller, const ClientVal
 [[noreturn]] void runGuard(Connection& connection, int starter, const Caller& caller,
                            const ClientValues& values) {
     if (connection.becomeGuard()) {
-        const RunEnd end =
-            guardClient({.owner = connection.socket(), .starter = starter}, caller, values);
-        ::send(connection.socket(), &end, sizeof end, MSG_NOSIGNAL | MSG_DONTWAIT);
+        const RunEnd end = guardClient(
+            {.owner = connection.socket(), .starter = inheritWatch(starter)}, caller, values);
+        lifeline::send(connection.socket(), end);
     }
-    // The kernel kills what is left of the run.
+    // In a PID namespace, the kernel then kills what is left of the run.
     std::_Exit(EXIT_FAILURE);
 }
 
@@ -115,12 +123,12 @@ bool isUnread() {
                                   pollfd{.fd = STDERR_FILENO, .events = 0, .revents = 0}};
     for (pollfd& output : outputs) {
         // Only a pipe is asked: a file may be served by a program of the user's that never answers.
-        if (::fcntl(output.fd, F_GETPIPE_SZ) < 0) {
+        if (!descriptors::isPipe(output.fd)) {
             output.fd = -1;
         }
     }
     ::poll(outputs.data(), outputs.size(), 0);
-    return ((outputs[0].revents | outputs[1].revents) & POLLERR) != 0;
+    return ((outputs[0].revents | outputs[1].revents) & (POLLERR | POLLHUP)) != 0;
 }
 
 int run() {
@@ -130,7 +138,7 @@ int run() {
     }
     const int starter = watchStarter();
     if (starter < 0 || isUnread()) {
-        return refuse("what started it", "has ended");
+        return refuseForLackOfStarter();
     }
     Connection connection;
     if (!connection.open()) {
@@ -166,14 +174,8 @@ int main(int count, char** /*arguments*/) {
     if (count != 1) {
         return refuse("it takes", "no arguments");
     }
-    if (::geteuid() != 0 && ::prctl(PR_GET_NO_NEW_PRIVS, 0, 0, 0, 0) == 1) {
-        return refuse("it has no rights of root:",
-                      "what started it runs with \"no new privileges\"; start it otherwise");
-    }
     if (::geteuid() != 0) {
-        return refuse("it has no rights of root:",
-                      "its file lacks the set-user-ID bit or lies on a file system mounted with "
-                      "\"nosuid\"; install it again, or elsewhere");
+        return refuse("it has no rights of root:", reasonForNoRights());
     }
     if (const char* const problem = cleanSurroundings()) {
         return refuse("cannot start,", problem);

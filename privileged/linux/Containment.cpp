@@ -7,8 +7,11 @@
 #include <cerrno>
 #include <cstdlib>
 #include <sched.h>
+#include <string>
 #include <sys/mount.h>
+#include <sys/wait.h>
 #include <unistd.h>
+#include <vector>
 
 namespace kestrelnet::privileged::containment {
 
@@ -27,6 +30,18 @@ const char* reasonFor(int error) {
     default:
         return "the system has no memory for a PID namespace";
     }
+}
+
+/// The processes whose parent is this one.
+std::vector<pid_t> topProcesses() {
+    std::vector<pid_t> found;
+    // Identifiers with a blank after each.
+    const std::string list = readProcFile("/proc/self/task/1/children");
+    for (std::size_t at = 0, blank = 0; (blank = list.find(' ', at)) != std::string::npos;
+         at = blank + 1) {
+        found.push_back(static_cast<pid_t>(std::strtol(list.c_str() + at, nullptr, 10)));
+    }
+    return found;
 }
 
 } // namespace
@@ -51,15 +66,34 @@ const char* enter() {
     return nullptr;
 }
 
-std::vector<pid_t> topProcesses() {
-    std::vector<pid_t> found;
-    // Identifiers with a blank after each.
-    const std::string list = readProcFile("/proc/self/task/1/children");
-    for (std::size_t at = 0, blank = 0; (blank = list.find(' ', at)) != std::string::npos;
-         at = blank + 1) {
-        found.push_back(static_cast<pid_t>(std::strtol(list.c_str() + at, nullptr, 10)));
+bool Processes::reap() {
+    for (;;) {
+        int status = 0;
+        const pid_t ended = ::waitpid(-1, &status, WNOHANG);
+        if (ended <= 0) {
+            return ended == 0;
+        }
+        asked_.erase(ended);
+        if (ended == main_) {
+            hasMainEnded_ = true;
+            mainEnd_ = RunEnd::fromWaitStatus(status);
+            // The kernel may give the identifier to another process.
+            main_ = -1;
+        }
     }
-    return found;
+}
+
+void Processes::ask() {
+    if (main_ > 0) {
+        ask(main_);
+    }
+    for (const pid_t child : topProcesses()) {
+        ask(child);
+    }
+}
+
+RunEnd Processes::end() {
+    return mainEnd_;
 }
 
 } // namespace kestrelnet::privileged::containment

@@ -49,4 +49,8 @@ int watchStarterOfParent() {
     return watchParent([parent] { return ::getppid() == parent ? parentOf(parent) : -1; });
 }
 
+int inheritWatch(int watch) {
+    return watch;
+}
+
 } // namespace kestrelnet::privileged

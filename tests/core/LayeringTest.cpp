@@ -202,6 +202,27 @@ TEST(LayeringTest, privilegedCodeIncludesNoOtherFolderAndNoQt) {
                 IsEmpty());
 }
 
+TEST(LayeringTest, thePortablePrivilegedSourcesIncludeNothingOfOneSystem) {
+    EXPECT_THAT(offences({"privileged"},
+                         [](const Source& source, const Include& include) {
+                             const std::string folder =
+                                 std::filesystem::path(source.path).parent_path().string() + '/';
+                             if (folder != "privileged/" && folder != "privileged/posix/") {
+                                 return true;
+                             }
+                             if (include.isQuoted) {
+                                 const std::string from =
+                                     std::filesystem::path(include.path).parent_path().string();
+                                 return from == "privileged" || from + '/' == folder;
+                             }
+                             return !startsWithAny(
+                                 include.path, {"linux/", "mach/", "libproc.h", "sched.h",
+                                                "sys/epoll.h", "sys/event.h", "sys/mount.h",
+                                                "sys/prctl.h", "sys/signalfd.h", "sys/syscall.h"});
+                         }),
+                IsEmpty());
+}
+
 TEST(LayeringTest, theProductIncludesNothingOfTheTests) {
     EXPECT_THAT(offences({"privileged", "platform", "core", "system", "ui"},
                          [](const Source&, const Include& include) {

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 // Each function by itself. HelperSurroundingsTest.cpp tests the whole helper.
 #include "privileged/CleanState.h"
+
+#include "privileged/Identity.h"
 #include "tests/privileged/HelperTest.h"
 
 #include <array>

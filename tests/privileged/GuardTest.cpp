@@ -1,156 +1,17 @@
 // SPDX-License-Identifier: MIT
-#include "privileged/Guard.h"
+// What holds for a guard in every containment.
+#include "tests/privileged/GuardTest.h"
 
-#include "privileged/Containment.h"
-#include "tests/support/FakeClient.h"
 #include "tests/support/Random.h"
-#include "tests/support/RootWorld.h"
-#include "tests/support/TemporaryFolder.h"
-#include "tests/support/Waiting.h"
 
-#include <gtest/gtest.h>
-
-#include <array>
-#include <chrono>
-#include <csignal>
 #include <cstring>
-#include <iostream>
-#include <optional>
 #include <random>
-#include <string>
-#include <sys/socket.h>
-#include <sys/stat.h>
-#include <sys/wait.h>
 #include <thread>
-#include <unistd.h>
-#include <utility>
 
 namespace kestrelnet::privileged {
 namespace {
 
 using namespace std::chrono_literals;
-using Clock = std::chrono::steady_clock;
-
-/// A pair of connected sockets: `here` belongs to the test, `there` to the guard.
-struct Connection {
-    int here = -1;
-    int there = -1;
-
-    void open() {
-        std::array<int, 2> ends{-1, -1};
-        ASSERT_EQ(::socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, ends.data()), 0);
-        here = ends[0];
-        there = ends[1];
-    }
-    void leave() {
-        if (here >= 0) {
-            ::close(std::exchange(here, -1));
-        }
-    }
-    void give() { ::close(std::exchange(there, -1)); }
-};
-
-/// A guard in a containment of its own; the test is its owner and its starter.
-class GuardTest : public testing::Test {
-  protected:
-    /// The exit status of the guard's process when nothing was started.
-    static constexpr int notStarted = 99;
-    static constexpr int notContained = 98;
-    /// Short, so that the tests do not wait for seconds.
-    Graces graces{.stop = 600ms, .abandoned = 250ms};
-    /// How much later than its grace a run may end on a busy machine.
-    static constexpr auto delay = 300ms;
-
-    GuardTest() { connect(); }
-    ~GuardTest() override {
-        owner.leave();
-        starter.leave();
-    }
-
-    void connect() {
-        owner.leave();
-        starter.leave();
-        owner.open();
-        starter.open();
-    }
-
-    /// Starts the guard with the program at `path`.
-    void guardProgram(const std::string& path) {
-        launcher_ = ::fork();
-        if (launcher_ == 0) {
-            ::close(owner.here);
-            ::close(starter.here);
-            ::_exit(launch(path));
-        }
-        owner.give();
-        starter.give();
-    }
-
-    /// Starts the guard with a client of `mode`.
-    FakeClient& guard(std::string_view mode) {
-        client_.emplace(mode);
-        guardProgram(client_->executable());
-        return *client_;
-    }
-
-    FakeClient& start(std::string_view mode) {
-        FakeClient& client = guard(mode);
-        EXPECT_TRUE(waitFor([&client] { return client.isReady(); }));
-        return client;
-    }
-
-    void askToStop() const {
-        EXPECT_EQ(::send(owner.here, &lifeline::stop, sizeof lifeline::stop, MSG_NOSIGNAL), 1);
-    }
-    /// The same, when the guard may have ended.
-    void askToStopInVain() const {
-        ::send(owner.here, &lifeline::stop, sizeof lifeline::stop, MSG_NOSIGNAL | MSG_DONTWAIT);
-    }
-    /// Waits for the guard's end. Returns the exit status of the run.
-    int result() {
-        int status = -1;
-        EXPECT_TRUE(waitFor([&] { return ::waitpid(launcher_, &status, WNOHANG) != 0; }));
-        return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
-    }
-    /// The guard of `client`, as the test sees it.
-    static pid_t guardOf(const FakeClient& client) {
-        const std::string status = readFile("/proc/" + std::to_string(*client.pid()) + "/status");
-        const std::size_t at = status.find("PPid:");
-        EXPECT_NE(at, std::string::npos);
-        return std::stoi(status.substr(at + 5));
-    }
-    /// Whether no process but the test's own ended children is left.
-    static bool isNothingLeft() { return rootWorld::processes().empty(); }
-
-    Clock::duration sinceStart() const { return Clock::now() - start_; }
-    void startClock() { start_ = Clock::now(); }
-
-    Connection owner;
-    Connection starter;
-
-  private:
-    /// In the process outside the containment. Returns the guard's exit status.
-    int launch(const std::string& program) const {
-        const containment::Forked forked = containment::fork();
-        if (forked.pid == 0) {
-            if (containment::enter() != nullptr) {
-                ::_exit(notContained);
-            }
-            const auto end = guardRun(
-                {.owner = owner.there, .starter = starter.there},
-                [&] { ::execl(program.c_str(), program.c_str(), nullptr); }, graces);
-            ::_exit(end ? end->exitStatus() : notStarted);
-        }
-        ::close(owner.there);
-        int status = notContained << 8;
-        ::waitpid(forked.pid, &status, 0);
-        return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
-    }
-
-    pid_t launcher_ = -1;
-    std::optional<FakeClient> client_;
-    Clock::time_point start_;
-};
 
 TEST_F(GuardTest, returnsTheExitStatus) {
     start("script").exit(7);
@@ -219,6 +80,7 @@ TEST_F(GuardTest, keepsTheGraceOfARequestThatCameJustBeforeTheEnd) {
 }
 
 TEST_F(GuardTest, killsAStubbornClientSoonAfterTheOwnerHasEnded) {
+    graces.stop = 60s;
     const FakeClient& client = start("stubborn");
     startClock();
     owner.leave();
@@ -229,6 +91,7 @@ TEST_F(GuardTest, killsAStubbornClientSoonAfterTheOwnerHasEnded) {
 }
 
 TEST_F(GuardTest, killsAStubbornClientSoonAfterTheStarterHasEnded) {
+    graces.stop = 60s;
     // The owner is there, but may be stopped.
     const FakeClient& client = start("stubborn");
     startClock();
@@ -262,7 +125,7 @@ TEST_F(GuardTest, asksTheMainProcessOnceHoweverOftenItIsAskedItself) {
     EXPECT_EQ(client.terminations(), 1U);
 }
 
-TEST_F(GuardTest, asksOrphansWhenTheyBecomeItsChildren) {
+TEST_F(GuardTest, asksTheOrphansOfTheMainProcess) {
     constexpr int rounds = 5;
     graces.stop = 5s;
     for (int round = 0; round < rounds; ++round) {
@@ -278,29 +141,6 @@ TEST_F(GuardTest, asksOrphansWhenTheyBecomeItsChildren) {
     }
 }
 
-TEST_F(GuardTest, asksAnOrphanWhileTheMainProcessGoesOn) {
-    graces.stop = 10s;
-    const TemporaryFolder folder;
-    const std::string ready = folder.file("ready");
-    const std::string abandoned = folder.file("abandoned");
-    const std::string asked = folder.file("asked");
-    const std::string orphan =
-        folder.write("orphan", "#!/bin/sh\ntrap 'echo asked >>" + asked + "; exit' TERM\n: >" +
-                                   ready + "\nwhile :; do sleep 0.02; done\n");
-    // Goes on until the orphan is asked.
-    const std::string main =
-        folder.write("main", "#!/bin/sh\ntrap : TERM\n(sh " + orphan + " & while [ ! -e " +
-                                 abandoned + " ]; do sleep 0.02; done) &\nwhile [ ! -s " + asked +
-                                 " ]; do sleep 0.02; done\nexit 7\n");
-    ASSERT_EQ(::chmod(main.c_str(), 0700), 0);
-    guardProgram(main);
-    EXPECT_TRUE(waitFor([&] { return ::access(ready.c_str(), F_OK) == 0; }));
-    askToStop();
-    folder.write("abandoned", "");
-    EXPECT_EQ(result(), 7);
-    EXPECT_EQ(readFile(asked), "asked\n");
-}
-
 TEST_F(GuardTest, asksNoChildOfAProcessThatItAsks) {
     const FakeClient& client = start("stubborn-pair");
     askToStop();
@@ -308,31 +148,11 @@ TEST_F(GuardTest, asksNoChildOfAProcessThatItAsks) {
     EXPECT_EQ(client.terminations(), 1U);
 }
 
-TEST_F(GuardTest, asksADaemonOnce) {
-    const FakeClient& client = start("keeps-daemon");
-    EXPECT_TRUE(waitFor([&client] { return client.grandchild().has_value(); }));
-    startClock();
-    askToStop();
-    // The main process ends at once; the daemon keeps the time that the run was given.
-    EXPECT_EQ(result(), 128 + SIGTERM);
-    EXPECT_GE(sinceStart(), graces.stop);
-    EXPECT_EQ(client.terminations(), 1U);
-    EXPECT_TRUE(isNothingLeft());
-}
-
-class LeftBehindTest : public GuardTest, public testing::WithParamInterface<const char*> {};
-
-TEST_P(LeftBehindTest, endsAfterTheMainProcess) {
-    guard(GetParam());
+TEST_F(GuardTest, endsAGrandchildAfterTheMainProcess) {
+    guard("leaves-grandchild");
     EXPECT_EQ(result(), 0);
     EXPECT_TRUE(isNothingLeft());
 }
-
-INSTANTIATE_TEST_SUITE_P(Modes, LeftBehindTest, testing::Values("leaves-grandchild", "daemonises"),
-                         [](const auto& tested) {
-                             return tested.param == std::string("daemonises") ? "daemon"
-                                                                              : "grandchild";
-                         });
 
 TEST_F(GuardTest, endsAStoppedClient) {
     const FakeClient& client = start("exits-on-terminate");
@@ -377,27 +197,6 @@ TEST_P(GuardSignalTest, isARequestToStop) {
 INSTANTIATE_TEST_SUITE_P(Signals, GuardSignalTest,
                          testing::Values(SIGTERM, SIGINT, SIGHUP, SIGQUIT),
                          [](const auto& tested) { return ::sigabbrev_np(tested.param); });
-
-/// With clients whose processes try to escape, ignore SIGTERM, or multiply.
-class GuardKillTest : public GuardTest, public testing::WithParamInterface<const char*> {};
-
-TEST_P(GuardKillTest, takesEveryProcessWithIt) {
-    const FakeClient& client = start(GetParam());
-    startClock();
-    ::kill(guardOf(client), SIGKILL);
-    EXPECT_EQ(result(), 128 + SIGKILL);
-    // The guard's end is the end of all.
-    EXPECT_TRUE(isNothingLeft()) << testing::PrintToString(rootWorld::processes());
-    EXPECT_LT(sinceStart(), delay);
-}
-
-INSTANTIATE_TEST_SUITE_P(Clients, GuardKillTest,
-                         testing::Values("stubborn", "family", "keeps-daemon", "breeds", "spreads"),
-                         [](const auto& tested) {
-                             std::string name = tested.param;
-                             std::erase(name, '-');
-                             return name;
-                         });
 
 } // namespace
 } // namespace kestrelnet::privileged

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
-// No process of a run outlives its guard, and neither the caller's streams nor a stopped front
-// keeps a root process alive.
-#include "tests/privileged/HelperTest.h"
+// Neither the caller's streams nor a stopped front keeps a root process alive.
+#include "tests/privileged/HelperContainmentTest.h"
 #include "tests/support/HangingFile.h"
 
 #include <algorithm>
@@ -10,7 +9,6 @@
 #include <filesystem>
 #include <poll.h>
 #include <signal.h>
-#include <sstream>
 #include <sys/mount.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -23,22 +21,6 @@ using testing::IsEmpty;
 
 namespace fs = std::filesystem;
 using Clock = std::chrono::steady_clock;
-
-class HelperContainmentTest : public HelperTest {
-  protected:
-    /// All processes but the front that have not ended.
-    std::vector<rootWorld::Survivor> othersThanTheFront() const {
-        auto found = rootWorld::processes();
-        std::erase_if(found, [this](const auto& each) {
-            return each.pid == program->pid() || each.state == 'Z';
-        });
-        return found;
-    }
-    bool onlyTheFrontIsLeftWithin(std::chrono::milliseconds time) const {
-        const auto end = Clock::now() + time;
-        return waitFor([this] { return othersThanTheFront().empty(); }) && Clock::now() <= end;
-    }
-};
 
 /// Makes standard output and error a full pipe that nobody reads, which stays open.
 void blockOutput() {
@@ -63,24 +45,11 @@ void blockOutput() {
     }
 }
 
-TEST_F(HelperContainmentTest, noProcessOutlivesAGuardThatIsKilled) {
-    startScript("setsid -f sh -c 'trap \"\" TERM HUP INT; sleep 600; sleep 600'\n"
-                "setsid -f setpriv --reuid=4711 --regid=4711 --clear-groups sleep 600\n"
-                "(sh -c 'setsid sleep 600 & sleep 600' &)\n"
-                "while ! pidof sleep >/dev/null || [ $(pidof sleep | wc -w) -lt 4 ]; do :; done\n"
-                ": >/tmp/ready\nsleep 600\n");
-    const auto start = Clock::now();
-    ASSERT_EQ(::kill(guard(), SIGKILL), 0);
-    EXPECT_EQ(program->waitStatus(), W_EXITCODE(1, 0));
-    EXPECT_TRUE(timeUntilNothingIsLeft()) << testing::PrintToString(rootWorld::processes());
-    EXPECT_LT(Clock::now() - start, 1s);
-}
-
 TEST_F(HelperContainmentTest, aStoppedFrontKeepsNoRunAlive) {
     startScript(": >/tmp/ready\nexec sleep 600\n", {.hasOwnStarter = true});
     EXPECT_EQ(program->send(SIGSTOP), 0);
     killStarter();
-    EXPECT_TRUE(onlyTheFrontIsLeftWithin(2s)) << testing::PrintToString(othersThanTheFront());
+    EXPECT_TRUE(onlyTheFrontIsLeftWithin(10s)) << testing::PrintToString(othersThanTheFront());
     EXPECT_EQ(program->send(SIGKILL), 0);
 }
 
@@ -103,7 +72,7 @@ TEST_F(HelperContainmentTest, aRunWhoseOutputNobodyReadsCanBeStopped) {
     // The reader and the front, which still has output for it.
     EXPECT_TRUE(waitFor([this] { return othersThanTheFront().size() <= 1; }))
         << testing::PrintToString(othersThanTheFront());
-    EXPECT_LT(Clock::now() - start, 1s);
+    EXPECT_LT(Clock::now() - start, 3s);
     EXPECT_EQ(program->send(SIGKILL), 0);
 }
 
@@ -208,43 +177,6 @@ TEST_F(HelperContainmentTest, aClientMayWriteAfterItsReaderHasGone) {
     EXPECT_EQ(program->send(SIGTERM), 0);
     EXPECT_EQ(program->waitStatus(), W_EXITCODE(5, 0));
     EXPECT_TRUE(fs::remove("/tmp/cleaned"));
-}
-
-TEST_F(HelperContainmentTest, theClientSeesItsOwnProcesses) {
-    installClientText("#!/bin/bash\n"
-                      "read -r self rest </proc/self/stat\n"
-                      "[ \"$self\" = $$ ] && [ -d /proc/$$ ] || echo another identifier\n"
-                      "ps -A -o comm= | sort -u\n");
-    program = std::make_unique<UserProgram>(helperPath);
-    EXPECT_EQ(program->output(), "bash\ncom.kestrelnetv\nps\nsort\n");
-}
-
-TEST_F(HelperContainmentTest, mountsReachTheHostAndTheHostsReachTheClient) {
-    ASSERT_EQ(::mount(nullptr, "/", nullptr, MS_REC | MS_SHARED, nullptr), 0);
-    const std::string before = readFile("/proc/self/mountinfo");
-    fs::create_directories("/srv/inner");
-    fs::create_directories("/srv/outer");
-    startScript("mount -t tmpfs inner /srv/inner\n: >/tmp/ready\n"
-                "while ! [ -e /srv/outer/there ]; do sleep 0.02; done\n"
-                "umount /srv/inner\nexit 3\n");
-    const std::string during = readFile("/proc/self/mountinfo");
-    EXPECT_THAT(during, testing::HasSubstr(" /srv/inner "));
-    ASSERT_EQ(::mount("outer", "/srv/outer", "tmpfs", 0, nullptr), 0);
-    ::close(::open("/srv/outer/there", O_CREAT | O_WRONLY | O_CLOEXEC, 0600));
-    EXPECT_EQ(program->waitStatus(), W_EXITCODE(3, 0));
-    EXPECT_EQ(::umount("/srv/outer"), 0);
-    // The run's /proc has never been seen here, and nothing is left.
-    EXPECT_EQ(readFile("/proc/self/mountinfo"), before);
-    const auto count = [](const std::string& text) {
-        std::istringstream lines(text);
-        std::string line;
-        int found = 0;
-        while (std::getline(lines, line)) {
-            found += line.find(" /proc ") != std::string::npos ? 1 : 0;
-        }
-        return found;
-    };
-    EXPECT_EQ(count(during), count(before));
 }
 
 } // namespace

@@ -16,8 +16,7 @@ namespace fs = std::filesystem;
 
 void HelperTest::SetUp() {
     fs::remove(helperPath);
-    rootWorld::install(KESTRELNET_BUILT_BUNDLE "/Contents/Helpers/com.kestrelnetvpn.tunnel",
-                       "/Library/PrivilegedHelperTools");
+    rootWorld::install(KESTRELNET_HELPER, "/Library/PrivilegedHelperTools");
     ASSERT_EQ(::chmod(helperPath, 04755), 0);
 }
 

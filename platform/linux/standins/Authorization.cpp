@@ -3,7 +3,7 @@
 
 #include "platform/FileManager.h"
 #include "privileged/Lifeline.h"
-#include "privileged/Purpose.h"
+#include "privileged/linux/Purpose.h"
 #include "privileged/Signals.h"
 #include "privileged/Starter.h"
 
@@ -118,7 +118,7 @@ bool Request::start(const char* pkexec, const std::string& runner, const std::st
     signals_ = ::signalfd(-1, &handled, SFD_CLOEXEC | SFD_NONBLOCK);
     std::array<int, 2> line{-1, -1};
     std::array<int, 2> errors{-1, -1};
-    if (signals_ < 0 || ::socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, line.data()) != 0 ||
+    if (signals_ < 0 || ::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, line.data()) != 0 ||
         ::pipe2(errors.data(), O_CLOEXEC) != 0 ||
         // Only the reading end: the command may block when it writes.
         ::fcntl(errors[0], F_SETFL, O_NONBLOCK) != 0) {

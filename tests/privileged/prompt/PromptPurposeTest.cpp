@@ -58,7 +58,7 @@ class PromptPurposeTest : public PromptTest {
             << "#!/usr/bin/python3\n"
                "import socket, subprocess, sys\n"
                "ours, theirs = socket.socketpair(socket.AF_UNIX, "
-               "socket.SOCK_SEQPACKET)\n"
+               "socket.SOCK_STREAM)\n"
                "subprocess.run(['pkexec', '--disable-internal-agent', *sys.argv[1:]], "
                "stdin=theirs, stderr=subprocess.STDOUT)\n";
         fs::permissions(starter, static_cast<fs::perms>(0755));

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "privileged/Purpose.h"
+#include "privileged/linux/Purpose.h"
 
 #include <array>
 #include <sys/stat.h>

@@ -18,9 +18,10 @@
 #include "privileged/Containment.h"
 #include "privileged/Front.h"
 #include "privileged/Guard.h"
+#include "privileged/Identity.h"
 #include "privileged/Lifeline.h"
-#include "privileged/Purpose.h"
 #include "privileged/Starter.h"
+#include "privileged/linux/Purpose.h"
 
 #include <array>
 #include <charconv>
@@ -130,7 +131,7 @@ bool fits(std::string_view asked, std::string_view command) {
             report(problem);
         }
         const RunEnd message = end.value_or(RunEnd::exited(notRun));
-        ::send(connection.socket(), &message, sizeof message, MSG_NOSIGNAL | MSG_DONTWAIT);
+        lifeline::send(connection.socket(), message);
     }
     // The kernel kills what is left of the run.
     std::_Exit(EXIT_FAILURE);
