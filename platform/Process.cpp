@@ -46,8 +46,8 @@ class SpawnPlan {
     void isolate() {
         sigset_t none;
         sigset_t all;
-        ::sigemptyset(&none);
-        ::sigfillset(&all);
+        sigemptyset(&none);
+        sigfillset(&all);
         ::posix_spawnattr_setsigmask(&attributes_, &none);
         ::posix_spawnattr_setsigdefault(&attributes_, &all);
         ::posix_spawnattr_setpgroup(&attributes_, 0);
