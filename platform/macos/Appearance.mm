@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
-// The toolkit follows the system's appearance only while the application sets no palette of its own.
+// The toolkit follows the system's appearance only while the application sets no palette of its
+// own.
 #include "platform/Appearance.h"
 
 #import <AppKit/AppKit.h>
@@ -68,7 +69,7 @@ class Appearance::Setting {
                         object:nil
                          queue:[NSOperationQueue mainQueue]
                     usingBlock:^(NSNotification*) {
-                        handler();
+                      handler();
                     }];
     }
 

@@ -31,14 +31,15 @@ using Request = std::optional<std::string>;
     self = [super init];
     if (self != nil) {
         handler_ = std::move(handler);
-        // The toolkit and AppKit install theirs while the application launches. The last one counts.
+        // The toolkit and AppKit install theirs while the application launches. The last one
+        // counts.
         KestrelnetEventHandler* __weak const me = self;
         launch_ = [[NSNotificationCenter defaultCenter]
             addObserverForName:NSApplicationWillFinishLaunchingNotification
                         object:nil
                          queue:nil
                     usingBlock:^(NSNotification*) {
-                        [me install];
+                      [me install];
                     }];
         [self install];
     }
@@ -86,9 +87,8 @@ class ApplicationInstance::Service : public QObject {
   public:
     Service() {
         QCoreApplication::instance()->installEventFilter(this);
-        events_ = [[KestrelnetEventHandler alloc] initWithHandler:[this](Request request) {
-            add(std::move(request));
-        }];
+        events_ = [[KestrelnetEventHandler alloc]
+            initWithHandler:[this](Request request) { add(std::move(request)); }];
     }
     ~Service() override { [events_ stop]; }
     Service(const Service&) = delete;
