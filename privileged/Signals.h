@@ -8,9 +8,10 @@ namespace kestrelnet::privileged::signals {
 
 inline sigset_t set(std::initializer_list<int> members) {
     sigset_t result;
-    ::sigemptyset(&result);
+    // Without "::", because these may be macros.
+    sigemptyset(&result);
     for (const int signal : members) {
-        ::sigaddset(&result, signal);
+        sigaddset(&result, signal);
     }
     return result;
 }

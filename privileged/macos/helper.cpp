@@ -65,7 +65,7 @@ void cleanState() {
         std::signal(signal, SIG_DFL);
     }
     sigset_t none;
-    ::sigemptyset(&none);
+    sigemptyset(&none);
     ::sigprocmask(SIG_SETMASK, &none, nullptr);
     ::umask(S_IWGRP | S_IWOTH);
     constexpr rlimit noCore{};
