@@ -40,3 +40,4 @@ endif()
 
 # Not -O3, which makes the program larger in memory and nothing here faster.
 set(CMAKE_CXX_FLAGS_RELEASE "-O2 -DNDEBUG")
+set(CMAKE_OBJCXX_FLAGS_RELEASE ${CMAKE_CXX_FLAGS_RELEASE})

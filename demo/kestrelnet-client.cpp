@@ -64,10 +64,10 @@ sigset_t blockTerminate() {
     ::sigaction(SIGTERM, &action, nullptr);
     sigset_t terminate;
     sigset_t before;
-    ::sigemptyset(&terminate);
-    ::sigaddset(&terminate, SIGTERM);
+    sigemptyset(&terminate);
+    sigaddset(&terminate, SIGTERM);
     ::sigprocmask(SIG_BLOCK, &terminate, &before);
-    ::sigdelset(&before, SIGTERM);
+    sigdelset(&before, SIGTERM);
     return before;
 }
 

@@ -45,8 +45,8 @@ class SpawnPlan {
     void isolate() {
         sigset_t none;
         sigset_t all;
-        ::sigemptyset(&none);
-        ::sigfillset(&all);
+        sigemptyset(&none);
+        sigfillset(&all);
         ::posix_spawnattr_setsigmask(&attributes_, &none);
         ::posix_spawnattr_setsigdefault(&attributes_, &all);
         ::posix_spawnattr_setpgroup(&attributes_, 0);
@@ -94,12 +94,33 @@ std::vector<std::string> entries(const Environment& environment) {
     return result;
 }
 
+bool saysEnd(const siginfo_t& report) {
+    return report.si_code == CLD_EXITED || report.si_code == CLD_KILLED ||
+           report.si_code == CLD_DUMPED;
+}
+
+/// Waits for the end of the child `pid`, and collects it if `options` does not contain WNOWAIT.
+siginfo_t awaitEndOf(pid_t pid, int options) {
+    const auto child = static_cast<id_t>(pid);
+    for (;;) {
+        siginfo_t report{};
+        if (::waitid(P_PID, child, &report, WEXITED | options) != 0) {
+            if (errno != EINTR) {
+                return report;
+            }
+        } else if (saysEnd(report)) {
+            return report;
+        } else {
+            // Some systems report a stopped child without being asked. Collect that report, because
+            // the next call would return it again at once.
+            ::waitid(P_PID, child, &report, WSTOPPED | WCONTINUED | WNOHANG);
+        }
+    }
+}
+
 /// Collects the ended child `pid` and returns how it ended.
 int reap(pid_t pid) {
-    siginfo_t end{};
-    while (::waitid(P_PID, static_cast<id_t>(pid), &end, WEXITED) != 0 && errno == EINTR) {
-    }
-    return end.si_status;
+    return awaitEndOf(pid, 0).si_status;
 }
 
 } // namespace
@@ -197,10 +218,7 @@ void Process::awaitEnd() {
     }
     // Do not reap the child yet: while it is a zombie, no other process can get its identifier. It
     // is reaped under the mutex that kill() takes, so that kill() never signals another process.
-    siginfo_t end{};
-    while (::waitid(P_PID, static_cast<id_t>(pid), &end, WEXITED | WNOWAIT) != 0 &&
-           errno == EINTR) {
-    }
+    awaitEndOf(pid, WNOWAIT);
     // Ends after the report: until then the reader threads read no output of descendants.
     const auto pauses = drainOutput();
     std::shared_ptr<Process> self;

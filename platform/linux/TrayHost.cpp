@@ -128,6 +128,10 @@ class TrayHost::Watch {
     SessionBusReturn busReturn_;
 };
 
+TrayTraits trayTraits() {
+    return {};
+}
+
 TrayHost::TrayHost(Handlers handlers) : watch_(std::make_unique<Watch>(std::move(handlers))) {}
 
 TrayHost::~TrayHost() = default;

@@ -21,6 +21,10 @@ class TrayHost::Watch {
     QObject context_;
 };
 
+TrayTraits trayTraits() {
+    return {.opensMenuAtEachClick = true, .drawsShapeOnly = true};
+}
+
 TrayHost::TrayHost(Handlers handlers)
     : watch_(std::make_unique<Watch>(std::move(handlers.appeared))) {}
 

@@ -83,9 +83,9 @@ TEST_F(ChildTest, hasNoSignalBlockedOrIgnored) {
     ::sigaction(SIGHUP, &ignore, &before[1]);
     sigset_t some;
     sigset_t mask;
-    ::sigemptyset(&some);
+    sigemptyset(&some);
     for (const int signal : {SIGTERM, SIGCHLD, SIGUSR1}) {
-        ::sigaddset(&some, signal);
+        sigaddset(&some, signal);
     }
     ::pthread_sigmask(SIG_BLOCK, &some, &mask);
     start();

@@ -70,8 +70,10 @@ class StatusBarIconEngine final : public QIconEngine {
 
 } // namespace
 
-QIcon statusBarIcon(std::string_view symbol) {
-    return QIcon(new StatusBarIconEngine(symbol));
+QIcon statusBarIcon(std::string_view symbol, bool drawsShapeOnly) {
+    QIcon icon(new StatusBarIconEngine(symbol));
+    icon.setIsMask(drawsShapeOnly);
+    return icon;
 }
 
 } // namespace kestrelnet

@@ -12,8 +12,9 @@
 
 namespace kestrelnet {
 
-TrayIcon::TrayIcon(TunnelManager& tunnel, std::shared_ptr<Queue> mainQueue, Actions actions)
-    : actions_(std::move(actions)),
+TrayIcon::TrayIcon(TunnelManager& tunnel, std::shared_ptr<Queue> mainQueue, Actions actions,
+                   TrayTraits traits)
+    : actions_(std::move(actions)), traits_(traits),
       updater_(std::move(mainQueue), {.content =
                                           [&tunnel] {
                                               return Content{tunnel.status, tunnel.isConfigured()};
@@ -24,16 +25,22 @@ TrayIcon::TrayIcon(TunnelManager& tunnel, std::shared_ptr<Queue> mainQueue, Acti
     fillMenu();
     updater_.update();
     QObject::connect(&icon_, &QSystemTrayIcon::activated, &icon_,
-                     [this](QSystemTrayIcon::ActivationReason reason) {
-                         if (reason == QSystemTrayIcon::Trigger) {
-                             actions_.togglePanel();
-                         } else if (reason == QSystemTrayIcon::DoubleClick) {
-                             // Some trays send a click before it.
-                             actions_.openPanel();
-                         }
-                     });
-    icon_.setContextMenu(&menu_);
+                     [this](QSystemTrayIcon::ActivationReason reason) { handleClick(reason); });
+    if (!traits_.opensMenuAtEachClick) {
+        icon_.setContextMenu(&menu_);
+    }
     icon_.show();
+}
+
+void TrayIcon::handleClick(QSystemTrayIcon::ActivationReason reason) {
+    if (reason == QSystemTrayIcon::Trigger) {
+        actions_.togglePanel();
+    } else if (reason == QSystemTrayIcon::DoubleClick) {
+        // Some trays send a click before it.
+        actions_.openPanel();
+    } else if (reason == QSystemTrayIcon::Context && traits_.opensMenuAtEachClick) {
+        menu_.popup(icon_.geometry().bottomLeft());
+    }
 }
 
 void TrayIcon::fillMenu() {
@@ -51,7 +58,7 @@ void TrayIcon::apply(const Content& content) {
     const std::string_view symbol = statusBarSymbol(content.status);
     QIcon& icon = icons_[symbol];
     if (icon.isNull()) {
-        icon = statusBarIcon(symbol);
+        icon = statusBarIcon(symbol, traits_.drawsShapeOnly);
     }
     // Each call sends the picture to the tray.
     if (icon.cacheKey() != icon_.icon().cacheKey()) {

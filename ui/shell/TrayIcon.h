@@ -3,6 +3,7 @@
 
 #include "core/Observable.h"
 #include "core/TunnelStatus.h"
+#include "platform/TrayHost.h"
 #include "ui/widgets/ContentUpdater.h"
 
 #include <QIcon>
@@ -31,7 +32,8 @@ class TrayIcon {
         std::function<void()> quit;
     };
 
-    TrayIcon(TunnelManager& tunnel, std::shared_ptr<Queue> mainQueue, Actions actions);
+    TrayIcon(TunnelManager& tunnel, std::shared_ptr<Queue> mainQueue, Actions actions,
+             TrayTraits traits = trayTraits());
 
     const QSystemTrayIcon& icon() const { return icon_; }
     const QMenu& menu() const { return menu_; }
@@ -45,9 +47,11 @@ class TrayIcon {
     };
 
     void fillMenu();
+    void handleClick(QSystemTrayIcon::ActivationReason reason);
     void apply(const Content& content);
 
     Actions actions_;
+    TrayTraits traits_;
     QMenu menu_;
     QAction* toggle_ = nullptr;
     QSystemTrayIcon icon_;

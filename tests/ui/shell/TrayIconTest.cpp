@@ -37,9 +37,10 @@ class TrayIconTest : public WidgetTest {
             }
         }
     }
-    void activate(QSystemTrayIcon::ActivationReason reason) const {
-        const_cast<QSystemTrayIcon&>(icon.icon()).activated(reason);
+    static void activate(const TrayIcon& activated, QSystemTrayIcon::ActivationReason reason) {
+        const_cast<QSystemTrayIcon&>(activated.icon()).activated(reason);
     }
+    void activate(QSystemTrayIcon::ActivationReason reason) const { activate(icon, reason); }
     TrayIcon::Actions recording() {
         const auto note = [this](const char* what) { return [this, what] { done += what; }; };
         return {.togglePanel = note("toggle panel;"),
@@ -107,6 +108,31 @@ TEST_F(TrayIconTest, aClickTogglesThePanelAndADoubleClickLeavesItOpen) {
     activate(QSystemTrayIcon::MiddleClick);
     activate(QSystemTrayIcon::Context);
     EXPECT_EQ(done, "toggle panel;open panel;");
+}
+
+TEST_F(TrayIconTest, theTrayOpensTheMenu) {
+    EXPECT_EQ(icon.icon().contextMenu(), &icon.menu());
+    activate(QSystemTrayIcon::Context);
+    EXPECT_FALSE(icon.menu().isVisible());
+}
+
+TEST_F(TrayIconTest, aClickOpensOnlyThePanelWhereTheTrayWouldOpenTheMenuAtEachClick) {
+    TrayIcon other(*tunnel, time.mainQueue(), recording(), {.opensMenuAtEachClick = true});
+    EXPECT_EQ(other.icon().contextMenu(), nullptr);
+    activate(other, QSystemTrayIcon::Trigger);
+    EXPECT_EQ(done, "toggle panel;");
+    EXPECT_FALSE(other.menu().isVisible());
+    activate(other, QSystemTrayIcon::Context);
+    EXPECT_EQ(done, "toggle panel;");
+    EXPECT_TRUE(other.menu().isVisible());
+}
+
+TEST_F(TrayIconTest, theIconIsAMaskOnlyWhereTheTrayDrawsItsShape) {
+    EXPECT_FALSE(icon.icon().icon().isMask());
+    const TrayIcon other(*tunnel, time.mainQueue(), recording(), {.drawsShapeOnly = true});
+    EXPECT_TRUE(other.icon().icon().isMask());
+    become(TunnelStatus::connected);
+    EXPECT_TRUE(other.icon().icon().isMask());
 }
 
 } // namespace
