@@ -12,7 +12,6 @@ query(QT_VERSION Qt6_VERSION)
 
 set(uses_Core "")
 set(uses_Gui Core)
-set(uses_Network Core)
 set(uses_Widgets Gui)
 set(uses_Svg Gui)
 foreach(component ${Qt6_FIND_COMPONENTS})
