@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 // Creates and removes a root world.
 #include "tests/support/RootWorld.h"
+#include "tests/support/Waiting.h"
 
 #include <cerrno>
 #include <cstdio>
@@ -175,8 +176,9 @@ void enterGroup(const std::string& group) {
 /// Creates a control group for all processes of the world.
 std::string makeGroup() {
     mountAt(groups, "cgroup2");
-    std::string group = groups + "/kestrelnet-test-" + std::to_string(::getpid());
-    check(::mkdir(group.c_str(), 0755) == 0, group);
+    // A test that was killed leaves its group behind.
+    std::string group = groups + "/kestrelnet-test-XXXXXX";
+    check(::mkdtemp(group.data()) != nullptr && ::chmod(group.c_str(), 0755) == 0, group);
     return group;
 }
 
@@ -190,7 +192,10 @@ void removeGroup(const std::string& group) {
     }
     // Innermost folders first.
     for (auto folder = folders.rbegin(); folder != folders.rend(); ++folder) {
-        ::rmdir(folder->c_str());
+        // It is busy until the kernel has removed its last process.
+        if (!waitFor([&] { return ::rmdir(folder->c_str()) == 0 || errno != EBUSY; })) {
+            std::fprintf(stderr, "%s is still busy\n", folder->c_str());
+        }
     }
 }
 

@@ -3,9 +3,9 @@
 
 #include "platform/FileManager.h"
 #include "privileged/Lifeline.h"
-#include "privileged/linux/Purpose.h"
 #include "privileged/Signals.h"
 #include "privileged/Starter.h"
+#include "privileged/linux/Purpose.h"
 
 #include <array>
 #include <cerrno>

@@ -23,7 +23,8 @@ enum : FourCharCode {
 @class NSOperationQueue;
 @class NSString;
 
-__attribute__((objc_root_class)) @interface NSObject
+__attribute__((objc_root_class))
+@interface NSObject
 + (instancetype)alloc;
 - (instancetype)init;
 - (void)addObserver:(NSObject*)observer
