@@ -123,18 +123,19 @@ await_handshake() {
     until ((handshake > 0)); do
         ((SECONDS <= end)) || fail "No answer from $server in $handshake_seconds seconds: it cannot" \
             "be reached, or a key does not match."
-        next_event 0.05
+        next_event 0.02
         look
     done
 }
 
 await_traffic() {
-    local end=$((SECONDS + traffic_seconds)) again=$((SECONDS + 2))
+    local end=$((SECONDS + traffic_seconds)) again=$((SECONDS + 1))
     until ((received > 0)); do
         ((SECONDS <= end)) || fail "$server answers, but no traffic passes through the tunnel."
         if ((SECONDS >= again)); then
+            # Many systems answer only one datagram per second.
             probe
-            again=$((SECONDS + 2))
+            again=$((SECONDS + 1))
         fi
         next_event 0.02
         look
