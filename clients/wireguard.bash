@@ -93,26 +93,34 @@ first_address() {
     echo "$address"
 }
 
-# Sets `probed` to addresses that lie behind the tunnel. Any server is likely to answer for one.
+# Sets `probed` to addresses and ports that lie behind the tunnel: name servers of the profile, and
+# others. Any server is likely to answer for one.
 find_probes() {
-    local candidate network
+    local candidate network name_servers
+    name_servers=" $(setting DNS | tr ',\n' '  ') "
     probed=()
-    for candidate in $(setting DNS | tr ',' ' ') $(
+    for candidate in $name_servers $(
         setting AllowedIPs | tr ', ' '\n\n' | while read -r network; do
             [[ ! $network || $network == */0 ]] || first_address "$network"
         done
     ) $(tool wg show "$device" endpoints | sed -nE 's/.*\t\[?([0-9a-fA-F.:]+)\]?:[0-9]+$/\1/p'); do
-        [[ $(ip route get "$candidate") != *" dev $device "* ]] || probed+=("$candidate")
+        [[ $(ip route get "$candidate") == *" dev $device "* ]] || continue
+        if [[ $name_servers == *" $candidate "* ]]; then
+            probed+=("$candidate/53")
+        else
+            probed+=("$candidate/9")
+        fi
         ((${#probed[@]} < 2)) || break
     done
     ((${#probed[@]})) || fail "The AllowedIPs of $profile lead nothing into the tunnel."
 }
 
-# A datagram to the discard service. An answer of any kind, or WireGuard's own, counts.
+# A question for the root's name servers, which name servers answer. Elsewhere it is a datagram to the
+# discard service; a refusal counts as an answer, but many systems send only one per second.
 probe() {
-    local address
-    for address in "${probed[@]}"; do
-        printf 'x' >"/dev/udp/$address/9"
+    local target
+    for target in "${probed[@]}"; do
+        printf '\0\1\1\0\0\1\0\0\0\0\0\0\0\0\2\0\1' >"/dev/udp/$target"
     done
 }
 
@@ -133,7 +141,6 @@ await_traffic() {
     until ((received > 0)); do
         ((SECONDS <= end)) || fail "$server answers, but no traffic passes through the tunnel."
         if ((SECONDS >= again)); then
-            # Many systems answer only one datagram per second.
             probe
             again=$((SECONDS + 1))
         fi
