@@ -28,7 +28,7 @@ choose_dns() {
         script=/etc/openvpn/update-systemd-resolved
     elif [[ -x /etc/openvpn/update-resolv-conf && $(type -P resolvconf) ]]; then
         script=/etc/openvpn/update-resolv-conf
-        : >"$state/dns"
+        cat /etc/resolv.conf >"$state/dns"
     fi
     # The profile may have commands of its own.
     if [[ $script ]] && ! has_option up; then

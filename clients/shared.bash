@@ -175,6 +175,11 @@ clear_network() {
         for entry in "$device" "tun.$device" "$device.openvpn"; do
             tool resolvconf -f -d "$entry" >/dev/null
         done
+        # A resolvconf that was killed while it wrote can have lost the servers it should restore.
+        if [[ -f /etc/resolv.conf && ! -L /etc/resolv.conf && -s $state/dns ]] &&
+            ! grep -q '^nameserver' /etc/resolv.conf; then
+            cat "$state/dns" >/etc/resolv.conf
+        fi
     fi
     rm -f "$state"/{mark,routes,dns,output,commands,management,"$device.conf",in-use}
 }

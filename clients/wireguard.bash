@@ -35,7 +35,7 @@ write_run_copy() {
         sed -E "/^[[:space:]]*FwMark[[:space:]]*=/Id; s/^[[:space:]]*\[Interface\].*/&\nFwMark = $own_mark/I" \
             "$profile" >"$run_copy"
     fi
-    [[ ! $(setting DNS) ]] || : >"$state/dns"
+    [[ ! $(setting DNS) ]] || cat /etc/resolv.conf >"$state/dns"
 }
 
 # The output of the tool can contain a key, so it is not shown.
