@@ -196,8 +196,14 @@ TEST(ProductNamesTest, everyFileNameOfTheProductIsKnown) {
         // A D-Bus connection, and a certificate of the demonstration.
         "kestrelnet-session-bus",
         "kestrelnet-demonstration.pem",
+        // The packages of the clients, and their files beside the helper's copy.
+        "kestrelnet-client-openvpn",
+        "kestrelnet-client-wireguard",
+        ".kestrelnet-client.XXXXXX",
+        ".kestrelnet-client.update",
     };
-    const std::vector<std::string_view> folders{"core",
+    const std::vector<std::string_view> folders{"clients",
+                                                "core",
                                                 "demo",
                                                 "packaging",
                                                 "platform",
