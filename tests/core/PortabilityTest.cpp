@@ -108,7 +108,7 @@ bool hasLateOption(const std::string& line) {
             return true;
         } else if (!command.empty()) {
             hadOperand = hadOperand || !(isOption || isValue);
-            isValue = optionsWithValue.contains(command + ' ' + word);
+            isValue = optionsWithValue.contains(std::string(command).append(" ").append(word));
         }
     }
     return false;
