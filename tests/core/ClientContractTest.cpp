@@ -8,7 +8,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <cctype>
 #include <map>
+#include <ostream>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -151,6 +153,10 @@ struct Fact {
     const char* code;
 };
 
+void PrintTo(const Fact& fact, std::ostream* stream) {
+    *stream << fact.page;
+}
+
 class ClientContractFactTest : public testing::TestWithParam<Fact> {};
 
 TEST_P(ClientContractFactTest, isTheSameInPageAndCode) {
@@ -167,26 +173,27 @@ INSTANTIATE_TEST_SUITE_P(
              "milliseconds abandoned{1500}"},
         Fact{"the application ends 0.5 s later", "ui/shell/KestrelnetApp.cpp", "quitDelay = 500ms"},
         Fact{"the helper is removed 2.0 s later", "system/Uninstall.cpp", "disconnectDelay = 2s"},
-        Fact{"up to 0.3 s later", "privileged/Guard.cpp", "orphanInterval = 100ms"},
+        Fact{"up to 0.3 s later", "privileged/Guard.cpp", "lookInterval = 100ms"},
         Fact{"last 200 lines", "core/TunnelManager.h", "maxLogLines = 200"},
         Fact{"at most 65536 bytes", "platform/Pipe.cpp", "chunkSize = 65536"},
         Fact{"up to 4096 bytes each", "privileged/Client.cpp", "longestValue = 4096"},
         Fact{"at most 256 MiB", "scripts/install-helper.sh", "largest_mib=256"},
-        Fact{"| open files | 1024, at most 4096 |", "privileged/CleanState.cpp",
+        Fact{"| open files | 1024, at most 4096 |", "privileged/linux/SystemState.cpp",
              "Limit{RLIMIT_NOFILE, kibi, 4 * kibi}"},
-        Fact{"| locked memory | 8 MiB |", "privileged/CleanState.cpp",
+        Fact{"| locked memory | 8 MiB |", "privileged/linux/SystemState.cpp",
              "Limit{RLIMIT_MEMLOCK, 8 * kibi* kibi, 8 * kibi* kibi}"},
-        Fact{"| core files | none |", "privileged/CleanState.cpp", "Limit{RLIMIT_CORE, 0, 0}"},
+        Fact{"| core files | none |", "privileged/linux/SystemState.cpp",
+             "Limit{RLIMIT_CORE, 0, 0}"},
         Fact{"| file creation mask | 022 |", "privileged/CleanState.cpp",
              "umask(S_IWGRP | S_IWOTH)"},
         Fact{"| working folder | `/` |", "privileged/CleanState.cpp", "chdir(\"/\")"},
         Fact{"`PATH` | `/usr/local/sbin:/usr/local/bin:/usr/sbin:/usr/bin:/sbin:/bin`",
-             "privileged/Client.cpp",
+             "privileged/linux/Identity.cpp",
              "PATH=/usr/local/sbin:/usr/local/bin:/usr/sbin:/usr/bin:/sbin:/bin"},
-        Fact{
-            "`HOME=/root`, `USER=root`, `LOGNAME=root`, `LANG=C.UTF-8`, and nothing else",
-            "privileged/Client.cpp",
-            "\"HOME=/root\",\n    \"USER=root\",\n    \"LOGNAME=root\",\n    \"LANG=C.UTF-8\",\n}"},
+        Fact{"`HOME=/root`", "privileged/linux/Identity.cpp", "\"HOME=/root\"};"},
+        Fact{"`USER=root`, `LOGNAME=root`, `LANG=C.UTF-8`, and nothing else",
+             "privileged/Client.cpp",
+             "fixedEntries{\"USER=root\", \"LOGNAME=root\", \"LANG=C.UTF-8\"}"},
         Fact{"`DEVICE_API_KEY`, `AUTH_URL`, `RELAY_ADDR`", "privileged/Client.h",
              "names{\"DEVICE_API_KEY\", \"AUTH_URL\", \"RELAY_ADDR\"}"},
         Fact{"and `stdbuf`", "core/PromptLaunch.cpp", "stdbuf -oL"},
@@ -194,7 +201,12 @@ INSTANTIATE_TEST_SUITE_P(
         Fact{"\"VPN process exited unexpectedly\" in place of the last line",
              "core/Termination.cpp", "\"VPN process exited unexpectedly\""},
         Fact{"\"Tunnel connected, setting up routes...\"", "core/Output.cpp",
-             "\"Tunnel connected, setting up routes...\""}));
+             "\"Tunnel connected, setting up routes...\""}),
+    [](const auto& tested) {
+        std::string name = tested.param.page;
+        std::erase_if(name, [](unsigned char each) { return std::isalnum(each) == 0; });
+        return name;
+    });
 
 } // namespace
 } // namespace kestrelnet
