@@ -613,7 +613,12 @@ TEST_F(PromptLaunchTest, manyRunsLeaveNothingBehind) {
         }
     }
     EXPECT_TRUE(time.waitUntil([&] { return runningThreads() <= threads; }));
-    EXPECT_TRUE(time.waitUntil([&] { return openDescriptors() <= descriptors + rounds - 1; }));
+    // The thread sanitizer starts a program that names functions at its first report, also one that
+    // is suppressed, and keeps two pipes to it.
+    constexpr std::size_t mostOfSanitizer = 2;
+    static_assert(mostOfSanitizer < rounds - 1);
+    EXPECT_TRUE(time.waitUntil(
+        [&] { return openDescriptors() <= descriptors + rounds - 1 + mostOfSanitizer; }));
 }
 
 } // namespace
