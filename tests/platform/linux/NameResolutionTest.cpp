@@ -4,11 +4,11 @@
 
 #include "tests/platform/linux/HangingNames.h"
 #include "tests/support/LogRecorder.h"
+#include "tests/support/NoThreads.h"
 #include "tests/support/Waiting.h"
 
 #include <gmock/gmock.h>
 
-#include <pthread.h>
 #include <vector>
 
 namespace kestrelnet {
@@ -49,24 +49,7 @@ TEST_F(NameResolutionTest, destroyingTheSessionDoesNotWaitForANameThatIsNotResol
     EXPECT_EQ(hangingNames::hanging(), 1U);
 }
 
-/// While it exists, no thread can be created: its stack would be larger than the address space.
-class NoThreads {
-  public:
-    NoThreads() {
-        EXPECT_EQ(::pthread_getattr_default_np(&before_), 0);
-        pthread_attr_t impossible;
-        EXPECT_EQ(::pthread_attr_init(&impossible), 0);
-        EXPECT_EQ(::pthread_attr_setstacksize(&impossible, std::size_t{1} << 60U), 0);
-        EXPECT_EQ(::pthread_setattr_default_np(&impossible), 0);
-        ::pthread_attr_destroy(&impossible);
-    }
-    ~NoThreads() { EXPECT_EQ(::pthread_setattr_default_np(&before_), 0); }
-    NoThreads(const NoThreads&) = delete;
-    NoThreads& operator=(const NoThreads&) = delete;
-
-  private:
-    pthread_attr_t before_{};
-};
+;
 
 TEST_F(NameResolutionTest, aLookupFailsWithoutAThreadForItsName) {
     server.enqueue({.body = "first", .held = true});
