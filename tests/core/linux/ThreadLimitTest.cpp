@@ -114,30 +114,5 @@ TEST_F(ThreadLimitTest, aStopNeedsNoThread) {
     EXPECT_EQ(client.terminations(), 1U);
 }
 
-TEST_F(ThreadLimitTest, aClientThatStartsIsReadAndCanBeStopped) {
-    bool failed = false;
-    bool started = false;
-    for (std::size_t allowed = 0; allowed < 8; ++allowed) {
-        const FakeClient& client = install("relay");
-        startController();
-        allowThreads(allowed);
-        controller->tell("connect");
-        const std::string line = outcome();
-        if (line.starts_with("log Failed")) {
-            EXPECT_EQ(line, "log Failed to start helper: Resource temporarily unavailable");
-            EXPECT_EQ(client.pid(), std::nullopt) << allowed;
-            failed = true;
-        } else {
-            EXPECT_EQ(line, "log Tunnel connected, setting up routes...") << allowed;
-            controller->tell("disconnect");
-            EXPECT_TRUE(controller->reads("status Disconnected")) << allowed;
-            EXPECT_TRUE(waitFor([&] { return client.isGone(); }));
-            started = true;
-        }
-    }
-    EXPECT_TRUE(failed);
-    EXPECT_TRUE(started);
-}
-
 } // namespace
 } // namespace kestrelnet
