@@ -71,8 +71,9 @@ class SettingsViewTest : public WidgetTest {
             control(*window, QAccessible::CheckBox, QLatin1StringView(label)));
     }
     Alert* alert() const {
-        for (auto* const found : window->findChildren<Alert*>()) {
-            if (found->isVisible()) {
+        for (auto* const dialog : window->findChildren<QDialog*>()) {
+            auto* const found = dynamic_cast<Alert*>(dialog);
+            if (found != nullptr && found->isVisible()) {
                 return found;
             }
         }
