@@ -3,6 +3,7 @@
 
 #include "core/TunnelManager.h"
 #include "tests/support/TestPlatform.h"
+#include "ui/widgets/Redraw.h"
 
 #include <QAbstractButton>
 #include <QAccessible>
@@ -29,6 +30,9 @@ class WidgetTest : public testing::Test {
 
     /// Creates the helper's file, so that the helper counts as installed, and a new controller.
     void installHelper();
+
+    /// Lets the views show all changes: the first at once, later ones with their next frame.
+    void redraw() { time.advance(Redraw::frame); }
 
     /// All texts shown in `widget`, including labels of buttons, from top to bottom.
     static QStringList texts(const QWidget& widget);

@@ -122,7 +122,11 @@ void MenuBarView::apply(const MenuBarContent& content) {
     header_->setContent(qtText(content.title));
     status_->setCircle(content.statusColor);
     status_->setContent(qtText(content.statusText));
-    status_->setAccessibleName(QStringLiteral("Status: ") + qtText(content.statusText));
+    // Each call tells assistive programs that the name has changed.
+    const QString name = QStringLiteral("Status: ") + qtText(content.statusText);
+    if (status_->accessibleName() != name) {
+        status_->setAccessibleName(name);
+    }
     showRow(*exitIP_, content.exitIP);
     showRow(*server_, content.server);
     applyAction(content);

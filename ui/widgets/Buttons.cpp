@@ -79,6 +79,9 @@ FilledButton::FilledButton(QWidget* parent) : Button(parent) {
 }
 
 void FilledButton::setContent(std::string_view symbol, const QString& label, ColorRole tint) {
+    if (symbol_ == symbol && tint_ == tint && text() == label) {
+        return;
+    }
     symbol_ = symbol;
     tint_ = tint;
     setText(label);

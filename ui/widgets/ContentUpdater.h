@@ -12,9 +12,10 @@ namespace kestrelnet {
 
 /// Keeps what a view shows equal to a content value that is computed from an observable object.
 ///
-/// After a change notice the content is computed once in the next turn of the main loop, and
-/// applied if it differs from the content shown. While the view is hidden, a change is only noted;
-/// the view calls `update` when it is shown. Main thread only.
+/// After a change notice the content is computed in the next turn of the main loop, and applied if
+/// it differs from the content shown. What is applied stays for a frame of the screen at least:
+/// later changes are applied together at its end, see Redraw. While the view is hidden, a change is
+/// only noted; the view calls `update` when it is shown. Main thread only.
 template <typename Content>
 class ContentUpdater {
   public:
@@ -27,7 +28,7 @@ class ContentUpdater {
     /// Does not use `view` once this object is gone. The first `update` applies the content in any
     /// case.
     ContentUpdater(std::shared_ptr<Queue> mainQueue, View view)
-        : view_(std::move(view)), redraw_(std::move(mainQueue), [this] { update(); }) {}
+        : view_(std::move(view)), redraw_(std::move(mainQueue), [this] { return update(); }) {}
     ContentUpdater(const ContentUpdater&) = delete;
     ContentUpdater& operator=(const ContentUpdater&) = delete;
 
@@ -39,16 +40,19 @@ class ContentUpdater {
         }
     }
 
-    /// Applies the content now, if a change was noted and the content differs.
-    void update() {
+    /// Applies the content now, if a change was noted and the content differs. Returns whether it
+    /// was applied.
+    bool update() {
         if (!std::exchange(isDirty_, false)) {
-            return;
+            return false;
         }
         Content content = view_.content();
-        if (shown_ != content) {
-            view_.apply(content);
-            shown_ = std::move(content);
+        if (shown_ == content) {
+            return false;
         }
+        view_.apply(content);
+        shown_ = std::move(content);
+        return true;
     }
 
     /// The content has changed: applies it now, also while the view is hidden.

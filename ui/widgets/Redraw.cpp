@@ -5,22 +5,55 @@
 
 namespace kestrelnet {
 
-Redraw::Redraw(std::shared_ptr<Queue> mainQueue, std::function<void()> draw)
-    : mainQueue_(std::move(mainQueue)), pending_(std::make_shared<Pending>()) {
-    pending_->draw = std::move(draw);
-}
+/// The jobs on the queue hold it weakly.
+struct Redraw::Pending : std::enable_shared_from_this<Pending> {
+    Pending(std::shared_ptr<Queue> queue, Draw drawing)
+        : mainQueue(std::move(queue)), draw(std::move(drawing)) {}
+
+    void request() {
+        if (!std::exchange(requested, true) && !inFrame) {
+            mainQueue->async(calling(&Pending::drawNow));
+        }
+    }
+
+    void drawNow() {
+        requested = false;
+        // Set first, so that a request by `draw` itself waits for the end of the frame.
+        inFrame = true;
+        inFrame = draw();
+        if (inFrame) {
+            mainQueue->asyncAfter(frame, calling(&Pending::endFrame));
+        } else if (requested) {
+            mainQueue->async(calling(&Pending::drawNow));
+        }
+    }
+
+    void endFrame() {
+        inFrame = false;
+        if (requested) {
+            drawNow();
+        }
+    }
+
+    Queue::Job calling(void (Pending::*step)()) {
+        return [weak = weak_from_this(), step] {
+            if (const auto self = weak.lock()) {
+                ((*self).*step)();
+            }
+        };
+    }
+
+    std::shared_ptr<Queue> mainQueue;
+    Draw draw;
+    bool requested = false;
+    bool inFrame = false;
+};
+
+Redraw::Redraw(std::shared_ptr<Queue> mainQueue, Draw draw)
+    : pending_(std::make_shared<Pending>(std::move(mainQueue), std::move(draw))) {}
 
 void Redraw::request() {
-    if (pending_->requested) {
-        return;
-    }
-    pending_->requested = true;
-    mainQueue_->async([pending = std::weak_ptr(pending_)] {
-        if (const auto self = pending.lock()) {
-            self->requested = false;
-            self->draw();
-        }
-    });
+    pending_->request();
 }
 
 } // namespace kestrelnet

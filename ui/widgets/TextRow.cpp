@@ -68,6 +68,9 @@ void TextRow::setContent(const QString& text) {
 }
 
 void TextRow::setSymbol(std::string_view name, ColorRole color) {
+    if (symbol_ == name && markColor_ == color) {
+        return;
+    }
     symbol_ = name;
     markColor_ = color;
     update();
@@ -104,7 +107,10 @@ int TextRow::layOut(const QString& text) {
 void TextRow::layOutText() {
     const QString whole = visible(text());
     if (layOut(whole) <= look_.maxLines) {
-        setToolTip({});
+        // Each call sends an event, even if there is none.
+        if (!toolTip().isEmpty()) {
+            setToolTip({});
+        }
         return;
     }
     setToolTip(QStringLiteral("<span>%1</span>").arg(whole.toHtmlEscaped()));

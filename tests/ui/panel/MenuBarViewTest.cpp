@@ -13,6 +13,9 @@
 
 #include <gmock/gmock.h>
 
+#include <map>
+#include <string>
+
 namespace kestrelnet {
 
 namespace {
@@ -62,10 +65,10 @@ TEST_F(MenuBarViewTest, anEmptyLogLineTakesNoSpace) {
     EXPECT_EQ(shown(), "Kestrelnet VPN|Status: Disconnected|Connect|Settings...|Quit");
     const int without = height();
     tunnel->lastLog = "x";
-    time.runPending();
+    redraw();
     EXPECT_GT(height(), without);
     tunnel->lastLog = "";
-    time.runPending();
+    redraw();
     EXPECT_EQ(height(), without);
 }
 
@@ -98,7 +101,7 @@ TEST_F(MenuBarViewTest, theMainButtonFillsTheWidthAndIsNeverDisabled) {
          {TunnelStatus::disconnected, TunnelStatus::connecting, TunnelStatus::connected,
           TunnelStatus::reconnecting, TunnelStatus::error}) {
         tunnel->status = status;
-        time.runPending();
+        redraw();
         const auto* const main = button(view, texts(view).at(2));
         ASSERT_NE(main, nullptr);
         EXPECT_EQ(main->width(), MenuBarView::innerWidth);
@@ -170,6 +173,48 @@ TEST_F(MenuBarViewTest, redrawsOnceForManyNotices) {
     time.runPending();
     EXPECT_EQ(shown(), "Kestrelnet VPN|Status: Connecting...|Disconnect|two|"
                        "Settings...|Quit");
+}
+
+/// Counts what the widgets of a view paint, and the events that changes of their texts cause.
+class EventCounter : public QObject {
+  public:
+    explicit EventCounter(QWidget& view) {
+        for (QWidget* widget : view.findChildren<QWidget*>()) {
+            widget->installEventFilter(this);
+        }
+    }
+    std::map<QObject*, int> paints;
+    int toolTips = 0;
+
+  protected:
+    bool eventFilter(QObject* watched, QEvent* event) override {
+        paints[watched] += event->type() == QEvent::Paint ? 1 : 0;
+        toolTips += event->type() == QEvent::ToolTipChange ? 1 : 0;
+        return false;
+    }
+};
+
+TEST_F(MenuBarViewTest, aFloodOfLinesIsPaintedOncePerFrameAndNothingElseIs) {
+    tunnel->lastLog = "line 100";
+    view.show();
+    ASSERT_TRUE(QTest::qWaitForWindowExposed(&view));
+    runPostedEvents();
+    EventCounter counter(view);
+    for (int line = 101; line <= 200; ++line) {
+        tunnel->lastLog = "line " + std::to_string(line);
+        time.advance(Seconds(0.001));
+        runPostedEvents();
+    }
+    time.advance(Redraw::frame);
+    runPostedEvents();
+    EXPECT_THAT(shown(), testing::HasSubstr("line 200"));
+    std::erase_if(counter.paints, [](const auto& each) { return each.second == 0; });
+    ASSERT_EQ(counter.paints.size(), 1U);
+    const auto& [painted, times] = *counter.paints.begin();
+    EXPECT_EQ(dynamic_cast<const TextRow&>(*painted).text(), QStringLiteral("line 200"));
+    EXPECT_GE(times, 5);
+    EXPECT_LE(times, 8);
+    EXPECT_EQ(counter.toolTips, 0);
 }
 
 TEST_F(MenuBarViewTest, doesNothingWhileHidden) {

@@ -66,11 +66,11 @@ TEST_F(PanelTest, growsAndShrinksWithItsContent) {
     popup->open();
     const int before = popup->height();
     tunnel->lastLog = "a line";
-    time.runPending();
+    redraw();
     EXPECT_TRUE(waitUntil([&] { return popup->height() > before; }));
     EXPECT_EQ(popup->width(), 280);
     tunnel->lastLog = "";
-    time.runPending();
+    redraw();
     EXPECT_TRUE(waitUntil([&] { return popup->height() == before; }));
 }
 
@@ -124,7 +124,7 @@ TEST_F(PanelTest, everythingIsReadableAtTwiceTheFontSize) {
             tunnel->status = status;
             tunnel->exitIP = "203.0.113.142";
             tunnel->serverLocation = "Zurich";
-            time.runPending();
+            redraw();
             popup->open();
             for (const auto* label : popup->findChildren<QLabel*>()) {
                 const auto* const row = dynamic_cast<const TextRow*>(label);

@@ -123,7 +123,7 @@ TEST_F(SettingsViewTest, savingStoresTheTypedTextUnchanged) {
          {" dev_with blanks ", "short", "dev_\u00E9\u00E9\u00E9\u00E9\u00E9\u00E9\u00E9"}) {
         field()->setText(QString::fromUtf8(text));
         click("Save");
-        time.runPending();
+        redraw();
         EXPECT_EQ(*tunnel->apiKey, text);
         EXPECT_EQ(world.reopenDefaults()->string("kestrelnet_api_key"), text);
         EXPECT_EQ(field()->text(), QString::fromUtf8(text));
@@ -196,12 +196,12 @@ TEST_F(SettingsViewTest, startAtLoginInstallsAndRemovesTheAgent) {
     auto* const startAtLogin = switchOf("Start at login");
     ASSERT_FALSE(startAtLogin->isChecked());
     startAtLogin->click();
-    time.runPending();
+    redraw();
     EXPECT_TRUE(startAtLogin->isChecked());
     EXPECT_TRUE(world.reopenDefaults()->boolean("kestrelnet_start_at_login"));
     EXPECT_TRUE(std::filesystem::exists(agent));
     startAtLogin->click();
-    time.runPending();
+    redraw();
     EXPECT_FALSE(startAtLogin->isChecked());
     EXPECT_FALSE(world.reopenDefaults()->boolean("kestrelnet_start_at_login"));
     EXPECT_FALSE(std::filesystem::exists(agent));
@@ -212,14 +212,14 @@ TEST_F(SettingsViewTest, autoConnectNeedsTheHelper) {
     auto* const autoConnect = switchOf("Connect automatically");
     EXPECT_FALSE(autoConnect->isEnabled());
     tunnel->helperInstalled = true;
-    time.runPending();
+    redraw();
     ASSERT_TRUE(autoConnect->isEnabled());
     autoConnect->click();
-    time.runPending();
+    redraw();
     EXPECT_TRUE(tunnel->autoConnect());
     EXPECT_TRUE(autoConnect->isChecked());
     tunnel->helperInstalled = false;
-    time.runPending();
+    redraw();
     EXPECT_FALSE(autoConnect->isEnabled());
     EXPECT_TRUE(autoConnect->isChecked());
     EXPECT_THAT(shown(), HasSubstr("Install the helper first"));

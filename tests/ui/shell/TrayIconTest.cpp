@@ -13,13 +13,13 @@ class TrayIconTest : public WidgetTest {
   protected:
     TrayIconTest() {
         tunnel->apiKey = validKey;
-        time.runPending();
+        redraw();
     }
     std::string toolTip() const { return icon.icon().toolTip().toStdString(); }
 
     void become(TunnelStatus status) {
         tunnel->status = status;
-        time.runPending();
+        redraw();
     }
     std::string menuItems() const {
         QStringList items;
@@ -89,7 +89,7 @@ TEST_F(TrayIconTest, theMenuOffersEverythingThatThePanelDoes) {
     become(TunnelStatus::connected);
     EXPECT_EQ(menuItems(), "Open Kestrelnet|Disconnect|Settings...|Quit");
     tunnel->apiKey = "";
-    time.runPending();
+    redraw();
     EXPECT_EQ(menuItems(), "Open Kestrelnet|Settings...|Quit");
 }
 

@@ -40,6 +40,75 @@ TEST_F(ContentUpdaterTest, appliesTheLastValueOncePerTurn) {
     EXPECT_EQ(applied, std::vector{3});
 }
 
+TEST_F(ContentUpdaterTest, appliesTheChangesWithinAFrameTogetherAtItsEnd) {
+    change(2);
+    time.runPending();
+    change(3);
+    change(4);
+    time.advance(0.9 * Redraw::frame);
+    change(5);
+    EXPECT_EQ(applied, std::vector{2});
+    time.advance(0.2 * Redraw::frame);
+    EXPECT_EQ(applied, (std::vector{2, 5}));
+}
+
+TEST_F(ContentUpdaterTest, appliesAChangeAfterAFrameInTheNextTurn) {
+    change(2);
+    time.advance(Redraw::frame);
+    change(3);
+    EXPECT_EQ(time.pendingCount(), 1U);
+    time.runPending();
+    EXPECT_EQ(applied, (std::vector{2, 3}));
+}
+
+TEST_F(ContentUpdaterTest, appliesAFloodOfChangesOncePerFrame) {
+    for (int last = 2; last <= 1001; ++last) {
+        change(last);
+        time.advance(Seconds(0.001));
+    }
+    time.advance(Redraw::frame);
+    EXPECT_GE(applied.size(), 55U);
+    EXPECT_LE(applied.size(), 62U);
+    EXPECT_EQ(applied.back(), 1001);
+    EXPECT_EQ(time.pendingCount(), 0U);
+}
+
+TEST_F(ContentUpdaterTest, aNoticeThatChangesNothingDelaysNoLaterChange) {
+    updater->update();
+    change(1);
+    time.runPending();
+    change(2);
+    time.runPending();
+    EXPECT_EQ(applied, (std::vector{1, 2}));
+}
+
+TEST_F(ContentUpdaterTest, updateChangedAppliesAtOnceWithinAFrame) {
+    change(2);
+    time.runPending();
+    value = 3;
+    updater->updateChanged();
+    EXPECT_EQ(applied, (std::vector{2, 3}));
+}
+
+TEST_F(ContentUpdaterTest, aChangeDuringTheUpdateIsAppliedInALaterFrame) {
+    updater.reset();
+    updater = std::make_unique<Updater>(time.mainQueue(),
+                                        Updater::View{.content = [this] { return value; },
+                                                      .apply =
+                                                          [this](int content) {
+                                                              applied.push_back(content);
+                                                              if (content < 3) {
+                                                                  change(content + 1);
+                                                              }
+                                                          },
+                                                      .isVisible = [] { return true; }});
+    change(1);
+    time.runPending();
+    EXPECT_EQ(applied, std::vector{1});
+    time.advance(2.5 * Redraw::frame);
+    EXPECT_EQ(applied, (std::vector{1, 2, 3}));
+}
+
 TEST_F(ContentUpdaterTest, doesNotApplyTheSameContentTwice) {
     updater->update();
     change(1);
@@ -80,6 +149,15 @@ TEST_F(ContentUpdaterTest, doesNothingAfterItIsDestroyed) {
     updater.reset();
     time.runPending();
     EXPECT_EQ(applied, std::vector<int>{});
+}
+
+TEST_F(ContentUpdaterTest, doesNothingWhenItIsDestroyedWithinAFrame) {
+    change(2);
+    time.runPending();
+    change(3);
+    updater.reset();
+    time.advance(Redraw::frame);
+    EXPECT_EQ(applied, std::vector{2});
 }
 
 } // namespace
