@@ -54,16 +54,11 @@ NSNotificationCenter* accessibilityNotices() {
 } // namespace
 
 /// Reports changes of the colour scheme or of the contrast. The values are read when they are used.
-class Appearance::Setting {
+class Appearance::Source {
   public:
-    struct Scheme {};
-    struct Contrast {};
-
-    Setting(Scheme /*kind*/, Changed changed)
-        : appearance_([[KestrelnetAppearanceObserver alloc] initWithHandler:std::move(changed)]) {}
-
-    Setting(Contrast /*kind*/, const Changed& changed) {
-        const Changed handler = changed;
+    explicit Source(Changed changed) {
+        const Changed handler = changed ? std::move(changed) : [] {};
+        appearance_ = [[KestrelnetAppearanceObserver alloc] initWithHandler:handler];
         contrast_ = [accessibilityNotices()
             addObserverForName:NSWorkspaceAccessibilityDisplayOptionsDidChangeNotification
                         object:nil
@@ -73,38 +68,32 @@ class Appearance::Setting {
                     }];
     }
 
-    ~Setting() {
+    ~Source() {
         [appearance_ stop];
-        if (contrast_ != nil) {
-            [accessibilityNotices() removeObserver:contrast_];
-        }
+        [accessibilityNotices() removeObserver:contrast_];
     }
 
-    Setting(const Setting&) = delete;
-    Setting& operator=(const Setting&) = delete;
+    Source(const Source&) = delete;
+    Source& operator=(const Source&) = delete;
 
   private:
     KestrelnetAppearanceObserver* appearance_ = nil;
     id contrast_ = nil;
 };
 
-Appearance::Appearance(const Changed& changed) {
-    const Changed handler = changed ? changed : [] {};
-    colorScheme_ = std::make_unique<Setting>(Setting::Scheme(), handler);
-    contrast_ = std::make_unique<Setting>(Setting::Contrast(), handler);
-}
+Appearance::Appearance(Changed changed) : source_(std::make_unique<Source>(std::move(changed))) {}
 
 Appearance::~Appearance() = default;
 
-ColorScheme Appearance::colorScheme() const {
+/// The toolkit itself follows the font and the times.
+DesktopPreferences Appearance::preferences() const {
     NSString* const match = [[NSApp effectiveAppearance]
         bestMatchFromAppearancesWithNames:@[ NSAppearanceNameAqua, NSAppearanceNameDarkAqua ]];
-    return [match isEqualToString:NSAppearanceNameDarkAqua] ? ColorScheme::dark
-                                                            : ColorScheme::light;
-}
-
-bool Appearance::wantsHighContrast() const {
-    return [[NSWorkspace sharedWorkspace] accessibilityDisplayShouldIncreaseContrast];
+    return {.colorScheme = [match isEqualToString:NSAppearanceNameDarkAqua] ? ColorScheme::dark
+                                                                            : ColorScheme::light,
+            .wantsHighContrast =
+                static_cast<bool>([[NSWorkspace sharedWorkspace]
+                                   accessibilityDisplayShouldIncreaseContrast])};
 }
 
 } // namespace kestrelnet

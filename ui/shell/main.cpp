@@ -107,6 +107,9 @@ int main(int count, char** arguments) {
         }
     }
 
+    // Keeps the desktop's theme plug-in out, of which the windows would draw nothing. GTK's takes
+    // longer to load than the rest of the program. Theme reads the user's settings itself.
+    QApplication::setDesktopSettingsAware(false);
     QApplication::setStyle(QStringLiteral("Fusion"));
     QApplication::setQuitOnLastWindowClosed(false);
     // Also used as the display name. A display name set separately would be added to each window

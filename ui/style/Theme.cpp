@@ -11,12 +11,14 @@ Theme::Theme()
 }
 
 void Theme::apply() const {
-    const ColorScheme preference = appearance_.colorScheme();
+    const DesktopPreferences preferences = appearance_.preferences();
+    const ColorScheme preference = preferences.colorScheme;
     const Scheme scheme = preference == ColorScheme::dark    ? Scheme::dark
                           : preference == ColorScheme::light ? Scheme::light
                                                              : toolkitScheme_;
-    const Contrast contrast = appearance_.wantsHighContrast() ? Contrast::high : Contrast::normal;
+    const Contrast contrast = preferences.wantsHighContrast ? Contrast::high : Contrast::normal;
     setColorMode({scheme, contrast});
+    toolkit_.apply(preferences);
 }
 
 } // namespace kestrelnet

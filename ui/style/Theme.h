@@ -3,11 +3,12 @@
 
 #include "platform/Appearance.h"
 #include "ui/style/Colors.h"
+#include "ui/style/ToolkitSettings.h"
 
 namespace kestrelnet {
 
-/// Keeps the application's colours as the desktop wants them: light or dark, with normal or high
-/// contrast, also after a change. Create it with the first window: the colours are not needed
+/// Keeps colours and text as the desktop wants them: light or dark, normal or high contrast, the
+/// font and its size, also after a change. Create it with the first window: they are not needed
 /// earlier.
 class Theme {
   public:
@@ -18,6 +19,7 @@ class Theme {
 
     /// Found by the toolkit. Used while the desktop reports no preference.
     Scheme toolkitScheme_;
+    ToolkitSettings toolkit_;
     Appearance appearance_;
 };
 

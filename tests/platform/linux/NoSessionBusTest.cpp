@@ -65,7 +65,7 @@ TEST(NoSessionBusTest, reportsNoPreference) {
     bool changed = false;
     const Appearance appearance([&changed] { changed = true; });
     runPostedEvents();
-    EXPECT_EQ(appearance.colorScheme(), ColorScheme::noPreference);
+    EXPECT_EQ(appearance.preferences(), DesktopPreferences());
     EXPECT_FALSE(changed);
 }
 

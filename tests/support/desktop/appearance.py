@@ -1,9 +1,10 @@
 # SPDX-License-Identifier: MIT
-"""A settings portal that provides the desktop's colour scheme."""
+"""A settings portal that provides the desktop's settings."""
 
 from gi.repository import Gio, GLib
 
-NAMESPACE, KEY = "org.freedesktop.appearance", "color-scheme"
+APPEARANCE = "org.freedesktop.appearance"
+COLOR_SCHEME, CONTRAST = "color-scheme", "contrast"
 NO_PREFERENCE, DARK, LIGHT = 0, 1, 2
 
 INTERFACE = """
@@ -36,7 +37,7 @@ class AppearanceSetting:
     path = "/org/freedesktop/portal/desktop"
 
     def __init__(self):
-        self._scheme = LIGHT
+        self._groups = {APPEARANCE: {COLOR_SCHEME: GLib.Variant("u", LIGHT)}}
         self._bus = Gio.bus_get_sync(Gio.BusType.SESSION)
         self._interface = Gio.DBusNodeInfo.new_for_xml(INTERFACE).interfaces[0]
         self._bus.register_object(self.path, self._interface, self._answer, self._property, None)
@@ -46,24 +47,29 @@ class AppearanceSetting:
             Gio.DBusCallFlags.NONE, 5000, None)
 
     def set(self, scheme):
-        self._scheme = scheme
-        self._bus.emit_signal(None, self.path, self._interface.name, "SettingChanged",
-                              GLib.Variant("(ssv)", (NAMESPACE, KEY, self._value())))
+        self.change(APPEARANCE, COLOR_SCHEME, GLib.Variant("u", scheme))
 
-    def _value(self):
-        return GLib.Variant("u", self._scheme)
+    def change(self, group, key, value):
+        """`value` is a GLib.Variant."""
+        self._groups.setdefault(group, {})[key] = value
+        self._bus.emit_signal(None, self.path, self._interface.name, "SettingChanged",
+                              GLib.Variant("(ssv)", (group, key, value)))
 
     def _property(self, *_):
         return GLib.Variant("u", 2)
 
     def _answer(self, _bus, _sender, _path, _interface, method, parameters, invocation):
         if method == "ReadAll":
-            invocation.return_value(
-                GLib.Variant("(a{sa{sv}})", ({NAMESPACE: {KEY: self._value()}},)))
-        elif parameters.unpack() != (NAMESPACE, KEY):
+            wanted, = parameters.unpack()
+            invocation.return_value(GLib.Variant("(a{sa{sv}})", (
+                {group: values for group, values in self._groups.items() if group in wanted},)))
+            return
+        group, key = parameters.unpack()
+        value = self._groups.get(group, {}).get(key)
+        if value is None:
             invocation.return_dbus_error("org.freedesktop.portal.Error.NotFound",
                                          "Requested setting not found")
         elif method == "ReadOne":
-            invocation.return_value(GLib.Variant("(v)", (self._value(),)))
+            invocation.return_value(GLib.Variant("(v)", (value,)))
         else:  # The deprecated "Read" wraps the value twice.
-            invocation.return_value(GLib.Variant("(v)", (GLib.Variant("v", self._value()),)))
+            invocation.return_value(GLib.Variant("(v)", (GLib.Variant("v", value),)))
