@@ -56,7 +56,10 @@ class ThreadLimitTest : public testing::Test {
         const std::string id = std::to_string(user_);
         controller.emplace(std::vector<std::string>{"setpriv", "--reuid=" + id, "--regid=" + id,
                                                     "--clear-groups", "--reset-env", program_});
-        ASSERT_TRUE(controller->reads("status Disconnected"));
+        // Its answer to a command shows that all threads of its start exist: a limit must not meet
+        // the start.
+        controller->tell("connect");
+        ASSERT_TRUE(controller->reads("log API key not configured"));
         controller->tell("key dev_0123456789");
     }
 
@@ -112,6 +115,31 @@ TEST_F(ThreadLimitTest, aStopNeedsNoThread) {
     EXPECT_TRUE(controller->reads("status Disconnected"));
     EXPECT_TRUE(waitFor([&] { return client.isGone(); }));
     EXPECT_EQ(client.terminations(), 1U);
+}
+
+TEST_F(ThreadLimitTest, aClientThatStartsIsReadAndCanBeStopped) {
+    bool failed = false;
+    bool started = false;
+    for (std::size_t allowed = 0; allowed < 8; ++allowed) {
+        const FakeClient& client = install("relay");
+        startController();
+        allowThreads(allowed);
+        controller->tell("connect");
+        const std::string line = outcome();
+        if (line.starts_with("log Failed")) {
+            EXPECT_EQ(line, "log Failed to start helper: Resource temporarily unavailable");
+            EXPECT_EQ(client.pid(), std::nullopt) << allowed;
+            failed = true;
+        } else {
+            EXPECT_EQ(line, "log Tunnel connected, setting up routes...") << allowed;
+            controller->tell("disconnect");
+            EXPECT_TRUE(controller->reads("status Disconnected")) << allowed;
+            EXPECT_TRUE(waitFor([&] { return client.isGone(); }));
+            started = true;
+        }
+    }
+    EXPECT_TRUE(failed);
+    EXPECT_TRUE(started);
 }
 
 } // namespace
