@@ -3,8 +3,10 @@
 
 #include <cmath>
 #include <csignal>
+#include <ctime>
 #include <filesystem>
 #include <fstream>
+#include <iterator>
 #include <optional>
 #include <poll.h>
 #include <spawn.h>
@@ -23,6 +25,12 @@ constexpr int endBound = 5000;
 
 std::filesystem::path folder(pid_t pid) {
     return "/proc/" + std::to_string(pid);
+}
+
+int entryCount(const std::filesystem::path& path) {
+    using Entries = std::filesystem::directory_iterator;
+    std::error_code error;
+    return static_cast<int>(std::distance(Entries(path, error), Entries()));
 }
 
 /// The number after `label` in the first line that begins with it; none without such a line.
@@ -77,13 +85,43 @@ Usage ChildProcess::usage() const {
     return result;
 }
 
+double ChildProcess::processorMilliseconds() const {
+    clockid_t clock{};
+    timespec used{};
+    if (::clock_getcpuclockid(pid_, &clock) != 0 || ::clock_gettime(clock, &used) != 0) {
+        giveUp("the processor time of a program cannot be read; it may have ended");
+    }
+    return Milliseconds(std::chrono::seconds(used.tv_sec) + std::chrono::nanoseconds(used.tv_nsec))
+        .count();
+}
+
 double ChildProcess::memory() const {
+    return memoryOf("Pss:");
+}
+
+double ChildProcess::ownMemory() const {
+    return memoryOf("Pss_Anon:");
+}
+
+double ChildProcess::residentMemory() const {
+    return memoryOf("Rss:");
+}
+
+double ChildProcess::memoryOf(const char* label) const {
     constexpr double kibibytesInAMebibyte = 1024;
-    const auto kibibytes = valueOf(folder(pid_) / "smaps_rollup", "Pss:");
+    const auto kibibytes = valueOf(folder(pid_) / "smaps_rollup", label);
     if (!kibibytes) {
         giveUp("the memory use of a program cannot be read; it may have ended");
     }
     return *kibibytes / kibibytesInAMebibyte;
+}
+
+int ChildProcess::descriptorCount() const {
+    return entryCount(folder(pid_) / "fd");
+}
+
+int ChildProcess::threadCount() const {
+    return entryCount(folder(pid_) / "task");
 }
 
 pid_t ChildProcess::childIdentifier() const {

@@ -31,12 +31,22 @@ class ChildProcess {
     Time startTime() const { return start_; }
 
     Usage usage() const;
+    /// The processor time of all threads so far, also of those that have ended.
+    double processorMilliseconds() const;
     /// The proportional set size, in MiB.
     double memory() const;
+    /// The part of it that holds no file, in MiB.
+    double ownMemory() const;
+    /// The resident set size, in MiB.
+    double residentMemory() const;
+    int descriptorCount() const;
+    int threadCount() const;
     /// The first child process of its main thread, or 0.
     pid_t childIdentifier() const;
 
   private:
+    double memoryOf(const char* label) const;
+
     Time start_;
     pid_t pid_ = 0;
 };

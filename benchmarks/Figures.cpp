@@ -53,7 +53,7 @@ std::string number(double value, int decimals) {
     return text;
 }
 
-void report(const Figure& figure) {
+bool report(const Figure& figure) {
     const std::string value = number(figure.value, figure.decimals) + figure.unit;
     const std::string target = std::string(words(figure.bound)) + ' ' +
                                number(figure.target, figure.decimals) + figure.unit;
@@ -62,6 +62,7 @@ void report(const Figure& figure) {
                                   target.c_str(), holds(figure) ? "holds " : "misses",
                                   detail.c_str()));
     static_cast<void>(std::fflush(stdout));
+    return holds(figure);
 }
 
 void reportSkipped(const std::string& name, const std::string& reason) {

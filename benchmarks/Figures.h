@@ -44,8 +44,8 @@ struct Figure {
     std::string detail = {};
 };
 
-/// Prints one line: name, value, target, and whether the value meets it.
-void report(const Figure& figure);
+/// Prints one line: name, value, target, and whether the value meets it; returns the latter.
+bool report(const Figure& figure);
 
 /// Prints the line of a figure that was not measured, with the reason.
 void reportSkipped(const std::string& name, const std::string& reason);

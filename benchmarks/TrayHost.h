@@ -33,6 +33,12 @@ class TrayHost {
     void forget();
     void forgetIcon() { iconChanged_.reset(); }
 
+    /// The tool tip of the item that registered last, as announced so far.
+    const std::string& toolTip() const { return toolTip_; }
+    /// Chooses the entry `label` in the item's menu; returns false when there is none. Waits for
+    /// the program's answers.
+    bool choose(const std::string& label);
+
     /// Clicks the item that registered last, with this position on the screen.
     void activate(int x, int y);
     /// Opens a link as a desktop does while the program runs.
@@ -42,9 +48,11 @@ class TrayHost {
     struct Callbacks;
 
     void requestProperties();
+    void requestToolTip();
 
     sd_bus* bus_ = nullptr;
     std::string item_;
+    std::string toolTip_;
     std::optional<Time> registered_;
     std::optional<Time> iconChanged_;
 };

@@ -7,17 +7,11 @@
 
 #include "benchmarks/ChildProcess.h"
 #include "benchmarks/Figures.h"
-#include "benchmarks/Screen.h"
-#include "benchmarks/TrayHost.h"
+#include "benchmarks/Surroundings.h"
 
 #include <algorithm>
-#include <array>
-#include <cmath>
-#include <cstdlib>
 #include <fcntl.h>
-#include <fstream>
 #include <functional>
-#include <poll.h>
 #include <string>
 #include <string_view>
 #include <unistd.h>
@@ -34,87 +28,18 @@ constexpr int panelRuns = 9;
 constexpr int routeRuns = 5;
 constexpr int routesPerRun = 10;
 
-constexpr auto quietSpan = 400ms;
 constexpr auto idleWindow = 10s;
-constexpr auto bound = 20s;
 constexpr auto pixelInterval = 200us;
 
 /// The position of the tray icon, at which the panel opens.
 constexpr int pointerX = 1200;
 constexpr int pointerY = 10;
 
-/// The desktop around the measured program.
-class Surroundings {
-  public:
-    TrayHost tray;
-    Screen screen;
-
-    /// Handles events until `condition` is true; returns whether it became true within `span`. It
-    /// is evaluated after each event, and at least every `interval`.
-    bool serve(const std::function<bool()>& condition, std::chrono::nanoseconds span,
-               std::chrono::nanoseconds interval) {
-        const Time deadline = now() + span;
-        for (;;) {
-            tray.process();
-            screen.process();
-            if (condition()) {
-                return true;
-            }
-            const auto left = deadline - now();
-            if (left <= left.zero()) {
-                return false;
-            }
-            await(std::min<std::chrono::nanoseconds>(left, interval));
-        }
-    }
-
-    void serveUntil(const std::function<bool()>& condition, const std::string& failure,
-                    std::chrono::nanoseconds interval = bound) {
-        if (!serve(condition, bound, interval)) {
-            giveUp(failure);
-        }
-    }
-
-    /// Handles events for this long.
-    void serveFor(std::chrono::nanoseconds span) {
-        serve([] { return false; }, span, span);
-    }
-
-  private:
-    void await(std::chrono::nanoseconds span) const {
-        std::array<pollfd, 2> sources{
-            {{tray.descriptor(), POLLIN, 0}, {screen.descriptor(), POLLIN, 0}}};
-        const auto seconds = std::chrono::floor<std::chrono::seconds>(span);
-        const timespec timeout{seconds.count(), (span - seconds).count()};
-        ::ppoll(sources.data(), sources.size(), &timeout, nullptr);
-    }
-};
-
-/// Stores a key, and whether the first appearance of the panel connects.
-void writeSettings(bool autoConnect) {
-    const char* const folder = std::getenv("XDG_CONFIG_HOME");
-    if (folder == nullptr) {
-        giveUp("this must run on the quiet desktop");
-    }
-    std::ofstream file(std::string(folder) + "/com.kestrelnetvpn.app.conf");
-    file << "[General]\nkestrelnet_api_key=dev_0123456789abcdef\nkestrelnet_auto_connect="
-         << (autoConnect ? "true" : "false") << '\n';
-}
-
 /// Waits for the tray icon, and returns the milliseconds since the start of the program.
 double awaitIcon(Surroundings& around, const ChildProcess& program) {
     around.serveUntil([&] { return around.tray.registered().has_value(); },
                       "no tray icon was registered");
     return millisecondsBetween(program.startTime(), *around.tray.registered());
-}
-
-void awaitQuiet(Surroundings& around, const ChildProcess& program) {
-    Usage last;
-    const Time deadline = now() + bound;
-    while (last != program.usage() && now() < deadline) {
-        last = program.usage();
-        around.serveFor(quietSpan);
-    }
 }
 
 struct StartSamples {
