@@ -37,6 +37,12 @@ class Application(Program):
             self._last[where] = text
             say(f"{where}: {text}")
 
+    def await_menu(self, state):
+        """Wait until the icon's menu begins with that line."""
+        self.wait(lambda: self.icon.menu_labels()[0] == state,
+                  f"The icon's menu does not begin with \"{state}\".")
+        say(f"in the tray's menu: {state}")
+
     def status(self):
         """The panel's status, or None while the panel is closed."""
         plain = (text.removeprefix("Status: ") for text in self.texts())

@@ -15,12 +15,10 @@ namespace kestrelnet {
 TrayIcon::TrayIcon(TunnelManager& tunnel, std::shared_ptr<Queue> mainQueue, Actions actions,
                    TrayTraits traits)
     : actions_(std::move(actions)), traits_(traits),
-      updater_(std::move(mainQueue), {.content =
-                                          [&tunnel] {
-                                              return Content{tunnel.status, tunnel.isConfigured()};
-                                          },
-                                      .apply = [this](const Content& content) { apply(content); },
-                                      .isVisible = [] { return true; }}),
+      updater_(std::move(mainQueue),
+               {.content = [&tunnel] { return trayContent(tunnel); },
+                .apply = [this](const TrayContent& content) { apply(content); },
+                .isVisible = [] { return true; }}),
       subscription_(tunnel.objectWillChange.subscribe([this] { updater_.noteChange(); })) {
     fillMenu();
     updater_.update();
@@ -47,6 +45,9 @@ void TrayIcon::fillMenu() {
     const auto add = [this](const QString& label, const std::function<void()>& action) {
         return menu_.addAction(label, &menu_, action);
     };
+    state_ = menu_.addAction(QString());
+    state_->setEnabled(false);
+    menu_.addSeparator();
     add(QStringLiteral("Open Kestrelnet"), actions_.openPanel);
     toggle_ = add({}, actions_.toggleTunnel);
     menu_.addSeparator();
@@ -54,17 +55,22 @@ void TrayIcon::fillMenu() {
     add(QStringLiteral("Quit"), actions_.quit);
 }
 
-void TrayIcon::apply(const Content& content) {
+void TrayIcon::apply(const TrayContent& content) {
     const std::string_view symbol = statusBarSymbol(content.status);
     QIcon& icon = icons_[symbol];
     if (icon.isNull()) {
         icon = statusBarIcon(symbol, traits_.drawsShapeOnly);
     }
-    // Each call sends the picture to the tray.
+    // Each call of these sends something to the tray.
     if (icon.cacheKey() != icon_.icon().cacheKey()) {
         icon_.setIcon(icon);
     }
-    icon_.setToolTip(QStringLiteral("Kestrelnet VPN: ") + qtText(rawValue(content.status)));
+    const QString toolTip = QStringLiteral("Kestrelnet VPN: ") + qtText(rawValue(content.status));
+    if (toolTip != icon_.toolTip()) {
+        icon_.setToolTip(toolTip);
+    }
+    // Sends nothing if the text is the same. An ampersand would mark the key of the line.
+    state_->setText(QString(content.stateLine).replace(u'&', QStringLiteral("&&")));
     toggle_->setText(qtText(connectButton(content.status).label));
     toggle_->setVisible(content.canToggle);
 }

@@ -2,8 +2,8 @@
 #pragma once
 
 #include "core/Observable.h"
-#include "core/TunnelStatus.h"
 #include "platform/TrayHost.h"
+#include "ui/shell/TrayContent.h"
 #include "ui/widgets/ContentUpdater.h"
 
 #include <QIcon>
@@ -19,9 +19,9 @@ namespace kestrelnet {
 
 class TunnelManager;
 
-/// The icon in the desktop's status bar: shows the status and opens the panel. Its menu offers
-/// everything that the panel does, because some trays only open the menu. Create it only on a
-/// desktop that has a tray.
+/// The icon in the desktop's status bar: shows the status and opens the panel. Its menu shows the
+/// state and offers everything that the panel does, because some trays only open the menu. Create
+/// it only on a desktop that has a tray.
 class TrayIcon {
   public:
     struct Actions {
@@ -39,25 +39,19 @@ class TrayIcon {
     const QMenu& menu() const { return menu_; }
 
   private:
-    struct Content {
-        TunnelStatus status = TunnelStatus::disconnected;
-        bool canToggle = false;
-
-        bool operator==(const Content&) const = default;
-    };
-
     void fillMenu();
     void handleClick(QSystemTrayIcon::ActivationReason reason);
-    void apply(const Content& content);
+    void apply(const TrayContent& content);
 
     Actions actions_;
     TrayTraits traits_;
     QMenu menu_;
+    QAction* state_ = nullptr;
     QAction* toggle_ = nullptr;
     QSystemTrayIcon icon_;
     /// The icons made so far, by symbol.
     std::map<std::string_view, QIcon> icons_;
-    ContentUpdater<Content> updater_;
+    ContentUpdater<TrayContent> updater_;
     ObservableObjectPublisher::Subscription subscription_;
 };
 

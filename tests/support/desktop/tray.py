@@ -58,10 +58,17 @@ class TrayItem:
 
     def menu_labels(self):
         """The labels of the visible menu entries, without separators."""
+        return [entry["label"] for entry in self._menu_entries()]
+
+    def enabled_menu_labels(self):
+        """The labels of those that can be chosen."""
+        return [entry["label"] for entry in self._menu_entries() if entry.get("enabled", True)]
+
+    def _menu_entries(self):
         bus, path = self._tray.bus, self.get("Menu")
         answer = bus.call_sync(self._name, path, MENU, "GetLayout",
                                GLib.Variant("(iias)", (0, -1, [])), None,
                                Gio.DBusCallFlags.NONE, 2000, None)
         entries = [properties for _, properties, _ in answer.unpack()[1][2]]
-        return [entry["label"] for entry in entries
+        return [entry for entry in entries
                 if entry.get("visible", True) and entry.get("type") != "separator"]

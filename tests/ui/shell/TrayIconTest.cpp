@@ -85,12 +85,44 @@ TEST_F(TrayIconTest, followsInTheNextTurnOfTheMainLoop) {
 }
 
 TEST_F(TrayIconTest, theMenuOffersEverythingThatThePanelDoes) {
-    EXPECT_EQ(menuItems(), "Open Kestrelnet|Connect|Settings...|Quit");
+    EXPECT_EQ(menuItems(), "Disconnected|Open Kestrelnet|Connect|Settings...|Quit");
     become(TunnelStatus::connected);
-    EXPECT_EQ(menuItems(), "Open Kestrelnet|Disconnect|Settings...|Quit");
+    EXPECT_EQ(menuItems(), "Connected|Open Kestrelnet|Disconnect|Settings...|Quit");
     tunnel->apiKey = "";
     redraw();
-    EXPECT_EQ(menuItems(), "Open Kestrelnet|Settings...|Quit");
+    EXPECT_EQ(menuItems(), "Connected|Open Kestrelnet|Settings...|Quit");
+}
+
+TEST_F(TrayIconTest, theMenuBeginsWithTheStateWhichCannotBeChosen) {
+    tunnel->exitIP = "203.0.113.42";
+    become(TunnelStatus::connected);
+    const QAction* const first = icon.menu().actions().first();
+    EXPECT_EQ(first->text(), QStringLiteral("Connected, exit IP 203.0.113.42"));
+    EXPECT_FALSE(first->isEnabled());
+    EXPECT_TRUE(icon.menu().actions().at(1)->isSeparator());
+}
+
+TEST_F(TrayIconTest, theStateShowsAnAmpersand) {
+    tunnel->exitIP = "a&b";
+    become(TunnelStatus::connected);
+    EXPECT_EQ(icon.menu().actions().first()->iconText(), QStringLiteral("Connected, exit IP a&b"));
+}
+
+TEST_F(TrayIconTest, theMenuChangesOnlyWhenItsTextChanges) {
+    become(TunnelStatus::connected);
+    int changes = 0;
+    for (const QAction* action : icon.menu().actions()) {
+        QObject::connect(action, &QAction::changed, &icon.menu(), [&changes] { ++changes; });
+    }
+    for (int line = 0; line < 100; ++line) {
+        tunnel->lastLog = std::to_string(line);
+        tunnel->serverLocation = std::to_string(line);
+        redraw();
+    }
+    EXPECT_EQ(changes, 0);
+    tunnel->exitIP = "203.0.113.42";
+    redraw();
+    EXPECT_EQ(changes, 1);
 }
 
 TEST_F(TrayIconTest, eachMenuItemCallsItsAction) {
