@@ -3,7 +3,9 @@
 
 #include "ui/widgets/AccessibleRole.h"
 #include "ui/widgets/Form.h"
+#include "ui/widgets/Mirror.h"
 #include "ui/widgets/ScrollPage.h"
+#include "ui/widgets/WorkAreaFit.h"
 
 #include <QKeyEvent>
 #include <QPointer>
@@ -26,7 +28,7 @@ SettingsWindow::SettingsWindow(SettingsView::Context context)
     setAttribute(Qt::WA_DeleteOnClose);
     setAccessibleRole(*this, QAccessible::Window);
     setWindowTitle(QStringLiteral("Kestrelnet Settings"));
-    setFixedSize(fullWidth, fullHeight);
+    new WorkAreaFit(*this, {fullWidth, fullHeight});
     auto* const all = new QVBoxLayout(this);
     all->setContentsMargins({});
     all->addWidget(page_);
@@ -36,7 +38,8 @@ SettingsWindow::SettingsWindow(SettingsView::Context context)
 void SettingsWindow::build(const SettingsViewState& state) {
     auto* const content = new QWidget;
     auto* const column = new QVBoxLayout(content);
-    column->setContentsMargins(padding, padding, padding - ScrollPage::scrollBarWidth, padding);
+    column->setContentsMargins(mirrored(
+        {padding, padding, padding - ScrollPage::scrollBarWidth, padding}, layoutDirection()));
     view_ = new SettingsView(context_, state);
     view_->refresh();
     column->addWidget(view_);

@@ -9,8 +9,8 @@ namespace kestrelnet {
 
 class ScrollPage;
 
-/// The settings: an ordinary window of fixed size. Escape closes it. It deletes itself when it is
-/// closed, so the next one starts with its initial state.
+/// The settings: an ordinary window of fixed size, smaller only where the screen is. Escape closes
+/// it. It deletes itself when it is closed, so the next one starts with its initial state.
 class SettingsWindow final : public QWidget {
   public:
     explicit SettingsWindow(SettingsView::Context context);

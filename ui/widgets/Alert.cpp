@@ -9,8 +9,10 @@
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QPainter>
+#include <QScreen>
 #include <QVBoxLayout>
 
+#include <algorithm>
 #include <utility>
 
 namespace kestrelnet {
@@ -18,7 +20,7 @@ namespace kestrelnet {
 namespace {
 
 constexpr int symbolSide = 48;
-constexpr int textWidth = 360;
+constexpr int fullTextWidth = 360;
 constexpr int padding = 20;
 constexpr int spacing = 16;
 constexpr int textSpacing = 8;
@@ -41,12 +43,18 @@ class Picture final : public QWidget {
     ColorRole color_;
 };
 
-QLabel* label(const QString& text, TextStyle style) {
+/// On a small screen the text takes more lines.
+int textWidth(const QScreen& screen) {
+    return std::min(fullTextWidth,
+                    screen.availableSize().width() - symbolSide - spacing - 2 * (padding + 1));
+}
+
+QLabel* label(const QString& text, TextStyle style, int width) {
     auto* const result = new QLabel(text);
     result->setTextFormat(Qt::PlainText);
     result->setFont(textFont(style));
     result->setWordWrap(true);
-    result->setFixedWidth(textWidth);
+    result->setFixedWidth(width);
     return result;
 }
 
@@ -70,8 +78,9 @@ Alert::Alert(QWidget* parent, std::string_view symbol, ColorRole color, const QS
     setWindowTitle(title);
     auto* const texts = new QVBoxLayout;
     texts->setSpacing(textSpacing);
-    texts->addWidget(label(title, TextStyle::headline));
-    texts->addWidget(label(message, TextStyle::body));
+    const int width = textWidth(*screen());
+    texts->addWidget(label(title, TextStyle::headline, width));
+    texts->addWidget(label(message, TextStyle::body, width));
     texts->addStretch();
     auto* const upper = new QHBoxLayout;
     upper->setSpacing(spacing);

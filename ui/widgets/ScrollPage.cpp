@@ -3,9 +3,12 @@
 
 #include "ui/style/Colors.h"
 
+#include <QApplication>
 #include <QPainter>
 #include <QScrollBar>
 #include <QStyleOptionSlider>
+
+#include <algorithm>
 
 namespace kestrelnet {
 
@@ -14,12 +17,14 @@ namespace {
 /// Draws only its thumb, and nothing if there is nothing to scroll.
 class SlimScrollBar final : public QScrollBar {
   public:
-    explicit SlimScrollBar(QWidget* parent) : QScrollBar(Qt::Vertical, parent) {
+    SlimScrollBar(Qt::Orientation orientation, QWidget* parent) : QScrollBar(orientation, parent) {
         setAttribute(Qt::WA_Hover);
     }
 
     QSize sizeHint() const override {
-        return {ScrollPage::scrollBarWidth, QScrollBar::sizeHint().height()};
+        const QSize hint = QScrollBar::sizeHint();
+        return orientation() == Qt::Vertical ? QSize(ScrollPage::scrollBarWidth, hint.height())
+                                             : QSize(hint.width(), ScrollPage::scrollBarWidth);
     }
 
   protected:
@@ -32,13 +37,13 @@ class SlimScrollBar final : public QScrollBar {
         const QRectF thumb = style()->subControlRect(QStyle::CC_ScrollBar, &option,
                                                      QStyle::SC_ScrollBarSlider, this);
         QColor color = textColor(ColorRole::secondary);
-        color.setAlphaF(isSliderDown() ? 0.9F : underMouse() ? 0.7F : 0.4F);
+        color.setAlphaF(isSliderDown() ? 0.9F : underMouse() ? 0.8F : 0.7F);
         QPainter painter(this);
         painter.setRenderHint(QPainter::Antialiasing);
         painter.setPen(Qt::NoPen);
         painter.setBrush(color);
         constexpr qreal inset = 3;
-        const qreal radius = (thumb.width() - 2 * inset) / 2;
+        const qreal radius = (std::min(thumb.width(), thumb.height()) - 2 * inset) / 2;
         painter.drawRoundedRect(thumb.adjusted(inset, inset, -inset, -inset), radius, radius);
     }
 };
@@ -49,9 +54,28 @@ ScrollPage::ScrollPage(QWidget* parent) : QScrollArea(parent) {
     setFrameShape(QFrame::NoFrame);
     setWidgetResizable(true);
     setFocusPolicy(Qt::NoFocus);
-    setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
-    setVerticalScrollBar(new SlimScrollBar(this));
+    setHorizontalScrollBar(new SlimScrollBar(Qt::Horizontal, this));
+    setVerticalScrollBar(new SlimScrollBar(Qt::Vertical, this));
     setVerticalScrollBarPolicy(Qt::ScrollBarAlwaysOn);
+    // The style would draw a frame where the two bars meet.
+    setCornerWidget(new QWidget);
+    connect(qApp, &QApplication::focusChanged, this, [this](QWidget*, QWidget* focused) {
+        // A click must hit what is under the pointer.
+        if (QGuiApplication::mouseButtons() == Qt::NoButton) {
+            showFocus(focused);
+        }
+    });
+}
+
+void ScrollPage::resizeEvent(QResizeEvent* event) {
+    QScrollArea::resizeEvent(event);
+    showFocus(QApplication::focusWidget());
+}
+
+void ScrollPage::showFocus(QWidget* focused) {
+    if (focused != nullptr && widget() != nullptr && widget()->isAncestorOf(focused)) {
+        ensureWidgetVisible(focused);
+    }
 }
 
 } // namespace kestrelnet

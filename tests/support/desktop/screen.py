@@ -69,15 +69,47 @@ def drawn_area(title):
     return place if place and len(Picture().colours(place)) > 2 else None
 
 
+def frame_of(title):
+    """The widths of the window's frame: left, right, top and bottom; or None."""
+    identity = window_id(title)
+    answer = read("xprop", "-id", identity, "_NET_FRAME_EXTENTS") if identity else ""
+    extents = re.search(r"= (\d+), (\d+), (\d+), (\d+)", answer)
+    return tuple(int(width) for width in extents.groups()) if extents else None
+
+
+def frame_area(title):
+    """The area of that window with its frame, or None."""
+    place, frame = window_area(title), frame_of(title)
+    if not (place and frame):
+        return None
+    left, right, top, bottom = frame
+    return (place[0] - left, place[1] - top, place[2] + left + right, place[3] + top + bottom)
+
+
 def close_button_area(title):
     """The area of the close button, at the right end of the title bar; or None."""
-    place = window_area(title)
-    frame = read("xprop", "-id", window_id(title), "_NET_FRAME_EXTENTS") if place else ""
-    extents = re.search(r"= \d+, (\d+), (\d+), \d+", frame)
-    if not extents:
+    place, frame = window_area(title), frame_of(title)
+    if not (place and frame):
         return None
-    right, top = int(extents[1]), int(extents[2])
+    _, right, top, _ = frame
     return place[0] + place[2] + right - top, place[1] - top, top, top
+
+
+def work_area():
+    """The part of the screen that the desktop's panel leaves to windows, or None."""
+    answer = re.search(r"= (\d+), (\d+), (\d+), (\d+)", read("xprop", "-root", "_NET_WORKAREA"))
+    return tuple(int(part) for part in answer.groups()) if answer else None
+
+
+def resize(width, height):
+    """Give the screen this size, which is at most the size that it had at first."""
+    name = f"{width}x{height}"
+    for words in (["--newmode", name, "40", *(str(width + i) for i in (0, 8, 16, 32)),
+                   *(str(height + i) for i in (0, 3, 6, 12))],
+                  ["--addmode", "screen", name], ["--output", "screen", "--mode", name]):
+        # The first two fail when the mode is known already.
+        subprocess.run(["xrandr", *words], check=words[0] == "--output",
+                       stderr=subprocess.DEVNULL)
 
 
 def read(*command):
