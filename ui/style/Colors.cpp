@@ -20,15 +20,17 @@ constexpr Shades window{0xfff6f6f7, 0xff26272a};
 constexpr Shades base{0xffffffff, 0xff1c1d1f};
 constexpr Shades button{0xffffffff, 0xff36373b};
 constexpr Shades line{0xffd9dadd, 0xff45474c};
+constexpr Shades outline{0xff7d8086, 0xff8e9198};
 constexpr Shades primary{0xff1d1e20, 0xfff1f2f4};
 constexpr Shades secondary{0xff5c6066, 0xffabaeb5};
 constexpr Shades disabled{0xff989ba1, 0xff73767d};
 constexpr Shades accent{0xff0b60c9, 0xff78b4ff};
-constexpr Shades orange{0xff9a5200, 0xffffad4d};
+constexpr Shades orange{0xffbf4a00, 0xffffad4d};
+constexpr Shades orangeSymbol{0xffdd6700, 0xffffad4d};
 constexpr Shades green{0xff1b7a38, 0xff4fcf73};
 constexpr Shades red{0xffc4262e, 0xffff817a};
 constexpr Shades accentFill{0xff0b60c9, 0xff1f66c7};
-constexpr Shades orangeFill{0xff9a5200, 0xff9a5a10};
+constexpr Shades orangeFill{0xffbf4a00, 0xffb34700};
 constexpr Shades greenFill{0xff1b7a38, 0xff217a3c};
 constexpr Shades redFill{0xffc4262e, 0xffc73a3a};
 constexpr Shades secondaryFill{0xff5c6066, 0xff5e6269};
@@ -93,6 +95,11 @@ QColor normalFillColor(ColorRole role, Scheme scheme) {
     return accentFill.in(scheme);
 }
 
+QColor between(const QColor& one, const QColor& other) {
+    return QColor::fromRgbF((one.redF() + other.redF()) / 2, (one.greenF() + other.greenF()) / 2,
+                            (one.blueF() + other.blueF()) / 2);
+}
+
 } // namespace
 
 ColorMode colorMode() {
@@ -146,6 +153,26 @@ QColor textColor(ColorRole role, ColorMode mode) {
 QColor fillColor(ColorRole role, ColorMode mode) {
     const QColor color = normalFillColor(role, mode.scheme);
     return mode.contrast == Contrast::high ? color.darker(highContrastFactor) : color;
+}
+
+QColor symbolColor(ColorRole role, ColorMode mode) {
+    return role == ColorRole::orange && mode.contrast == Contrast::normal
+               ? orangeSymbol.in(mode.scheme)
+               : textColor(role, mode);
+}
+
+QColor fillEdgeColor(ColorRole role, ColorMode mode) {
+    const QColor fill = fillColor(role, mode);
+    if (mode.scheme == Scheme::light) {
+        return fill;
+    }
+    return mode.contrast == Contrast::high ? highContrastText(mode.scheme)
+                                           : between(fill, normalTextColor(role, mode.scheme));
+}
+
+QColor outlineColor(ColorMode mode) {
+    return mode.contrast == Contrast::high ? highContrastText(mode.scheme)
+                                           : outline.in(mode.scheme);
 }
 
 QColor lineColor(ColorMode mode) {

@@ -35,7 +35,7 @@ class Picture final : public QWidget {
   protected:
     void paintEvent(QPaintEvent*) override {
         QPainter painter(this);
-        paintSymbol(painter, symbol_, rect(), textColor(color_));
+        paintSymbol(painter, symbol_, rect(), symbolColor(color_));
     }
 
   private:

@@ -113,8 +113,13 @@ void FilledButton::paintEvent(QPaintEvent*) {
     painter.setPen(Qt::NoPen);
     painter.setBrush(face());
     painter.drawRoundedRect(rect(), cornerRadius, cornerRadius);
+    painter.setBrush(Qt::NoBrush);
+    if (const QColor edge = fillEdgeColor(tint_); isEnabled() && edge != fillColor(tint_)) {
+        painter.setPen(edge);
+        painter.drawRoundedRect(QRectF(rect()).adjusted(0.5, 0.5, -0.5, -0.5), cornerRadius,
+                                cornerRadius);
+    }
     if (showsFocus()) {
-        painter.setBrush(Qt::NoBrush);
         painter.setPen(QPen(Qt::white, 1.5));
         painter.drawRoundedRect(QRectF(rect()).adjusted(2.75, 2.75, -2.75, -2.75), cornerRadius - 2,
                                 cornerRadius - 2);
@@ -149,7 +154,7 @@ void BorderedButton::paintEvent(QPaintEvent*) {
     QColor face = color;
     face.setAlphaF(isDown() ? 0.16F : underMouse() ? 0.1F : 0.04F);
     painter.setBrush(face);
-    painter.setPen(showsFocus() ? QPen(textColor(ColorRole::accent), 2) : QPen(lineColor(), 1));
+    painter.setPen(showsFocus() ? QPen(textColor(ColorRole::accent), 2) : QPen(outlineColor(), 1));
     const qreal inset = painter.pen().widthF() / 2;
     painter.drawRoundedRect(QRectF(rect()).adjusted(inset, inset, -inset, -inset), cornerRadius,
                             cornerRadius);

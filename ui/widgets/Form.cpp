@@ -4,6 +4,7 @@
 #include "ui/style/Colors.h"
 #include "ui/style/TextStyle.h"
 #include "ui/widgets/AccessibleRole.h"
+#include "ui/widgets/Mirror.h"
 #include "ui/widgets/TextRow.h"
 
 #include <QHBoxLayout>
@@ -37,7 +38,7 @@ void FormRow::add(QWidget* widget) {
 }
 
 void FormRow::setOutset(const QMargins& outset) {
-    row_->setContentsMargins(row_->contentsMargins() - outset);
+    row_->setContentsMargins(row_->contentsMargins() - mirrored(outset, layoutDirection()));
 }
 
 void FormRow::addStretch() {

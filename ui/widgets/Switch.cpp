@@ -7,6 +7,7 @@
 #include <QFontMetrics>
 #include <QKeyEvent>
 #include <QPainter>
+#include <QStyle>
 #include <QtMath>
 
 namespace kestrelnet {
@@ -51,22 +52,26 @@ void Switch::paintEvent(QPaintEvent*) {
     painter.setRenderHint(QPainter::Antialiasing);
     const auto group = isEnabled() ? QPalette::Active : QPalette::Disabled;
     painter.setPen(palette().color(group, QPalette::WindowText));
-    painter.drawText(rect(), Qt::AlignVCenter | Qt::AlignLeft | Qt::TextSingleLine, text());
+    const auto start = QStyle::visualAlignment(layoutDirection(), Qt::AlignVCenter | Qt::AlignLeft);
+    painter.drawText(rect(), static_cast<int>(start) | Qt::TextSingleLine, text());
     const QSizeF size = trackSize();
-    paintTrack(painter, QRectF(QPointF(width() - size.width() - outset,
-                                       qRound((height() - size.height()) / 2)),
-                               size));
+    const qreal left = isRightToLeft() ? outset : width() - size.width() - outset;
+    paintTrack(painter, QRectF(QPointF(left, qRound((height() - size.height()) / 2)), size));
 }
 
 void Switch::paintTrack(QPainter& painter, const QRectF& track) const {
     const qreal radius = track.height() / 2;
     painter.setOpacity(isEnabled() ? 1 : 0.5);
-    painter.setPen(Qt::NoPen);
-    painter.setBrush(isChecked() ? fillColor(ColorRole::accent) : fillColor(ColorRole::secondary));
-    painter.drawRoundedRect(track, radius, radius);
+    const ColorRole face = isChecked() ? ColorRole::accent : ColorRole::secondary;
+    painter.setPen(fillEdgeColor(face));
+    painter.setBrush(fillColor(face));
+    painter.drawRoundedRect(track.adjusted(0.5, 0.5, -0.5, -0.5), radius - 0.5, radius - 0.5);
     constexpr qreal gap = 2;
     const qreal diameter = track.height() - 2 * gap;
-    const qreal left = isChecked() ? track.right() - gap - diameter : track.left() + gap;
+    // It moves in reading direction when the switch is turned on.
+    const bool isAtRight = isChecked() != isRightToLeft();
+    const qreal left = isAtRight ? track.right() - gap - diameter : track.left() + gap;
+    painter.setPen(Qt::NoPen);
     painter.setBrush(Qt::white);
     painter.drawEllipse(QRectF(left, track.top() + gap, diameter, diameter));
     if (hasFocus()) {

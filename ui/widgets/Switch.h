@@ -5,8 +5,9 @@
 
 namespace kestrelnet {
 
-/// A label with a switch at the other end of the row. A click anywhere in the row, Return and Space
-/// flip it. For the toolkit and for assistive programs it is a check box.
+/// A label with a switch at the other end of the row, mirrored in right-to-left layouts. A click
+/// anywhere in the row, Return and Space flip it. For the toolkit and for assistive programs it is
+/// a check box.
 class Switch final : public QCheckBox {
   public:
     /// The space around the switch for the focus ring.

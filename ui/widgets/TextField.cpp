@@ -36,7 +36,7 @@ void TextField::paintEvent(QPaintEvent* event) {
     QPainter painter(this);
     painter.setRenderHint(QPainter::Antialiasing);
     const qreal width = hasFocus() ? 2 : 1;
-    painter.setPen(QPen(hasFocus() ? textColor(ColorRole::accent) : lineColor(), width));
+    painter.setPen(QPen(hasFocus() ? textColor(ColorRole::accent) : outlineColor(), width));
     const qreal inset = width / 2;
     painter.drawRoundedRect(QRectF(rect()).adjusted(inset, inset, -inset, -inset), cornerRadius,
                             cornerRadius);

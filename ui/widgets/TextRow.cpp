@@ -163,7 +163,7 @@ void TextRow::paintEvent(QPaintEvent*) {
 }
 
 void TextRow::paintMark(QPainter& painter) const {
-    const QColor color = textColor(markColor_);
+    const QColor color = symbolColor(markColor_);
     const int side = symbol_.empty() ? circleDiameter : look_.symbolSide;
     const QRectF place((look_.markColumn - side) / 2.0, textTop() + (lineHeight_ - side) / 2.0,
                        side, side);

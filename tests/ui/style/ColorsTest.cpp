@@ -1,12 +1,11 @@
 // SPDX-License-Identifier: MIT
 #include "ui/style/Colors.h"
 
+#include "tests/ui/Contrast.h"
+
 #include <QApplication>
 
 #include <gtest/gtest.h>
-
-#include <algorithm>
-#include <cmath>
 
 namespace kestrelnet {
 
@@ -14,22 +13,6 @@ namespace {
 
 constexpr ColorRole roles[] = {ColorRole::primary, ColorRole::secondary, ColorRole::accent,
                                ColorRole::orange,  ColorRole::green,     ColorRole::red};
-
-/// The least contrast in the accessibility guidelines for text of any size.
-constexpr double readable = 4.5;
-
-double luminance(const QColor& color) {
-    const auto linear = [](double part) {
-        return part <= 0.04045 ? part / 12.92 : std::pow((part + 0.055) / 1.055, 2.4);
-    };
-    return 0.2126 * linear(color.redF()) + 0.7152 * linear(color.greenF()) +
-           0.0722 * linear(color.blueF());
-}
-
-double contrast(const QColor& one, const QColor& other) {
-    const auto [low, high] = std::minmax({luminance(one), luminance(other)});
-    return (high + 0.05) / (low + 0.05);
-}
 
 class ColorsTest : public testing::TestWithParam<Scheme> {
   protected:
@@ -60,6 +43,35 @@ TEST_P(ColorsTest, fillsStandOutFromTheWindow) {
         EXPECT_GE(contrast(fillColor(role, mode), palette.color(QPalette::Window)), 2.4)
             << "role " << static_cast<int>(role);
     }
+}
+
+TEST_P(ColorsTest, symbolsAndOutlinesAreVisibleOnEveryGround) {
+    for (const Contrast strength : {Contrast::normal, Contrast::high}) {
+        const ColorMode each{GetParam(), strength};
+        const QPalette grounds = modePalette(each);
+        for (const auto ground : {QPalette::Window, QPalette::Base, QPalette::Button}) {
+            const QColor color = grounds.color(ground);
+            EXPECT_GE(contrast(outlineColor(each), color), visible) << ground;
+            for (const ColorRole role : roles) {
+                EXPECT_GE(contrast(symbolColor(role, each), color), visible)
+                    << "role " << static_cast<int>(role) << " ground " << ground;
+                EXPECT_GE(contrast(fillEdgeColor(role, each), color), visible)
+                    << "role " << static_cast<int>(role) << " ground " << ground;
+            }
+        }
+    }
+}
+
+/// Brown is a dark orange.
+TEST_P(ColorsTest, orangeIsNeitherBrownNorRed) {
+    for (const QColor& color :
+         {textColor(ColorRole::orange, mode), symbolColor(ColorRole::orange, mode),
+          fillColor(ColorRole::orange, mode)}) {
+        EXPECT_GE(color.hsvHue(), 20) << color.name().toStdString();
+        EXPECT_LE(color.hsvHue(), 40) << color.name().toStdString();
+        EXPECT_GE(color.value(), 0.7 * 255) << color.name().toStdString();
+    }
+    EXPECT_GE(symbolColor(ColorRole::orange, mode).value(), 0.85 * 255);
 }
 
 TEST_P(ColorsTest, thePaletteIsReadable) {
@@ -105,6 +117,9 @@ TEST_P(ColorsTest, settingTheModeChangesThePaletteAndTheDefaultColours) {
                   modePalette(wanted).color(QPalette::Window));
         EXPECT_EQ(textColor(ColorRole::secondary), textColor(ColorRole::secondary, wanted));
         EXPECT_EQ(fillColor(ColorRole::green), fillColor(ColorRole::green, wanted));
+        EXPECT_EQ(symbolColor(ColorRole::orange), symbolColor(ColorRole::orange, wanted));
+        EXPECT_EQ(fillEdgeColor(ColorRole::green), fillEdgeColor(ColorRole::green, wanted));
+        EXPECT_EQ(outlineColor(), outlineColor(wanted));
         EXPECT_EQ(lineColor(), lineColor(wanted));
     }
     setColorMode({});
