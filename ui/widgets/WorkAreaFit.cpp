@@ -13,8 +13,9 @@ namespace kestrelnet {
 
 namespace {
 
-/// Wayland does not tell the size of the desktop's bars. This is enough for most.
-constexpr int unknownBars = 48;
+/// Wayland tells neither the height of the desktop's bars nor that of a title bar which the
+/// compositor draws. This is enough for most.
+constexpr int unknownBars = 80;
 
 bool isWayland() {
     return QGuiApplication::platformName().startsWith(QLatin1StringView("wayland"));
