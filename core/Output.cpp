@@ -8,26 +8,47 @@
 
 namespace kestrelnet {
 
+namespace {
+
+/// Reads the next chunk. Returns nothing at the end and for a chunk that is not text. No text is
+/// lost when it throws std::bad_alloc.
+std::shared_ptr<const std::string> textOf(FileHandle& readable) {
+    const auto chunk = std::make_shared<std::string>();
+    *chunk = readable.availableData();
+    if (chunk->empty()) {
+        return nullptr;
+    }
+    if (!text::isValidUtf8(*chunk)) {
+        const std::string size = std::to_string(chunk->size());
+        log::warning(log::Category::output, "ignored " + size + " bytes that are not UTF-8 text");
+        return nullptr;
+    }
+    return chunk;
+}
+
+} // namespace
+
 void TunnelManager::readOutput(FileHandle& handle) {
+    // What was read and not posted yet: when there is no memory for that, the handler is called
+    // again.
+    const auto unposted = std::make_shared<std::shared_ptr<const std::string>>();
     handle.setReadabilityHandler(
-        [manager = weak_from_this(), queue = platform_.mainQueue](FileHandle& readable) {
-            std::string chunk = readable.availableData();
-            if (chunk.empty()) {
-                return;
+        [manager = weak_from_this(), queue = platform_.mainQueue, unposted](FileHandle& readable) {
+            if (!*unposted) {
+                *unposted = textOf(readable);
             }
-            if (!text::isValidUtf8(chunk)) {
-                log::warning(log::Category::output, "ignored " + std::to_string(chunk.size()) +
-                                                        " bytes that are not UTF-8 text");
+            if (!*unposted) {
                 return;
             }
             // The pause lasts until the main thread has taken the chunk. So a client that writes
             // faster than that is slowed down, and at most one chunk of each stream is in memory
             // while the client runs.
-            queue->async([manager, chunk = std::move(chunk), pause = readable.pause()] {
+            queue->async([manager, chunk = *unposted, pause = readable.pause()] {
                 if (const auto self = manager.lock()) {
-                    self->handleOutput(chunk);
+                    self->handleOutput(*chunk);
                 }
             });
+            unposted->reset();
         });
 }
 

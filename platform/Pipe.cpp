@@ -3,7 +3,9 @@
 
 #include "platform/Descriptors.h"
 #include "platform/Log.h"
+#include "platform/Memory.h"
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <fcntl.h>
@@ -129,7 +131,7 @@ bool FileHandle::awaitTurn() {
 
 void FileHandle::callHandler() {
     SharedHandler handler;
-    const std::lock_guard call(calling_);
+    const std::lock_guard turn(calling_);
     {
         const std::lock_guard lock(mutex_);
         if (pauses_ == 0) {
@@ -138,8 +140,17 @@ void FileHandle::callHandler() {
     }
     // drain() may have read the bytes meanwhile.
     if (handler && isReadable()) {
-        (*handler)(*this);
+        call(handler);
     }
+}
+
+/// Calls `handler`, again if there was no memory for it, unless it was removed meanwhile.
+void FileHandle::call(const SharedHandler& handler) {
+    whenThereIsMemory([&] {
+        if (currentHandler() == handler) {
+            (*handler)(*this);
+        }
+    });
 }
 
 FileHandle::SharedHandler FileHandle::currentHandler() {
@@ -147,16 +158,17 @@ FileHandle::SharedHandler FileHandle::currentHandler() {
     return handler_;
 }
 
-void FileHandle::drain() {
+std::size_t FileHandle::drain() {
     SharedHandler handler;
-    const std::lock_guard call(calling_);
-    int left = 0;
-    if (::ioctl(descriptor_, FIONREAD, &left) != 0) {
-        return;
+    const std::lock_guard turn(calling_);
+    int size = 0;
+    if (::ioctl(descriptor_, FIONREAD, &size) != 0) {
+        return 0;
     }
-    for (; left > 0 && (handler = currentHandler()); left -= chunkSize) {
-        (*handler)(*this);
+    for (int left = size; left > 0 && (handler = currentHandler()); left -= chunkSize) {
+        call(handler);
     }
+    return static_cast<std::size_t>(size);
 }
 
 class FileHandle::Pause {
@@ -203,11 +215,22 @@ bool FileHandle::isReadable() const {
     return ::poll(&readable, 1, 0) > 0;
 }
 
+/// Waits until bytes or the end can be read.
+void FileHandle::awaitBytes() const {
+    pollfd readable{.fd = descriptor_, .events = POLLIN, .revents = 0};
+    while (descriptor_ >= 0 && ::poll(&readable, 1, -1) < 0 && errno == EINTR) {
+    }
+}
+
 std::string FileHandle::availableData() {
-    std::array<char, chunkSize> buffer; // NOLINT(*-member-init): read() fills what is used.
+    // The memory comes first: what was read cannot be put back.
+    awaitBytes();
+    int available = 0;
+    ::ioctl(descriptor_, FIONREAD, &available);
+    std::string bytes(static_cast<std::size_t>(std::clamp(available, 1, chunkSize)), '\0');
     ssize_t count = 0;
     do {
-        count = ::read(descriptor_, buffer.data(), buffer.size());
+        count = ::read(descriptor_, bytes.data(), bytes.size());
     } while (count < 0 && errno == EINTR);
     // After closeReading() there is no descriptor, which is no failure.
     if (count < 0 && descriptor_ >= 0) {
@@ -217,7 +240,8 @@ std::string FileHandle::availableData() {
         atEnd_ = true;
         return {};
     }
-    return {buffer.data(), static_cast<std::size_t>(count)};
+    bytes.resize(static_cast<std::size_t>(count));
+    return bytes;
 }
 
 Pipe::Pipe() {

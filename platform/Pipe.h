@@ -5,6 +5,7 @@
 
 #include <atomic>
 #include <condition_variable>
+#include <cstddef>
 #include <functional>
 #include <memory>
 #include <mutex>
@@ -22,7 +23,8 @@ class FileHandle : public std::enable_shared_from_this<FileHandle> {
     /// Called on the reader thread each time bytes can be read, and a last time, with nothing to
     /// read, when all writing ends have been closed; drain() calls it on its own thread. Each call
     /// should read once. Calls do not overlap: while a handler waits, nothing more is read, and the
-    /// writer blocks once the pipe is full.
+    /// writer blocks once the pipe is full. A handler that throws std::bad_alloc is called again
+    /// after a tenth of a second; no other exception may leave it.
     using ReadabilityHandler = std::function<void(FileHandle&)>;
 
     /// While one exists, the reader thread does not call the handler.
@@ -48,12 +50,13 @@ class FileHandle : public std::enable_shared_from_this<FileHandle> {
     std::shared_ptr<Pause> pause();
 
     /// Calls the handler on this thread, also during a pause, until it has read every byte that was
-    /// in the pipe at the time of the call. Waits for a running call of the handler, but not for
-    /// more bytes. Any thread, but not inside the handler.
-    void drain();
+    /// in the pipe at the time of the call, and returns their number. Waits for a running call of
+    /// the handler, but not for more bytes. Any thread, but not inside the handler.
+    std::size_t drain();
 
     /// Waits until bytes are available and returns them, 64 KiB at most. Returns nothing when all
-    /// writing ends have been closed or reading failed.
+    /// writing ends have been closed or reading failed. Throws std::bad_alloc, and has read nothing
+    /// then, when there is no memory for them.
     std::string availableData();
 
   private:
@@ -68,7 +71,9 @@ class FileHandle : public std::enable_shared_from_this<FileHandle> {
     bool awaitTurn();
     bool awaitReadable();
     bool isReadable() const;
+    void awaitBytes() const;
     void callHandler();
+    void call(const SharedHandler& handler);
     SharedHandler currentHandler();
     void endPause();
 

@@ -2,6 +2,7 @@
 #include "platform/Process.h"
 
 #include "platform/Descriptors.h"
+#include "platform/Memory.h"
 
 #include <cerrno>
 #include <csignal>
@@ -220,7 +221,7 @@ void Process::awaitEnd() {
     // is reaped under the mutex that kill() takes, so that kill() never signals another process.
     awaitEndOf(pid, WNOWAIT);
     // Ends after the report: until then the reader threads read no output of descendants.
-    const auto pauses = drainOutput();
+    const auto pauses = whenThereIsMemory([this] { return drainOutput(); });
     std::shared_ptr<Process> self;
     {
         const std::lock_guard lock(mutex_);
@@ -230,12 +231,12 @@ void Process::awaitEnd() {
     }
     ended_.notify_all();
     if (const TerminationHandler handler = std::exchange(terminationHandler, nullptr)) {
-        handler(self);
+        whenThereIsMemory([&] { handler(self); });
     }
     relayedOutput.reset();
 }
 
-std::vector<std::shared_ptr<FileHandle::Pause>> Process::drainOutput() {
+std::vector<std::shared_ptr<FileHandle::Pause>> Process::drainOutput() const {
     std::vector<std::shared_ptr<FileHandle::Pause>> pauses;
     for (const auto& output : outputs_) {
         if (const auto handle = output.lock()) {

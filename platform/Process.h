@@ -47,7 +47,8 @@ class Process : public std::enable_shared_from_this<Process> {
     /// ended and `terminationHandler` has returned.
     std::shared_ptr<Pipe> relayedOutput;
     /// Called once, on the process's waiter thread, after the child has ended and been reaped. Not
-    /// called when the process did not start.
+    /// called when the process did not start. If it throws std::bad_alloc it is called again after
+    /// a tenth of a second; no other exception may leave it.
     TerminationHandler terminationHandler;
 
     /// Creates the threads that run() needs, so that a later run() does not fail for lack of them.
@@ -81,7 +82,7 @@ class Process : public std::enable_shared_from_this<Process> {
     Process() = default;
     std::vector<std::shared_ptr<Pipe>> ownPipes() const;
     void awaitEnd();
-    std::vector<std::shared_ptr<FileHandle::Pause>> drainOutput();
+    std::vector<std::shared_ptr<FileHandle::Pause>> drainOutput() const;
 
     mutable std::mutex mutex_;
     std::condition_variable ended_;
