@@ -94,6 +94,7 @@ void TunnelManager::startViaOsascript() {
     const auto output = std::make_shared<Pipe>();
     readOutput(output->fileHandleForReading());
     runner->relayedOutput = output;
+    runner->relaySource = NamedPipe::at(*fifo_);
 
     tunnelProcess_ = runner;
     outputPipe_ = output;

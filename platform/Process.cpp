@@ -4,11 +4,14 @@
 #include "platform/Descriptors.h"
 #include "platform/Memory.h"
 
+#include <algorithm>
 #include <cerrno>
+#include <chrono>
 #include <csignal>
 #include <spawn.h>
 #include <sys/wait.h>
 #include <system_error>
+#include <thread>
 #include <unistd.h>
 #include <utility>
 
@@ -222,6 +225,7 @@ void Process::awaitEnd() {
     awaitEndOf(pid, WNOWAIT);
     // Ends after the report: until then the reader threads read no output of descendants.
     const auto pauses = whenThereIsMemory([this] { return drainOutput(); });
+    whenThereIsMemory([this] { drainRelay(); });
     std::shared_ptr<Process> self;
     {
         const std::lock_guard lock(mutex_);
@@ -245,6 +249,29 @@ std::vector<std::shared_ptr<FileHandle::Pause>> Process::drainOutput() const {
         }
     }
     return pauses;
+}
+
+/// Waits until the other process has copied what is in the source now, and hands that over.
+void Process::drainRelay() const {
+    using namespace std::chrono_literals;
+    if (!relayedOutput || !relaySource) {
+        return;
+    }
+    FileHandle& output = relayedOutput->fileHandleForReading();
+    std::size_t left = relaySource->unread();
+    output.drain();
+    const auto deadline = std::chrono::steady_clock::now() + 3s;
+    while (left > 0) {
+        // When the source is empty, everything is in the pipe. Otherwise somebody may still write
+        // to it, so only the number of bytes says what is older than the end.
+        const bool isLast =
+            relaySource->unread() == 0 || std::chrono::steady_clock::now() >= deadline;
+        left -= std::min(left, output.drain());
+        if (isLast) {
+            return;
+        }
+        std::this_thread::sleep_for(1ms);
+    }
 }
 
 void Process::terminate() {

@@ -4,6 +4,7 @@
 #include "platform/Dispatch.h"
 #include "platform/Environment.h"
 #include "platform/Error.h"
+#include "platform/NamedPipe.h"
 #include "platform/Pipe.h"
 
 #include <condition_variable>
@@ -46,6 +47,9 @@ class Process : public std::enable_shared_from_this<Process> {
     /// A pipe to which another process copies this child's output. It is reset when the child has
     /// ended and `terminationHandler` has returned.
     std::shared_ptr<Pipe> relayedOutput;
+    /// The named pipe from which it copies. What was in there at the end of the child counts as
+    /// output that can be read, if the other process copies it within three seconds.
+    std::unique_ptr<const NamedPipe> relaySource;
     /// Called once, on the process's waiter thread, after the child has ended and been reaped. Not
     /// called when the process did not start. If it throws std::bad_alloc it is called again after
     /// a tenth of a second; no other exception may leave it.
@@ -83,6 +87,7 @@ class Process : public std::enable_shared_from_this<Process> {
     std::vector<std::shared_ptr<Pipe>> ownPipes() const;
     void awaitEnd();
     std::vector<std::shared_ptr<FileHandle::Pause>> drainOutput() const;
+    void drainRelay() const;
 
     mutable std::mutex mutex_;
     std::condition_variable ended_;

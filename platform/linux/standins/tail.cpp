@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
-// tail -f PIPE: copies all data from the named pipe PIPE to standard output, from the first byte
-// and without delay. Any number of writers may open and close the pipe. It ends only when its
-// standard output has no reader any more.
+// tail -f PIPE: moves all data from the named pipe PIPE to standard output, which must be a pipe
+// too, from the first byte and without delay. Any number of writers may open and close the pipe. It
+// ends only when its standard output has no reader any more.
 #include "privileged/CleanState.h"
 
 #include <array>
@@ -41,35 +41,34 @@ int openPipe(const char* path) {
     return pipe;
 }
 
-bool writeAll(std::string_view bytes) {
-    while (!bytes.empty()) {
-        const ssize_t size = ::write(STDOUT_FILENO, bytes.data(), bytes.size());
-        if (size >= 0) {
-            bytes.remove_prefix(static_cast<std::size_t>(size));
-        } else if (errno == EAGAIN) {
-            // Another process that shares this open file may have made it non-blocking.
-            pollfd output{.fd = STDOUT_FILENO, .events = POLLOUT, .revents = 0};
-            ::poll(&output, 1, -1);
-        } else if (errno != EINTR) {
-            return false;
-        }
+/// Moves bytes to standard output, which must be a pipe, and waits while that is full. Returns
+/// false when it has no reader any more.
+///
+/// The kernel moves them at once: each byte is always in one of the two pipes, so that the
+/// application can see at the end of a run whether some are still on their way.
+bool move(int pipe) {
+    constexpr std::size_t most = 65536;
+    if (::splice(pipe, nullptr, STDOUT_FILENO, nullptr, most, SPLICE_F_NONBLOCK) >= 0 ||
+        errno == EINTR) {
+        return true;
     }
+    if (errno != EAGAIN) {
+        return false;
+    }
+    pollfd output{.fd = STDOUT_FILENO, .events = POLLOUT, .revents = 0};
+    ::poll(&output, 1, -1);
     return true;
 }
 
+/// Returns when standard output has no reader any more.
 void follow(int pipe) {
-    std::array<char, 65536> chunk{};
     for (;;) {
         std::array<pollfd, 2> events{pollfd{.fd = pipe, .events = POLLIN, .revents = 0},
                                      pollfd{.fd = STDOUT_FILENO, .events = 0, .revents = 0}};
         if (::poll(events.data(), events.size(), -1) < 0) {
             continue;
         }
-        if (events[1].revents != 0) {
-            return;
-        }
-        const ssize_t size = ::read(pipe, chunk.data(), chunk.size());
-        if (size > 0 && !writeAll({chunk.data(), static_cast<std::size_t>(size)})) {
+        if (events[1].revents != 0 || !move(pipe)) {
             return;
         }
     }

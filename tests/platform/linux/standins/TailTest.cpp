@@ -210,6 +210,28 @@ TEST_F(TailTest, endsWithoutAReaderWhileItWaitsToWrite) {
     ::close(writer);
 }
 
+// So what has left the first pipe has arrived in the second one.
+TEST_F(TailTest, keepsNothingBetweenTheTwoPipes) {
+    follow();
+    const int writer = openWriter();
+    ::fcntl(writer, F_SETFL, O_NONBLOCK);
+    const std::string chunk(4096, 'x');
+    int written = 0;
+    int left = 0;
+    int arrived = 0;
+    EXPECT_TRUE(waitFor([&] {
+        if (const ssize_t size = ::write(writer, chunk.data(), chunk.size()); size > 0) {
+            written += static_cast<int>(size);
+            return false;
+        }
+        ::ioctl(writer, FIONREAD, &left);
+        ::ioctl(output(), FIONREAD, &arrived);
+        return arrived == 65536 && left == 65536;
+    }));
+    EXPECT_EQ(left + arrived, written);
+    ::close(writer);
+}
+
 TEST_F(TailTest, losesNothingWithASlowReader) {
     follow();
     const pid_t writer = ::fork();
