@@ -20,13 +20,15 @@ void TunnelManager::startViaHelper() {
     process->standardOutput = output;
     process->standardError = errors;
     readOutput(errors->fileHandleForReading());
-    readOutput(output->fileHandleForReading());
+    const auto isForgotten = std::make_shared<bool>(false);
+    readOutput(output->fileHandleForReading(), isForgotten);
     process->terminationHandler = terminationHandler();
 
     // Stored before the start: a process that could not be started is replaced by the next run, or
     // released by a disconnect, like any other.
     tunnelProcess_ = process;
     outputPipe_ = output;
+    isOutputForgotten_ = isForgotten;
     auto error = prepareStop();
     if (!error) {
         error = process->run();

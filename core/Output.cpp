@@ -28,31 +28,32 @@ std::shared_ptr<const std::string> textOf(FileHandle& readable) {
 
 } // namespace
 
-void TunnelManager::readOutput(FileHandle& handle) {
+void TunnelManager::readOutput(FileHandle& handle, const std::shared_ptr<const bool>& isForgotten) {
     // What was read and not posted yet: when there is no memory for that, the handler is called
     // again.
     const auto unposted = std::make_shared<std::shared_ptr<const std::string>>();
-    handle.setReadabilityHandler(
-        [manager = weak_from_this(), queue = platform_.mainQueue, unposted](FileHandle& readable) {
-            if (!*unposted) {
-                *unposted = textOf(readable);
+    handle.setReadabilityHandler([manager = weak_from_this(), queue = platform_.mainQueue, unposted,
+                                  isForgotten](FileHandle& readable) {
+        if (!*unposted) {
+            *unposted = textOf(readable);
+        }
+        if (!*unposted) {
+            return;
+        }
+        // The pause lasts until the main thread has taken the chunk. So a client that writes
+        // faster than that is slowed down, and at most one chunk of each stream is in memory
+        // while the client runs.
+        queue->async([manager, isForgotten, chunk = *unposted, pause = readable.pause()] {
+            const auto self = manager.lock();
+            if (self && !(isForgotten && *isForgotten)) {
+                self->handleOutput(*chunk);
             }
-            if (!*unposted) {
-                return;
-            }
-            // The pause lasts until the main thread has taken the chunk. So a client that writes
-            // faster than that is slowed down, and at most one chunk of each stream is in memory
-            // while the client runs.
-            queue->async([manager, chunk = *unposted, pause = readable.pause()] {
-                if (const auto self = manager.lock()) {
-                    self->handleOutput(*chunk);
-                }
-            });
-            unposted->reset();
         });
+        unposted->reset();
+    });
 }
 
-/// Handles no more output of the present run.
+/// Handles no more output of the present run, also none that was read already.
 void TunnelManager::forgetOutput() {
     if (!outputPipe_) {
         return;
@@ -67,6 +68,7 @@ void TunnelManager::forgetOutput() {
         handle.setReadabilityHandler({});
     }
     outputPipe_.reset();
+    *isOutputForgotten_ = true;
 }
 
 void TunnelManager::handleOutput(std::string_view text) {

@@ -92,12 +92,14 @@ void TunnelManager::startViaOsascript() {
     runner->arguments = {"-e", runnerCommand(launcherPath(), fifoPath())};
     runner->terminationHandler = terminationHandler();
     const auto output = std::make_shared<Pipe>();
-    readOutput(output->fileHandleForReading());
+    const auto isForgotten = std::make_shared<bool>(false);
+    readOutput(output->fileHandleForReading(), isForgotten);
     runner->relayedOutput = output;
     runner->relaySource = NamedPipe::at(*fifo_);
 
     tunnelProcess_ = runner;
     outputPipe_ = output;
+    isOutputForgotten_ = isForgotten;
     std::unique_ptr<PreparedJob> readerStart;
     auto error = prepareStop();
     if (!error) {

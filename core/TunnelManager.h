@@ -147,7 +147,7 @@ class TunnelManager : public std::enable_shared_from_this<TunnelManager> {
     std::string fifoPath() const;
 
     // Output
-    void readOutput(FileHandle& handle);
+    void readOutput(FileHandle& handle, const std::shared_ptr<const bool>& isForgotten = {});
     void forgetOutput();
     void handleOutput(std::string_view text);
     void handleLine(std::string_view line);
@@ -192,6 +192,8 @@ class TunnelManager : public std::enable_shared_from_this<TunnelManager> {
     std::shared_ptr<Process> tunnelProcess_;
     /// The output of `tunnelProcess_`; never set without it.
     std::shared_ptr<Pipe> outputPipe_;
+    /// Whether what comes from `outputPipe_` is to be handled no more. Each run has its own.
+    std::shared_ptr<bool> isOutputForgotten_;
     /// The background part of the first stop of `tunnelProcess_`, until that stop begins.
     std::unique_ptr<PreparedJob> stop_;
     /// The path of the FIFO of the latest launch behind the administrator prompt. A weak reference
