@@ -10,8 +10,8 @@
 namespace kestrelnet {
 
 /// Makes this process the only instance of the application in its session. Later instances and the
-/// desktop find it under the application's name and ask it to show itself or to open links. Main
-/// thread only, after the Qt application has been created.
+/// desktop find it under the application's name and ask it to show itself, to open links or to do
+/// an action. Main thread only, after the Qt application has been created.
 class ApplicationInstance {
   public:
     /// On Wayland, the permission to raise a window comes with the request and is valid only while
@@ -22,6 +22,8 @@ class ApplicationInstance {
         /// Open a link. On Linux it is passed on byte for byte, without any check. On macOS the
         /// toolkit gives only a parsed URL: scheme and host are in lower case.
         std::function<void(std::string url)> open;
+        /// Do one of the actions. Never called on macOS.
+        std::function<void(std::string action)> act = {};
     };
 
     enum class Acquisition {
@@ -40,7 +42,10 @@ class ApplicationInstance {
 
     /// `name` is the application's reverse domain name, such as "org.example.App". On Linux it is
     /// the name on the session bus, and the object path follows from it; macOS does not use it.
-    explicit ApplicationInstance(const std::string& name);
+    /// `actions` are the names of the actions that others can call. A call of any other action, or
+    /// with a parameter, is refused at once.
+    explicit ApplicationInstance(const std::string& name,
+                                 const std::vector<std::string>& actions = {});
     /// Releases the name.
     ~ApplicationInstance();
     ApplicationInstance(const ApplicationInstance&) = delete;

@@ -2,6 +2,7 @@
 #include "platform/ApplicationInstance.h"
 
 #include "platform/Log.h"
+#include "platform/linux/ActivationToken.h"
 #include "platform/linux/ForcedEnd.h"
 #include "platform/linux/SessionBus.h"
 
@@ -28,7 +29,6 @@ namespace {
 
 constexpr auto applicationInterface = "org.freedesktop.Application";
 constexpr auto tokenKey = "activation-token";
-constexpr auto tokenVariable = "XDG_ACTIVATION_TOKEN";
 /// The names of the same before Wayland; some launchers use only these.
 constexpr auto startupKey = "desktop-startup-id";
 constexpr auto startupVariable = "DESKTOP_STARTUP_ID";
@@ -36,32 +36,13 @@ constexpr auto startupVariable = "DESKTOP_STARTUP_ID";
 /// A flag of RequestName: fail instead of waiting for the name.
 constexpr uint doNotQueue = 4;
 
-/// A request to the instance: to open a link, or, without one, to show itself.
+/// A request to the instance.
 struct Request {
-    std::optional<std::string> url;
+    enum class Kind { activate, open, act };
+    Kind kind;
+    /// The link to open, or the action.
+    std::string subject;
     QByteArray activationToken;
-};
-
-/// Passes the compositor's permission to raise a window to the toolkit, for one request. The
-/// toolkit reads it from the environment; it is removed afterwards, so that no child process
-/// inherits it.
-class OfferedToken {
-  public:
-    explicit OfferedToken(const QByteArray& token) : offered_(!token.isEmpty()) {
-        if (offered_) {
-            qputenv(tokenVariable, token);
-        }
-    }
-    OfferedToken(const OfferedToken&) = delete;
-    OfferedToken& operator=(const OfferedToken&) = delete;
-    ~OfferedToken() {
-        if (offered_) {
-            qunsetenv(tokenVariable);
-        }
-    }
-
-  private:
-    bool offered_;
 };
 
 /// The object path that belongs to an application's bus name.
@@ -91,7 +72,7 @@ QDBusMessage requestTo(const QString& name, const std::vector<std::string>& urls
         request << uris;
     }
     QVariantMap platformData;
-    if (const QString token = qEnvironmentVariable(tokenVariable); !token.isEmpty()) {
+    if (const QString token = qEnvironmentVariable(activationTokenVariable); !token.isEmpty()) {
         platformData.insert(QLatin1String(tokenKey), token);
     }
     if (const QString startup = qEnvironmentVariable(startupVariable); !startup.isEmpty()) {
@@ -141,29 +122,44 @@ class ApplicationAdaptor : public QDBusAbstractAdaptor {
     Q_CLASSINFO("D-Bus Interface", "org.freedesktop.Application")
 
   public:
-    ApplicationAdaptor(QObject* parent, std::function<void(Request)> received)
-        : QDBusAbstractAdaptor(parent), received_(std::move(received)) {}
+    ApplicationAdaptor(QObject* parent, const std::vector<std::string>& actions,
+                       std::function<void(Request)> received)
+        : QDBusAbstractAdaptor(parent), received_(std::move(received)) {
+        for (const std::string& action : actions) {
+            actions_ << QString::fromStdString(action);
+        }
+    }
 
     // NOLINTBEGIN(readability-identifier-naming): the names are part of the interface.
     Q_SLOT void Activate(const QVariantMap& platformData) {
-        received_({std::nullopt, activationToken(platformData)});
+        received_({Request::Kind::activate, {}, activationToken(platformData)});
     }
 
     Q_SLOT void Open(const QStringList& uris, const QVariantMap& platformData) {
         for (const QString& uri : uris) {
-            received_({uri.toStdString(), activationToken(platformData)});
+            received_({Request::Kind::open, uri.toStdString(), activationToken(platformData)});
         }
     }
 
-    Q_SLOT void ActivateAction(const QString& /*name*/, const QVariantList& /*parameter*/,
-                               const QVariantMap& /*platformData*/, const QDBusMessage& message) {
-        message.setDelayedReply(true);
-        sessionBus().send(message.createErrorReply(
-            QDBusError::InvalidArgs, QStringLiteral("The application has no actions.")));
+    Q_SLOT void ActivateAction(const QString& name, const QVariantList& parameter,
+                               const QVariantMap& platformData, const QDBusMessage& message) {
+        if (!actions_.contains(name)) {
+            refuse(message, QStringLiteral("The application has no such action."));
+        } else if (!parameter.isEmpty()) {
+            refuse(message, QStringLiteral("The action takes no parameter."));
+        } else {
+            received_({Request::Kind::act, name.toStdString(), activationToken(platformData)});
+        }
     }
     // NOLINTEND(readability-identifier-naming)
 
   private:
+    static void refuse(const QDBusMessage& message, const QString& reason) {
+        message.setDelayedReply(true);
+        sessionBus().send(message.createErrorReply(QDBusError::InvalidArgs, reason));
+    }
+
+    QStringList actions_;
     std::function<void(Request)> received_;
 };
 
@@ -172,8 +168,9 @@ class ApplicationAdaptor : public QDBusAbstractAdaptor {
 /// The object on the bus, and the requests that wait for their handlers.
 class ApplicationInstance::Service : public QObject {
   public:
-    explicit Service(const std::string& name) : name_(QString::fromStdString(name)) {
-        new ApplicationAdaptor(this, [this](Request request) { add(std::move(request)); });
+    Service(const std::string& name, const std::vector<std::string>& actions)
+        : name_(QString::fromStdString(name)) {
+        new ApplicationAdaptor(this, actions, [this](Request request) { add(std::move(request)); });
         delivery_.setSingleShot(true);
         QObject::connect(&delivery_, &QTimer::timeout, this, [this] { deliver(); });
     }
@@ -255,7 +252,7 @@ class ApplicationInstance::Service : public QObject {
 
     Acquisition openAlone(const std::vector<std::string>& urls, Acquisition acquisition) {
         for (const std::string& url : urls) {
-            add({url, {}});
+            add({Request::Kind::open, url, {}});
         }
         return acquisition;
     }
@@ -270,11 +267,18 @@ class ApplicationInstance::Service : public QObject {
             const Request request = std::move(requests_.front());
             requests_.pop_front();
             const OfferedToken token(request.activationToken);
-            if (!request.url) {
-                handlers_->activate();
-            } else {
-                handlers_->open(*request.url);
-            }
+            handle(request);
+        }
+    }
+
+    void handle(const Request& request) const {
+        switch (request.kind) {
+        case Request::Kind::activate:
+            return handlers_->activate();
+        case Request::Kind::open:
+            return handlers_->open(request.subject);
+        case Request::Kind::act:
+            return handlers_->act(request.subject);
         }
     }
 
@@ -288,8 +292,9 @@ class ApplicationInstance::Service : public QObject {
     std::optional<SessionBusReturn> busReturn_;
 };
 
-ApplicationInstance::ApplicationInstance(const std::string& name)
-    : service_(std::make_unique<Service>(name)) {}
+ApplicationInstance::ApplicationInstance(const std::string& name,
+                                         const std::vector<std::string>& actions)
+    : service_(std::make_unique<Service>(name, actions)) {}
 
 ApplicationInstance::~ApplicationInstance() = default;
 

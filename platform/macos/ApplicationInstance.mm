@@ -139,7 +139,8 @@ class ApplicationInstance::Service : public QObject {
     KestrelnetEventHandler* events_ = nil;
 };
 
-ApplicationInstance::ApplicationInstance(const std::string& /*name*/)
+ApplicationInstance::ApplicationInstance(const std::string& /*name*/,
+                                         const std::vector<std::string>& /*actions*/)
     : service_(std::make_unique<Service>()) {}
 
 ApplicationInstance::~ApplicationInstance() = default;

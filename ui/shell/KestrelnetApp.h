@@ -9,7 +9,9 @@
 
 #include <functional>
 #include <memory>
+#include <string>
 #include <string_view>
+#include <vector>
 
 namespace kestrelnet {
 
@@ -48,9 +50,17 @@ class KestrelnetApp final : public QObject {
     /// Disconnects, and ends the program half a second later. Further calls do nothing.
     void quit();
 
+    /// The names of the actions that launchers, keyboard shortcuts and scripts can call.
+    static std::vector<std::string> actionNames();
+    /// Does what the panel's button would do in the present state, and nothing while the program
+    /// ends. Without a device key, there is nothing to connect with: opens the panel instead.
+    void act(std::string_view action);
+
     TunnelManager& tunnel() { return *tunnel_; }
 
   private:
+    struct Action;
+
     void togglePanel();
     Panel& panel();
     void panelAppeared();
@@ -58,6 +68,11 @@ class KestrelnetApp final : public QObject {
     void prepareWindows();
     void after(Seconds delay, void (KestrelnetApp::*action)());
     void terminate() { outside_.terminate(); }
+    void pressConnect();
+    void pressDisconnect();
+    void pressToggle();
+    void pressQuit();
+    bool offersConnect() const;
 
     Outside outside_;
     std::shared_ptr<TunnelManager> tunnel_;

@@ -71,7 +71,7 @@ ApplicationInstance::Acquisition acquire(ApplicationInstance& instance,
 }
 
 int run(QApplication& application, const std::vector<std::string>& links) {
-    ApplicationInstance instance(product::applicationIdentifier);
+    ApplicationInstance instance(product::applicationIdentifier, KestrelnetApp::actionNames());
     const auto acquisition = acquire(instance, links);
     if (acquisition == ApplicationInstance::Acquisition::passedOn) {
         return EXIT_SUCCESS;
@@ -86,7 +86,8 @@ int run(QApplication& application, const std::vector<std::string>& links) {
                                         : Panel::Closing::minimizes});
     const EndRequests endRequests([&shell] { shell.quit(); });
     instance.setHandlers({.activate = [&shell] { shell.openPanel(); },
-                          .open = [&shell](const std::string& url) { shell.handleURL(url); }});
+                          .open = [&shell](const std::string& url) { shell.handleURL(url); },
+                          .act = [&shell](const std::string& action) { shell.act(action); }});
     const TrayHost trayHost({.appeared = [&shell] { shell.trayAppeared(); },
                              .absent = [&shell] { shell.trayAbsent(); }});
     return application.exec();

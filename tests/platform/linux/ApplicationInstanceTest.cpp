@@ -221,7 +221,8 @@ class ApplicationInstanceTest : public testing::Test {
     void setHandlers() {
         instance_.setHandlers(
             {.activate = [this] { requests_.emplace_back("activate"); },
-             .open = [this](std::string url) { requests_.push_back(std::move(url)); }});
+             .open = [this](std::string url) { requests_.push_back(std::move(url)); },
+             .act = [this](const std::string& action) { requests_.push_back("do " + action); }});
     }
 
     static QDBusMessage request(const char* member, const QVariantList& arguments) {
@@ -240,7 +241,7 @@ class ApplicationInstanceTest : public testing::Test {
         return waitUntil([this, count] { return requests_.size() >= count; });
     }
 
-    ApplicationInstance instance_{name};
+    ApplicationInstance instance_{name, {"connect", "quit"}};
     BusPeer caller_;
     std::vector<std::string> requests_;
 };
@@ -269,11 +270,42 @@ TEST_F(ApplicationInstanceTest, answersBeforeTheHandlerReturns) {
     EXPECT_TRUE(answered);
 }
 
-TEST_F(ApplicationInstanceTest, unknownActionIsAnError) {
+TEST_F(ApplicationInstanceTest, actionsWaitInOrderWithOtherRequests) {
+    for (const char* action : {"quit", "connect"}) {
+        EXPECT_EQ(
+            call("ActivateAction", {QLatin1String(action), QVariantList(), QVariantMap()}).type(),
+            QDBusMessage::ReplyMessage);
+    }
+    EXPECT_EQ(call("Activate", {QVariantMap()}).type(), QDBusMessage::ReplyMessage);
     setHandlers();
+    EXPECT_TRUE(waitForRequests(3));
+    EXPECT_THAT(requests_, ElementsAre("do quit", "do connect", "activate"));
+}
+
+TEST_F(ApplicationInstanceTest, anActionGetsItsActivationToken) {
+    std::string token;
+    instance_.setHandlers({.activate = {}, .open = {}, .act = [&token](const std::string&) {
+                               token = qgetenv("XDG_ACTIVATION_TOKEN").toStdString();
+                           }});
+    call("ActivateAction",
+         {QStringLiteral("connect"), QVariantList(),
+          QVariantMap{{QStringLiteral("activation-token"), QStringLiteral("permit-6")}}});
+    EXPECT_TRUE(waitUntil([&token] { return token == "permit-6"; }));
+}
+
+TEST_F(ApplicationInstanceTest, unknownActionsAndParametersAreErrors) {
+    setHandlers();
+    for (const char* action : {"", "Connect", "connect ", "uninstall"}) {
+        const QDBusMessage answer =
+            call("ActivateAction", {QLatin1String(action), QVariantList(), QVariantMap()});
+        EXPECT_EQ(answer.errorName().toStdString(), "org.freedesktop.DBus.Error.InvalidArgs");
+        EXPECT_EQ(answer.errorMessage().toStdString(), "The application has no such action.");
+    }
     const QDBusMessage answer =
-        call("ActivateAction", {QStringLiteral("connect"), QVariantList(), QVariantMap()});
-    EXPECT_EQ(answer.errorName().toStdString(), "org.freedesktop.DBus.Error.InvalidArgs");
+        call("ActivateAction",
+             {QStringLiteral("connect"), QVariantList{QStringLiteral("somewhere")}, QVariantMap()});
+    EXPECT_EQ(answer.errorMessage().toStdString(), "The action takes no parameter.");
+    roundTrip(caller_.connection());
     EXPECT_THAT(requests_, IsEmpty());
 }
 

@@ -20,18 +20,18 @@ class Arguments(argparse.Namespace):
 
     def program(self, *words, **variables):
         """Start it with these arguments and environment variables; a context manager."""
-        return Program(self.application, *words, on_failure=self._picture_of_failure, **variables)
+        return Program(self.application, *words, on_failure=self.picture_of_failure, **variables)
 
     def host(self, name):
         """Start a tray host; a context manager."""
-        return Host(name, on_failure=self._picture_of_failure)
+        return Host(name, on_failure=self.picture_of_failure)
 
     def picture(self, name):
         """Save the screen."""
         os.makedirs(self.pictures, exist_ok=True)
         take(os.path.join(self.pictures, f"{self.case}-{name}.png"))
 
-    def _picture_of_failure(self):
+    def picture_of_failure(self):
         """Save the screen at the first failure, which shows the cause."""
         if not self.has_failed:
             self.has_failed = True
