@@ -5,6 +5,7 @@
 #include "platform/Bundle.h"
 #include "ui/settings/SettingsWindow.h"
 #include "ui/shell/ApplicationIcon.h"
+#include "ui/shell/DropWatch.h"
 #include "ui/shell/HelperAlert.h"
 #include "ui/shell/SetupLink.h"
 #include "ui/shell/TrayIcon.h"
@@ -30,7 +31,19 @@ constexpr auto quitDelay = 500ms;
 } // namespace
 
 KestrelnetApp::KestrelnetApp(Outside outside)
-    : outside_(std::move(outside)), tunnel_(std::make_shared<TunnelManager>(outside_.platform)) {}
+    : outside_(std::move(outside)), tunnel_(std::make_shared<TunnelManager>(outside_.platform)) {
+    if (outside_.notify) {
+        dropWatch_ = std::make_unique<DropWatch>(
+            *tunnel_, outside_.platform.mainQueue,
+            DropWatch::Actions{.tell = outside_.notify,
+                               .withdraw = outside_.withdrawNotification,
+                               .opened = [self = QPointer(this)] {
+                                   if (self) {
+                                       self->openPanel();
+                                   }
+                               }});
+    }
+}
 
 KestrelnetApp::~KestrelnetApp() {
     delete settings_;

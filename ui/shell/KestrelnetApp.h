@@ -2,6 +2,7 @@
 #pragma once
 
 #include "core/Platform.h"
+#include "platform/Notifier.h"
 #include "ui/panel/Panel.h"
 
 #include <QObject>
@@ -15,6 +16,7 @@
 
 namespace kestrelnet {
 
+class DropWatch;
 class SettingsWindow;
 class Theme;
 class TrayIcon;
@@ -30,6 +32,9 @@ class KestrelnetApp final : public QObject {
         std::function<void()> terminate;
         /// What closing the panel does on a desktop without a tray.
         Panel::Closing closing = Panel::Closing::hides;
+        /// Shows a notification of the desktop, and closes it. Both may be empty.
+        std::function<void(const Notification&)> notify = {};
+        std::function<void()> withdrawNotification = {};
     };
 
     explicit KestrelnetApp(Outside outside);
@@ -76,6 +81,7 @@ class KestrelnetApp final : public QObject {
 
     Outside outside_;
     std::shared_ptr<TunnelManager> tunnel_;
+    std::unique_ptr<DropWatch> dropWatch_;
     std::unique_ptr<Theme> theme_;
     Panel::Form panelForm_ = Panel::Form::window;
     std::unique_ptr<Panel> panel_;

@@ -4,6 +4,7 @@
 #include "core/Product.h"
 #include "platform/ApplicationInstance.h"
 #include "platform/EndRequests.h"
+#include "platform/Notifier.h"
 #include "platform/TrayHost.h"
 #include "ui/shell/KestrelnetApp.h"
 #include "ui/shell/ReplaceAlert.h"
@@ -79,11 +80,15 @@ int run(QApplication& application, const std::vector<std::string>& links) {
     if (acquisition == ApplicationInstance::Acquisition::unresponsive) {
         return EXIT_FAILURE;
     }
+    Notifier notifier({.name = QCoreApplication::applicationName().toStdString(),
+                       .identifier = product::applicationIdentifier});
     KestrelnetApp shell({.platform = Platform::system(),
                          .terminate = [] { QCoreApplication::exit(); },
                          .closing = acquisition == ApplicationInstance::Acquisition::acquired
                                         ? Panel::Closing::hides
-                                        : Panel::Closing::minimizes});
+                                        : Panel::Closing::minimizes,
+                         .notify = [&notifier](const Notification& it) { notifier.show(it); },
+                         .withdrawNotification = [&notifier] { notifier.withdraw(); }});
     const EndRequests endRequests([&shell] { shell.quit(); });
     instance.setHandlers({.activate = [&shell] { shell.openPanel(); },
                           .open = [&shell](const std::string& url) { shell.handleURL(url); },

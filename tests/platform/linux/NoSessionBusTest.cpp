@@ -2,6 +2,7 @@
 // Runs without a session bus: nothing is found, and nothing blocks.
 #include "platform/Appearance.h"
 #include "platform/ApplicationInstance.h"
+#include "platform/Notifier.h"
 #include "platform/TrayHost.h"
 
 #include "tests/support/EventLoop.h"
@@ -17,6 +18,7 @@
 namespace kestrelnet {
 namespace {
 
+using testing::ElementsAre;
 using testing::IsSupersetOf;
 using testing::StartsWith;
 
@@ -59,6 +61,16 @@ TEST(NoSessionBusTest, anInstanceRunsWithoutABus) {
                                          "available: org.freedesktop.DBus.Error."),
                               StartsWith("warning kestrelnet.desktop: cannot register the "
                                          "application on the session bus")}));
+}
+
+TEST(NoSessionBusTest, showsNoNotification) {
+    Notifier notifier({.name = "Kestrelnet", .identifier = "com.kestrelnetvpn.app"});
+    notifier.show({.summary = "VPN disconnected", .body = "", .opened = {}});
+    runPostedEvents();
+    notifier.withdraw();
+    EXPECT_THAT(noBus->messages(),
+                ElementsAre(StartsWith("warning kestrelnet.desktop: the session bus is not "
+                                       "available: ")));
 }
 
 TEST(NoSessionBusTest, reportsNoPreference) {

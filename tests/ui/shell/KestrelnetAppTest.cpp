@@ -444,6 +444,30 @@ TEST_F(KestrelnetAppTest, afterALateTrayTheNextPanelIsAPopup) {
     EXPECT_EQ(visible<Panel>()->form(), Panel::Form::popup);
 }
 
+TEST_F(KestrelnetAppTest, aDropIsNotifiedAndAClickOpensThePanel) {
+    std::vector<Notification> shown;
+    int withdrawals = 0;
+    app = std::make_unique<KestrelnetApp>(
+        KestrelnetApp::Outside{.platform = world.platform,
+                               .terminate = [] {},
+                               .notify = [&](const Notification& it) { shown.push_back(it); },
+                               .withdrawNotification = [&] { ++withdrawals; }});
+    app->trayAppeared();
+    app->tunnel().status = TunnelStatus::connected;
+    app->tunnel().status = TunnelStatus::error;
+    app->tunnel().lastLog = "VPN process exited unexpectedly";
+    time.advance(1s);
+    ASSERT_EQ(shown.size(), 1U);
+    EXPECT_EQ(shown[0].summary, "VPN disconnected");
+    shown[0].opened();
+    EXPECT_NE(visible<Panel>(), nullptr);
+    app->quit();
+    time.runPending();
+    EXPECT_EQ(withdrawals, 1);
+    app.reset();
+    shown[0].opened();
+}
+
 TEST_F(KestrelnetAppTest, mayBeDestroyedWithJobsPending) {
     startWithTray();
     app->openPanel();
