@@ -2,14 +2,17 @@
 #include "ui/panel/MenuBarView.h"
 
 #include "core/TunnelManager.h"
+#include "ui/panel/CopyMenu.h"
 #include "ui/style/QtText.h"
 #include "ui/style/TextStyle.h"
 #include "ui/widgets/Buttons.h"
 #include "ui/widgets/Divider.h"
 #include "ui/widgets/TextRow.h"
 
+#include <QContextMenuEvent>
 #include <QFontMetrics>
 #include <QHBoxLayout>
+#include <QKeyEvent>
 #include <QVBoxLayout>
 
 #include <utility>
@@ -45,7 +48,7 @@ void showRow(TextRow& row, const std::optional<std::string>& text) {
 
 MenuBarView::MenuBarView(TunnelManager& tunnel, std::shared_ptr<Queue> mainQueue, Actions actions,
                          QWidget* parent)
-    : QWidget(parent), actions_(std::move(actions)),
+    : QWidget(parent), tunnel_(tunnel), actions_(std::move(actions)),
       updater_(std::move(mainQueue),
                {.content = [&tunnel] { return menuBarContent(tunnel); },
                 .apply = [this](const MenuBarContent& content) { apply(content); },
@@ -155,6 +158,21 @@ void MenuBarView::applyAction(const MenuBarContent& content) {
 void MenuBarView::focusMainButton() {
     QWidget* const button = toggle_->isHidden() ? openSettings_ : toggle_;
     button->setFocus(Qt::OtherFocusReason);
+}
+
+void MenuBarView::contextMenuEvent(QContextMenuEvent* event) {
+    openCopyMenu(tunnel_, *event, *this);
+}
+
+/// The toolkit knows only the Menu key, which many keyboards lack.
+void MenuBarView::keyPressEvent(QKeyEvent* event) {
+    if (event->key() != Qt::Key_F10 || event->modifiers() != Qt::ShiftModifier) {
+        return QWidget::keyPressEvent(event);
+    }
+    const QWidget* const focus = focusWidget();
+    const QPoint place = focus != nullptr ? focus->geometry().center() : rect().center();
+    QContextMenuEvent opening(QContextMenuEvent::Keyboard, place, mapToGlobal(place));
+    contextMenuEvent(&opening);
 }
 
 void MenuBarView::showEvent(QShowEvent* event) {

@@ -19,7 +19,8 @@ class FilledButton;
 class TextRow;
 
 /// The panel's content: the state of the tunnel, the button that changes it, and buttons for the
-/// settings and for quitting. It keeps no state of its own.
+/// settings and for quitting. It keeps no state of its own. A context menu copies the exit IP and
+/// the last line; the keyboard opens it with the Menu key or Shift+F10.
 class MenuBarView final : public QWidget {
   public:
     static constexpr int fullWidth = 280;
@@ -41,6 +42,8 @@ class MenuBarView final : public QWidget {
     void focusMainButton();
 
   protected:
+    void contextMenuEvent(QContextMenuEvent* event) override;
+    void keyPressEvent(QKeyEvent* event) override;
     void showEvent(QShowEvent* event) override;
 
   private:
@@ -50,6 +53,7 @@ class MenuBarView final : public QWidget {
     void apply(const MenuBarContent& content);
     void applyAction(const MenuBarContent& content);
 
+    TunnelManager& tunnel_;
     Actions actions_;
     TextRow* header_ = nullptr;
     TextRow* status_ = nullptr;

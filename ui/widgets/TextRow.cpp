@@ -21,19 +21,6 @@ constexpr int circleDiameter = 8;
 constexpr int markSpacing = 8;
 constexpr char16_t ellipsis = u'\u2026';
 
-/// Replaces white space of every kind by spaces, and control characters by the replacement
-/// character.
-QString visible(QString text) {
-    for (QChar& c : text) {
-        if (c.isSpace()) {
-            c = u' ';
-        } else if (c.category() == QChar::Other_Control) {
-            c = QChar::ReplacementCharacter;
-        }
-    }
-    return text;
-}
-
 /// The positions at which `text` can be cut without splitting a character.
 std::vector<qsizetype> characterBoundaries(const QString& text) {
     std::vector<qsizetype> boundaries;
@@ -45,6 +32,17 @@ std::vector<qsizetype> characterBoundaries(const QString& text) {
 }
 
 } // namespace
+
+QString visibleText(QString text) {
+    for (QChar& c : text) {
+        if (c.isSpace()) {
+            c = u' ';
+        } else if (c.category() == QChar::Other_Control) {
+            c = QChar::ReplacementCharacter;
+        }
+    }
+    return text;
+}
 
 TextRow::TextRow(const Look& look, QWidget* parent)
     : QLabel(parent), look_(look), lineHeight_(qCeil(QFontMetricsF(look.font).height()) + 1) {
@@ -105,7 +103,7 @@ int TextRow::layOut(const QString& text) {
 }
 
 void TextRow::layOutText() {
-    const QString whole = visible(text());
+    const QString whole = visibleText(text());
     if (layOut(whole) <= look_.maxLines) {
         // Each call sends an event, even if there is none.
         if (!toolTip().isEmpty()) {

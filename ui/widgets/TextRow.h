@@ -12,6 +12,10 @@
 
 namespace kestrelnet {
 
+/// Replaces white space of every kind by spaces, and control characters by the replacement
+/// character.
+QString visibleText(QString text);
+
 /// A few lines of plain text, with an optional symbol or circle before it. A text that does not fit
 /// is cut in its middle. No text, not even a hostile one, takes more than `maxLines`. The mark is
 /// part of the same widget and only repeats what the text says.
