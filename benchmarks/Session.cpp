@@ -131,6 +131,8 @@ std::uintmax_t Session::answerCount() const {
 }
 
 void Session::lookUp(int count) {
+    // A chunk that begins or ends inside a character is dropped, and the lines in it.
+    awaitRead();
     const std::uintmax_t before = answerCount();
     for (int i = 0; i < count; ++i) {
         write("Split-tunnel routes: 203.0.113.0/24\n");
@@ -161,6 +163,7 @@ void Session::awaitRead() {
 }
 
 void Session::awaitHandled() {
+    awaitRead();
     write("Network changed\n");
     awaitStatus("Reconnecting...");
     lookUp(1);

@@ -31,6 +31,8 @@ struct Extent {
     int cycles;
     /// Of each operation in a step, in the order of operations().
     std::vector<int> counts;
+    /// The largest growth of memory per cycle, in KiB.
+    double bound;
     /// On a busy machine times say nothing.
     bool judgesTime;
 };
@@ -38,10 +40,13 @@ struct Extent {
 constexpr int steps = 4;
 
 // A tenth of a month of use.
-const Extent whole{
-    .warmUpCycles = 2, .cycles = 10, .counts = {13, 9, 8, 80, 7500}, .judgesTime = true};
+const Extent whole{.warmUpCycles = 2,
+                   .cycles = 10,
+                   .counts = {13, 9, 8, 80, 7500},
+                   .bound = 64,
+                   .judgesTime = true};
 const Extent brief{
-    .warmUpCycles = 2, .cycles = 5, .counts = {2, 2, 2, 10, 1000}, .judgesTime = false};
+    .warmUpCycles = 2, .cycles = 6, .counts = {2, 2, 2, 10, 1000}, .bound = 6, .judgesTime = false};
 
 /// An operation of the user or of the client.
 struct Operation {
@@ -50,6 +55,7 @@ struct Operation {
     /// The largest growth of memory per operation, in KiB.
     double bound;
     std::function<void(Session&, int count, Random&)> run;
+    std::function<void(Session&, Random&)> prepare = {};
 };
 
 /// What the program uses once it is quiet. Memory is in KiB.
@@ -115,6 +121,8 @@ std::string word(Random& random, int length) {
     return text;
 }
 
+constexpr int longestLine = 2000;
+
 /// A line that changes the controller's state, and starts no lookup.
 std::string line(Random& random) {
     switch (draw(random, 0, 9)) {
@@ -127,10 +135,20 @@ std::string line(Random& random) {
     case 3:
         return "error: a packet failed, " + word(random, 20) + '\n';
     case 4:
-        return word(random, draw(random, 200, 3000)) + '\n';
+        return word(random, draw(random, 200, longestLine)) + '\n';
     default:
         return word(random, draw(random, 10, 100)) + '\n';
     }
+}
+
+/// The log reuses the memory of its oldest line for the newest. Makes all of them long, so that
+/// this memory does not grow any more.
+void fillLog(Session& session, Random& random) {
+    constexpr int logLines = 200;
+    for (int i = 0; i < 2 * logLines; ++i) {
+        session.write(word(random, longestLine) + '\n');
+    }
+    session.awaitRead();
 }
 
 /// Lets the client write lines, single ones and many at a time, while no window is open or one is.
@@ -165,8 +183,8 @@ const std::vector<Operation>& operations() {
         {"connect", false, 1, connectAndDisconnect},
         {"settings window", false, 1, openAndCloseSettings},
         {"panel", false, 1, openAndClosePanel},
-        {"lookup", true, 0.2, lookUp},
-        {"change of state", true, 0.01, changeState},
+        {"lookup", true, 1, lookUp},
+        {"change of state", true, 0.01, changeState, fillLog},
     };
     return all;
 }
@@ -234,9 +252,12 @@ void Endurance::runCycle(bool isMeasured) {
     for (const std::size_t index : order) {
         runBlock(index, isMeasured);
     }
+    // The log is that of a short run then.
     if (session_.isConnected()) {
         session_.disconnect();
     }
+    session_.connect();
+    session_.disconnect();
     const double memory = use().own;
     if (isMeasured) {
         memory_.push_back(memory);
@@ -250,6 +271,9 @@ void Endurance::runBlock(std::size_t index, bool isMeasured) {
     const Operation& operation = operations()[index];
     const int count = extent_.counts[index];
     prepare(operation);
+    if (operation.prepare) {
+        operation.prepare(session_, random_);
+    }
     std::optional<Use> before;
     for (int step = 0; step < steps; ++step) {
         operation.run(session_, count, random_);
@@ -323,11 +347,11 @@ bool Endurance::judge() const {
     for (std::size_t index = 0; index < operations().size(); ++index) {
         holds = judgeMemory(index) && holds;
     }
-    holds =
-        report({"Memory per cycle of all operations", slope(memory_), Bound::atMost, 24, " KiB", 1,
-                "from " + number(memory_.front(), 0) + " to " + number(memory_.back(), 0) +
-                    " KiB in " + std::to_string(memory_.size()) + " cycles"}) &&
-        holds;
+    holds = report({"Memory per cycle of all operations", slope(memory_), Bound::atMost,
+                    extent_.bound, " KiB", 1,
+                    "from " + number(memory_.front(), 0) + " to " + number(memory_.back(), 0) +
+                        " KiB in " + std::to_string(memory_.size()) + " cycles"}) &&
+            holds;
     const auto count = [&](const char* name, const std::vector<int>& samples) {
         holds = report({name, static_cast<double>(growth(samples)), Bound::atMost, 0, "", 0,
                         std::to_string(samples.front()) + " at first"}) &&
