@@ -153,7 +153,7 @@ int main(int argc, char* argv[]) {
     }
 
     report({"Client output, throughput against cat", median(cat) / median(ours), Bound::atLeast,
-            0.1, " x", 2, rate(median(ours)) + " against " + rate(median(cat))});
+            0.5, " x", 2, rate(median(ours)) + " against " + rate(median(cat))});
     report({"Memory growth during it", growth, Bound::below, 8, " MiB", 1});
     report({"Delay of a posted event during it, p99", quantile(delays, 0.99), Bound::atMost, 16,
             " ms", 2,

@@ -2,6 +2,7 @@
 // The cost of each step in handling the client's output, for one chunk of ordinary lines.
 
 #include "core/ClientOutput.h"
+#include "core/Observable.h"
 #include "platform/Text.h"
 
 #include <benchmark/benchmark.h>
@@ -58,12 +59,28 @@ BENCHMARK(log);
 void findMarkers(benchmark::State& state) {
     const std::string text = chunk();
     for ([[maybe_unused]] const auto turn : state) {
-        forEachLine(text,
-                    [](std::string_view piece) { benchmark::DoNotOptimize(markerGroup(piece)); });
+        MarkerSearch search(text);
+        forEachLine(text, [&search](std::string_view piece) {
+            benchmark::DoNotOptimize(search.groupOf(piece));
+        });
     }
     countBytes(state);
 }
 BENCHMARK(findMarkers);
+
+void publish(benchmark::State& state) {
+    const std::string text = chunk();
+    ObservableObjectPublisher publisher;
+    Published<std::string> lastLog(publisher);
+    std::size_t notices = 0;
+    const auto subscription = publisher.subscribe([&notices] { ++notices; });
+    for ([[maybe_unused]] const auto turn : state) {
+        forEachLine(text, [&](std::string_view piece) { lastLog = piece; });
+    }
+    benchmark::DoNotOptimize(notices);
+    countBytes(state);
+}
+BENCHMARK(publish);
 
 } // namespace
 

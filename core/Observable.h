@@ -5,9 +5,11 @@
 
 #include <cstdint>
 #include <functional>
+#include <iterator>
 #include <map>
 #include <memory>
 #include <utility>
+#include <vector>
 
 namespace kestrelnet {
 
@@ -33,13 +35,48 @@ class ObservableObjectPublisher {
 
       private:
         friend class ObservableObjectPublisher;
-        using Observers = std::map<std::uint64_t, std::shared_ptr<const Observer>>;
+        /// An observer that is removed while notices are sent may be running: it is destroyed
+        /// afterwards.
+        struct Observers {
+            using Map = std::map<std::uint64_t, Observer>;
+
+            class Sending {
+              public:
+                explicit Sending(Observers& observers) : observers_(observers) {
+                    ++observers_.sendings;
+                }
+                ~Sending() {
+                    if (--observers_.sendings == 0 && !observers_.removed.empty()) {
+                        // The destruction of an observer may remove others.
+                        const auto removed = std::exchange(observers_.removed, {});
+                    }
+                }
+                Sending(const Sending&) = delete;
+                Sending& operator=(const Sending&) = delete;
+
+              private:
+                Observers& observers_;
+            };
+
+            void remove(std::uint64_t id) {
+                auto node = current.extract(id);
+                ++removals;
+                if (sendings > 0) {
+                    removed.push_back(std::move(node));
+                }
+            }
+
+            Map current;
+            std::vector<Map::node_type> removed;
+            std::uint64_t removals = 0;
+            int sendings = 0;
+        };
 
         Subscription(std::weak_ptr<Observers> observers, std::uint64_t id)
             : observers_(std::move(observers)), id_(id) {}
         void cancel() {
             if (const auto observers = observers_.lock()) {
-                observers->erase(id_);
+                observers->remove(id_);
             }
             observers_.reset();
         }
@@ -50,21 +87,23 @@ class ObservableObjectPublisher {
 
     /// Calls `observer` at every notice, in the order of subscription, until the subscription is
     /// destroyed. The observer may subscribe and end subscriptions; a new subscription starts with
-    /// the next notice.
+    /// the next notice. It may not destroy the publisher.
     [[nodiscard]] Subscription subscribe(Observer observer) {
         const std::uint64_t id = ++lastId_;
-        observers_->emplace(id, std::make_shared<const Observer>(std::move(observer)));
+        observers_->current.emplace(id, std::move(observer));
         return Subscription(observers_, id);
     }
 
+    /// A flood of output calls this for each line: so it copies and counts nothing shared.
     void send() const {
         const std::uint64_t last = lastId_;
-        const auto observers = observers_;
-        for (auto next = observers->begin(); next != observers->end() && next->first <= last;) {
+        const Subscription::Observers::Sending sending(*observers_);
+        const auto& current = observers_->current;
+        for (auto next = current.begin(); next != current.end() && next->first <= last;) {
             const std::uint64_t id = next->first;
-            const auto observer = next->second;
-            (*observer)();
-            next = observers->upper_bound(id);
+            const std::uint64_t removals = observers_->removals;
+            next->second();
+            next = observers_->removals == removals ? std::next(next) : current.upper_bound(id);
         }
     }
 

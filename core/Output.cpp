@@ -40,10 +40,11 @@ void TunnelManager::readOutput(FileHandle& handle, const std::shared_ptr<const b
         if (!*unposted) {
             return;
         }
-        // The pause lasts until the main thread has taken the chunk. So a client that writes
-        // faster than that is slowed down, and at most one chunk of each stream is in memory
-        // while the client runs.
-        queue->async([manager, isForgotten, chunk = *unposted, pause = readable.pause()] {
+        // The pause lasts until the main thread takes the chunk. So a client that writes faster
+        // than that is slowed down, and at most two chunks of each stream are in memory while the
+        // client runs: one that is handled, and the next, which is read meanwhile.
+        queue->async([manager, isForgotten, chunk = *unposted, pause = readable.pause()]() mutable {
+            pause.reset();
             const auto self = manager.lock();
             if (self && !(isForgotten && *isForgotten)) {
                 self->handleOutput(*chunk);
@@ -72,13 +73,14 @@ void TunnelManager::forgetOutput() {
 }
 
 void TunnelManager::handleOutput(std::string_view text) {
-    forEachLine(text, [this](std::string_view line) { handleLine(line); });
+    MarkerSearch search(text);
+    forEachLine(text, [&](std::string_view line) { handleLine(line, search.groupOf(line)); });
 }
 
-void TunnelManager::handleLine(std::string_view line) {
+void TunnelManager::handleLine(std::string_view line, MarkerGroup group) {
     logLines_.append(line);
     lastLog = line;
-    switch (markerGroup(line)) {
+    switch (group) {
     case MarkerGroup::routes:
         status = TunnelStatus::connected;
         fetchExitIP();

@@ -150,7 +150,7 @@ class TunnelManager : public std::enable_shared_from_this<TunnelManager> {
     void readOutput(FileHandle& handle, const std::shared_ptr<const bool>& isForgotten = {});
     void forgetOutput();
     void handleOutput(std::string_view text);
-    void handleLine(std::string_view line);
+    void handleLine(std::string_view line, MarkerGroup group);
 
     // End
     Process::TerminationHandler terminationHandler();

@@ -1,10 +1,14 @@
 // SPDX-License-Identifier: MIT
 #include "core/ClientOutput.h"
 
+#include "tests/support/Random.h"
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <array>
+#include <random>
 #include <string>
 #include <vector>
 
@@ -124,6 +128,47 @@ std::vector<std::string> numbers(int first, int last) {
         texts.push_back(std::to_string(number));
     }
     return texts;
+}
+
+/// Ordinary lines, and in some a marker or something like it, at any place.
+std::string chunkWithMarkers(std::mt19937& random) {
+    const auto draw = [&random](std::size_t most) {
+        return std::uniform_int_distribution<std::size_t>(0, most)(random);
+    };
+    std::string chunk;
+    for (std::size_t lines = draw(40); lines > 0; --lines) {
+        chunk += std::string(draw(150), "ae or"[draw(4)]);
+        if (draw(3) == 0) {
+            chunk += groupCases[draw(groupCases.size() - 1)].line;
+        }
+        chunk += std::string(draw(90), 'x') + (draw(9) == 0 ? "\n\n" : "\n");
+    }
+    return chunk.substr(0, chunk.size() - std::min(chunk.size(), draw(2)));
+}
+
+TEST(MarkerSearchTest, findsTheGroupOfEachLineOfAChunk) {
+    std::mt19937 random = seededGenerator();
+    std::size_t found = 0;
+    for (int round = 0; round < 2000; ++round) {
+        const std::string chunk = chunkWithMarkers(random);
+        MarkerSearch search(chunk);
+        forEachLine(chunk, [&](std::string_view line) {
+            const MarkerGroup group = search.groupOf(line);
+            EXPECT_EQ(group, markerGroup(line)) << testing::PrintToString(line);
+            found += group != MarkerGroup::none ? 1U : 0U;
+        });
+    }
+    EXPECT_GT(found, 1000U);
+}
+
+TEST(MarkerSearchTest, findsAMarkerAtEachPlaceOfALongLine) {
+    for (std::size_t place = 0; place < 300; ++place) {
+        const std::string chunk = std::string(place, 'x') + "error" + std::string(200, 'x') + '\n';
+        MarkerSearch search(chunk);
+        EXPECT_EQ(search.groupOf(std::string_view(chunk).substr(0, chunk.size() - 1)),
+                  MarkerGroup::error)
+            << place;
+    }
 }
 
 TEST(RollingLogTest, keepsTheLatestLinesOldestFirst) {

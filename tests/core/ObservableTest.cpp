@@ -139,6 +139,36 @@ TEST(PublisherTest, anObserverMayEndSubscriptionsIncludingItsOwn) {
     EXPECT_THAT(heard, ElementsAre(1, 3, 3));
 }
 
+TEST(PublisherTest, anObserverThatEndsItsOwnSubscriptionExistsUntilItReturns) {
+    ObservableObjectPublisher publisher;
+    ObservableObjectPublisher::Subscription own;
+    const auto held = std::make_shared<int>(5);
+    int seen = 0;
+    own = publisher.subscribe([&own, &seen, copy = held] {
+        own = {};
+        seen = *copy;
+    });
+    publisher.send();
+    EXPECT_EQ(seen, 5);
+    EXPECT_EQ(held.use_count(), 1) << "it is destroyed with the notice";
+}
+
+TEST(PublisherTest, theDestructionOfAnObserverMayEndAnotherSubscription) {
+    ObservableObjectPublisher publisher;
+    int heard = 0;
+    const auto other = std::make_shared<ObservableObjectPublisher::Subscription>(
+        publisher.subscribe([&heard] { ++heard; }));
+    ObservableObjectPublisher::Subscription own;
+    struct EndsOther {
+        std::shared_ptr<ObservableObjectPublisher::Subscription> other;
+        ~EndsOther() { *other = {}; }
+    };
+    own = publisher.subscribe([&own, ends = std::make_shared<EndsOther>(other)] { own = {}; });
+    publisher.send();
+    publisher.send();
+    EXPECT_EQ(heard, 1);
+}
+
 TEST(PublisherTest, anObserverMayAssignAMember) {
     ObservableObjectPublisher publisher;
     Published<int> member(publisher, 0);
