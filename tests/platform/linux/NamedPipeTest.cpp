@@ -19,21 +19,21 @@
 namespace kestrelnet {
 namespace {
 
-class RelayTest : public testing::Test {
+class NamedPipeTest : public testing::Test {
   protected:
-    RelayTest() {
+    NamedPipeTest() {
         EXPECT_EQ(::mkfifo(fifo.c_str(), 0600), 0);
         // Both ends, so that bytes stay unread.
         source = ::open(fifo.c_str(), O_RDWR | O_NONBLOCK | O_CLOEXEC);
     }
-    ~RelayTest() override { ::close(source); }
+    ~NamedPipeTest() override { ::close(source); }
 
     TemporaryFolder folder;
     const std::string fifo = folder.file("fifo");
     int source = -1;
 };
 
-TEST_F(RelayTest, aNamedPipeTellsWhatIsUnread) {
+TEST_F(NamedPipeTest, aNamedPipeTellsWhatIsUnread) {
     const auto pipe = NamedPipe::at(fifo);
     ASSERT_NE(pipe, nullptr);
     EXPECT_EQ(pipe->unread(), 0U);
@@ -46,12 +46,12 @@ TEST_F(RelayTest, aNamedPipeTellsWhatIsUnread) {
     EXPECT_EQ(NamedPipe::at(fifo)->unread(), 0U);
 }
 
-TEST_F(RelayTest, onlyANamedPipeIsOne) {
+TEST_F(NamedPipeTest, onlyANamedPipeIsOne) {
     EXPECT_EQ(NamedPipe::at(folder.file("missing")), nullptr);
     EXPECT_EQ(NamedPipe::at(folder.write("file", "text")), nullptr);
 }
 
-TEST_F(RelayTest, aWriterThatWaitsForAReaderGoesOnWaiting) {
+TEST_F(NamedPipeTest, aWriterThatWaitsForAReaderGoesOnWaiting) {
     const auto pipe = NamedPipe::at(fifo);
     ::close(source);
     const auto writer = Process::create();
@@ -64,14 +64,14 @@ TEST_F(RelayTest, aWriterThatWaitsForAReaderGoesOnWaiting) {
         EXPECT_EQ(pipe->unread(), 0U);
         ::poll(nullptr, 0, 1);
     }
-    EXPECT_TRUE(writer->isRunning());
+    ASSERT_TRUE(writer->isRunning());
     source = ::open(fifo.c_str(), O_RDONLY | O_CLOEXEC);
     writer->waitUntilExit();
     EXPECT_EQ(writer->terminationStatus(), 0);
 }
 
 // Somebody goes on writing to the named pipe.
-TEST_F(RelayTest, theEndWaitsOnlyForWhatWasInTheNamedPipeThen) {
+TEST_F(NamedPipeTest, theEndWaitsOnlyForWhatWasInTheNamedPipeThen) {
     ASSERT_EQ(::write(source, "12345", 5), 5);
     const auto output = std::make_shared<Pipe>();
     std::atomic<std::size_t> received = 0;
