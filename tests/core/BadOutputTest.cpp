@@ -1,9 +1,8 @@
 // SPDX-License-Identifier: MIT
 // Clients with malformed or excessive output.
 #include "tests/core/TunnelTest.h"
+#include "tests/support/ProcessFacts.h"
 
-#include <fstream>
-#include <unistd.h>
 #include <utility>
 
 namespace kestrelnet {
@@ -15,12 +14,6 @@ using testing::ElementsAre;
 using BadOutputTest = TunnelTest;
 
 constexpr std::size_t mebibyte = std::size_t{1} << 20U;
-
-std::size_t residentMemory() {
-    std::size_t pages = 0;
-    std::ifstream("/proc/self/statm") >> pages >> pages;
-    return pages * static_cast<std::size_t>(::sysconf(_SC_PAGESIZE));
-}
 
 TEST_F(BadOutputTest, aChunkThatEndsInsideACharacterIsDropped) {
     const FakeClient& client = start("half-utf8");

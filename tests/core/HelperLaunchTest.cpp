@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "tests/core/TunnelTest.h"
+#include "tests/support/ProcessFacts.h"
 #include "tests/support/ScopedVariable.h"
 #include "tests/support/Waiting.h"
 

@@ -2,11 +2,13 @@
 #include "core/PromptLaunch.h"
 
 #include "tests/core/TunnelTest.h"
+#include "tests/support/ProcessFacts.h"
 #include "tests/support/ScopedVariable.h"
 #include "tests/support/Waiting.h"
 
 #include <filesystem>
 #include <sys/stat.h>
+#include <unistd.h>
 #include <utility>
 
 namespace kestrelnet {
@@ -105,10 +107,6 @@ class PromptLaunchTest : public TunnelTest {
         manager->connect();
         EXPECT_TRUE(time.waitHoldingMain([&] { return runner.isReady(); }));
         return runner;
-    }
-
-    static fs::path stream(const std::string& process, int number) {
-        return fs::read_symlink("/proc/" + process + "/fd/" + std::to_string(number));
     }
 
     static struct stat statusOf(const std::string& path) {
@@ -256,7 +254,8 @@ TEST_F(PromptLaunchTest, theRunnerInheritsEnvironmentFolderAndStreams) {
     EXPECT_THAT(runner.found("working-directory"), ElementsAre(fs::current_path().string()));
     EXPECT_THAT(runner.found("descriptor"), ElementsAre("0", "1", "2"));
     for (const int number : {0, 1, 2}) {
-        EXPECT_EQ(stream(std::to_string(*runner.pid()), number), stream("self", number));
+        EXPECT_NE(openFile(::getpid(), number), "");
+        EXPECT_EQ(openFile(*runner.pid(), number), openFile(::getpid(), number));
     }
 }
 
@@ -343,10 +342,9 @@ TEST_F(PromptLaunchTest, theReaderFollowsTheFifoAndInheritsTheRest) {
     EXPECT_EQ(reader.environment("AUTH_URL"), std::nullopt);
     EXPECT_THAT(reader.found("working-directory"), ElementsAre(fs::current_path().string()));
     EXPECT_THAT(reader.found("descriptor"), ElementsAre("0", "1", "2"));
-    const std::string pid = std::to_string(*reader.pid());
-    EXPECT_EQ(stream(pid, 0), stream("self", 0));
-    EXPECT_EQ(stream(pid, 2), stream("self", 2));
-    EXPECT_THAT(stream(pid, 1).string(), StartsWith("pipe:"));
+    EXPECT_EQ(openFile(*reader.pid(), 0), openFile(::getpid(), 0));
+    EXPECT_EQ(openFile(*reader.pid(), 2), openFile(::getpid(), 2));
+    EXPECT_THAT(openFile(*reader.pid(), 1), StartsWith("pipe:"));
     feed(reader, "Split-tunnel routes: 1\n");
     EXPECT_EQ(manager->status, TunnelStatus::connected);
 }

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "tests/core/TunnelTest.h"
 #include "tests/support/FullDisk.h"
+#include "tests/support/ProcessFacts.h"
 #include "tests/support/Waiting.h"
 
 #include <array>

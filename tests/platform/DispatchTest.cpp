@@ -4,6 +4,7 @@
 #include "platform/Process.h"
 #include "tests/support/Collector.h"
 #include "tests/support/EventLoop.h"
+#include "tests/support/ProcessFacts.h"
 #include "tests/support/Waiting.h"
 
 #include <gmock/gmock.h>

@@ -12,6 +12,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <initializer_list>
 #include <iterator>
 #include <pwd.h>
 #include <string>
@@ -125,7 +126,7 @@ TEST_F(FileManagerTest, aNewFileGetsTheUsualMode) {
 }
 
 TEST_F(FileManagerTest, aReplacedFileKeepsItsMode) {
-    for (const unsigned mode : {0600U, 0644U, 0755U}) {
+    for (const mode_t mode : std::initializer_list<mode_t>{0600, 0644, 0755}) {
         const std::string path = folder.write("file", "old");
         ASSERT_EQ(::chmod(path.c_str(), mode), 0);
         ASSERT_TRUE(files::writeAtomically(path, "new"));

@@ -1,10 +1,12 @@
 // SPDX-License-Identifier: MIT
 #include "platform/Pipe.h"
 
+#include "platform/Descriptors.h"
 #include "platform/Process.h"
 #include "tests/support/Collector.h"
 #include "tests/support/LogRecorder.h"
 #include "tests/support/NoDescriptors.h"
+#include "tests/support/ProcessFacts.h"
 #include "tests/support/Waiting.h"
 
 #include <gmock/gmock.h>
@@ -29,11 +31,9 @@ using testing::ElementsAre;
 class PipeTest : public testing::Test {
   protected:
     PipeTest() {
-        std::array<int, 2> ends{};
-        if (::pipe2(ends.data(), O_CLOEXEC) == 0) {
-            handle = FileHandle::create(ends[0]);
-            writing_ = ends[1];
-        }
+        const PipeDescriptors ends = closeOnExecPipe();
+        handle = FileHandle::create(ends.reading);
+        writing_ = ends.writing;
     }
     ~PipeTest() override { closeWriting(); }
 

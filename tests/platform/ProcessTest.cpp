@@ -3,6 +3,7 @@
 
 #include "tests/support/Collector.h"
 #include "tests/support/FakeClient.h"
+#include "tests/support/ProcessFacts.h"
 #include "tests/support/TemporaryFolder.h"
 #include "tests/support/Waiting.h"
 

@@ -14,6 +14,7 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
+#include <initializer_list>
 #include <memory>
 #include <optional>
 #include <string>
@@ -222,7 +223,7 @@ TEST_F(UserDefaultsTest, aNewFileIsPrivate) {
 }
 
 TEST_F(UserDefaultsTest, aFileThatOthersCanReadIsMadePrivate) {
-    for (const unsigned mode : {0644U, 0660U, 0666U, 0604U}) {
+    for (const mode_t mode : std::initializer_list<mode_t>{0644, 0660, 0666, 0604}) {
         writeFile("kestrelnet_api_key=dev_1234567\n");
         ASSERT_EQ(::chmod(path.c_str(), mode), 0);
         UserDefaults defaults(path);

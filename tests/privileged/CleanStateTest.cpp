@@ -4,6 +4,7 @@
 
 #include "privileged/Identity.h"
 #include "tests/privileged/HelperTest.h"
+#include "tests/support/ProcessFacts.h"
 
 #include <array>
 #include <cerrno>

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "privileged/TrustedFile.h"
 #include "tests/privileged/HelperTest.h"
+#include "tests/support/ProcessFacts.h"
 
 #include <fcntl.h>
 #include <filesystem>

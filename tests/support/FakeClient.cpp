@@ -9,52 +9,12 @@
 #include <fcntl.h>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
-#include <limits>
 #include <signal.h>
 #include <sstream>
-#include <sys/ioctl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 namespace kestrelnet {
-
-namespace {
-
-namespace fs = std::filesystem;
-
-/// Larger than every identifier that Linux assigns.
-constexpr int noProcess = std::numeric_limits<int>::max();
-
-/// The identifier of `process` in the innermost PID namespace that it belongs to.
-int innermostIdentifier(const fs::path& process) {
-    std::istringstream lines(readFile(process / "status"));
-    for (std::string line; std::getline(lines, line);) {
-        if (line.starts_with("NSpid:")) {
-            return std::stoi(line.substr(line.find_last_of("\t ") + 1));
-        }
-    }
-    return noProcess;
-}
-
-/// The process that is `pid` in `space`, a link of /proc/PID/ns, as seen from here.
-int identifierHere(int pid, const std::string& space) {
-    std::error_code error;
-    if (fs::read_symlink("/proc/self/ns/pid", error) == space) {
-        return pid;
-    }
-    for (const auto& entry : fs::directory_iterator("/proc")) {
-        const std::string name = entry.path().filename();
-        if (name.find_first_not_of("0123456789") == std::string::npos &&
-            fs::read_symlink(entry.path() / "ns/pid", error) == space &&
-            innermostIdentifier(entry.path()) == pid) {
-            return std::stoi(name);
-        }
-    }
-    return noProcess;
-}
-
-} // namespace
 
 FakeClient::FakeClient(std::string_view mode, std::string_view argument)
     : mode_(mode), argument_(argument) {
@@ -74,9 +34,7 @@ FakeClient::~FakeClient() {
     ::close(control_);
     // The process id may have been reused, so recognise the process by the folder in its arguments.
     const auto ended = [this](std::optional<int> process) {
-        return !process ||
-               readFile("/proc/" + std::to_string(*process) + "/cmdline").find(folder_.path()) ==
-                   std::string::npos;
+        return !process || commandLine(*process).find(folder_.path()) == std::string::npos;
     };
     [[maybe_unused]] const bool bothEnded =
         waitFor([&] { return ended(pid()) && ended(grandchild()); });
@@ -114,12 +72,7 @@ bool FakeClient::isHeard() const {
 }
 
 int FakeClient::unreadOutput() const {
-    const std::string output = "/proc/" + std::to_string(pid().value_or(0)) + "/fd/1";
-    const int pipe = ::open(output.c_str(), O_WRONLY | O_NONBLOCK | O_CLOEXEC);
-    int unread = 0;
-    ::ioctl(pipe, FIONREAD, &unread);
-    ::close(pipe);
-    return unread;
+    return unreadBytes(pid().value_or(0), STDOUT_FILENO);
 }
 
 bool FakeClient::isAlive() const {
@@ -204,13 +157,6 @@ void FakeClient::command(std::string_view bytes) const {
     if (::write(control_, bytes.data(), bytes.size()) != static_cast<ssize_t>(bytes.size())) {
         ADD_FAILURE() << "the control pipe is broken";
     }
-}
-
-bool isAlive(int pid) {
-    // "PID (NAME) STATE ..."; the name may contain any character.
-    const std::string status = readFile("/proc/" + std::to_string(pid) + "/stat");
-    const std::size_t name = status.rfind(") ");
-    return name != std::string::npos && status[name + 2] != 'Z' && status[name + 2] != 'X';
 }
 
 bool isGone(int pid) {

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "tests/support/ProcessFacts.h"
 #include "tests/support/TemporaryFolder.h"
 
 #include <optional>
@@ -83,8 +84,6 @@ class FakeClient {
     std::string executable_;
 };
 
-/// Whether there is a process `pid` that has not ended.
-bool isAlive(int pid);
 /// Whether there is no process `pid`, not even a zombie.
 bool isGone(int pid);
 

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "tests/support/OrdinaryUser.h"
 
+#include "tests/support/Identifiers.h"
+
 #include <gtest/gtest.h>
 
 #include <filesystem>
@@ -22,15 +24,12 @@ OrdinaryUser::OrdinaryUser(const std::string& folder) : isRoot_(::geteuid() == 0
     for (const auto& entry : std::filesystem::recursive_directory_iterator(folder)) {
         EXPECT_EQ(::lchown(entry.path().c_str(), nobody, nobody), 0);
     }
-    // The real identifiers too, which access() uses.
-    EXPECT_EQ(::setresgid(nobody, nobody, 0), 0);
-    EXPECT_EQ(::setresuid(nobody, nobody, 0), 0);
+    EXPECT_TRUE(becomeForAWhile(nobody));
 }
 
 OrdinaryUser::~OrdinaryUser() {
     if (isRoot_) {
-        EXPECT_EQ(::setresuid(0, 0, 0), 0);
-        EXPECT_EQ(::setresgid(0, 0, 0), 0);
+        EXPECT_TRUE(becomeRootAgain());
     }
 }
 

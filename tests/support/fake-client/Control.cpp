@@ -1,10 +1,11 @@
 // SPDX-License-Identifier: MIT
 #include "tests/support/fake-client/Control.h"
 
+#include "tests/support/fake-client/Facts.h"
+
 #include <cstdio>
 #include <cstdlib>
 #include <fcntl.h>
-#include <filesystem>
 #include <fstream>
 #include <poll.h>
 #include <unistd.h>
@@ -67,8 +68,7 @@ void publish(std::string_view name, std::string_view text) {
 }
 
 void publishProcess(std::string_view name) {
-    publish(name, std::to_string(getpid()) + ' ' +
-                      std::filesystem::read_symlink("/proc/self/ns/pid").string());
+    publish(name, std::to_string(getpid()) + ' ' + processSpace());
 }
 
 void say(int stream, std::string_view bytes) {

@@ -13,8 +13,7 @@ void setFolder(const std::string& path);
 std::string inFolder(std::string_view name);
 /// Creates the file `name` in the folder atomically with its content.
 void publish(std::string_view name, std::string_view text);
-/// Writes the identifier of this process, which counts in the PID namespace that is named beside
-/// it, to the file `name`.
+/// Writes the identifier of this process, and the space in which it counts, to the file `name`.
 void publishProcess(std::string_view name);
 
 /// Writes `bytes` with one write(). Exits if that fails.

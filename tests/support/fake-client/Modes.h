@@ -17,5 +17,7 @@ struct Mode {
 std::span<const Mode> outputModes();
 /// Modes that differ in how they end, and in the processes that they start.
 std::span<const Mode> processModes();
+/// Modes that only one system has. The sources are in one folder per system.
+std::span<const Mode> systemModes();
 
 } // namespace fakeClient

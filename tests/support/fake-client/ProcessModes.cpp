@@ -7,10 +7,8 @@
 #include <cstdlib>
 #include <fcntl.h>
 #include <poll.h>
-#include <sched.h>
 #include <string>
 #include <sys/resource.h>
-#include <sys/syscall.h>
 #include <unistd.h>
 
 namespace fakeClient {
@@ -160,8 +158,8 @@ void changeUser(std::string_view /*argument*/) {
         setsid();
         signal(SIGTERM, SIG_IGN);
         openControl();
-        if (setresgid(stranger, stranger, stranger) != 0 ||
-            setresuid(stranger, stranger, stranger) != 0) {
+        // The saved identifiers become the same.
+        if (setregid(stranger, stranger) != 0 || setreuid(stranger, stranger) != 0) {
             std::_Exit(77);
         }
         obey();
@@ -217,20 +215,6 @@ void wrap(std::string_view /*argument*/) {
     std::_Exit(0);
 }
 
-/// Starts a child that ignores SIGTERM and waits in the kernel for the end of its own child, as
-/// after vfork(). Its state is "D", uninterruptible sleep.
-void keepUninterruptible(std::string_view /*argument*/) {
-    exitOnTerminate("");
-    if (fork() == 0) {
-        signal(SIGTERM, SIG_IGN);
-        publishProcess("grandchild");
-        if (syscall(SYS_clone, CLONE_VFORK | SIGCHLD, nullptr, nullptr, nullptr, nullptr) == 0) {
-            stay();
-        }
-        std::_Exit(0);
-    }
-}
-
 [[noreturn]] void crash(std::string_view /*argument*/) {
     std::abort();
 }
@@ -246,13 +230,12 @@ constexpr std::array modes{
     Mode{"stops-itself", stopItself}, // stops by SIGSTOP
     Mode{"wraps", wrap},              // stays, with a child and a grandchild
     Mode{"cleans-up", cleanUp},       // writes FOLDER/cleaned ARGUMENT milliseconds after SIGTERM
-    Mode{"keeps-uninterruptible", keepUninterruptible}, // stays, with a child in state D
-    Mode{"crashes", crash},                             // ends by SIGABRT
-    Mode{"keeps-grandchild", keepGrandchild},           // stays, with a child
-    Mode{"keeps-daemon", keepDaemon},    // stays, with a daemon that survives SIGTERM
-    Mode{"stubborn-pair", stubbornPair}, // survives SIGTERM, as does its child
-    Mode{"breeds", breed},               // survives SIGTERM, and starts many children
-    Mode{"spreads", spread},             // starts many descendants, each the child of the last
+    Mode{"crashes", crash},           // ends by SIGABRT
+    Mode{"keeps-grandchild", keepGrandchild}, // stays, with a child
+    Mode{"keeps-daemon", keepDaemon},         // stays, with a daemon that survives SIGTERM
+    Mode{"stubborn-pair", stubbornPair},      // survives SIGTERM, as does its child
+    Mode{"breeds", breed},                    // survives SIGTERM, and starts many children
+    Mode{"spreads", spread},                  // starts many descendants, each the child of the last
     Mode{"exits-on-terminate", exitOnTerminate}, // handles SIGTERM by exit with status 0
 };
 

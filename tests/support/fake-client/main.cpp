@@ -3,16 +3,18 @@
 // reads them from the file with its own name plus ".arguments", one per line.
 //
 // It writes a description of itself to FOLDER/description (see `description`) and its process id to
-// FOLDER/pid, and then does what the tables in OutputModes.cpp and ProcessModes.cpp say for MODE. A
-// mode that does not exit then writes FOLDER/ready, handles commands, and writes the number of
-// handled commands to FOLDER/obeyed. FOLDER/control is a named pipe that the test keeps open for
-// writing. When the test closes it, the client and the processes that it has left behind exit.
+// FOLDER/pid, and then does what the tables in OutputModes.cpp, ProcessModes.cpp and
+// SystemModes.cpp say for MODE. A mode that does not exit then writes FOLDER/ready, handles
+// commands, and writes the number of handled commands to FOLDER/obeyed. FOLDER/control is a named
+// pipe that the test keeps open for writing. When the test closes it, the client and the processes
+// that it has left behind exit.
 //
 // Commands on the control pipe, one per line:
 //   out N, err N          write the N bytes that follow the line, in one write()
 //   close-out, close-err  close that stream
 //   exit N                end with status N
 #include "tests/support/fake-client/Control.h"
+#include "tests/support/fake-client/Facts.h"
 #include "tests/support/fake-client/Modes.h"
 
 #include <algorithm>
@@ -56,10 +58,7 @@ std::string description(char** arguments, char** environment) {
     std::array<char, 4096> path{};
     add("working-directory", getcwd(path.data(), path.size()) == nullptr ? "" : path.data());
     add("process-group", getpgrp());
-    uid_t real = 0;
-    uid_t effective = 0;
-    uid_t saved = 0;
-    getresuid(&real, &effective, &saved);
+    const auto [real, effective, saved] = fakeClient::users();
     add("user",
         std::to_string(real) + " " + std::to_string(effective) + " " + std::to_string(saved));
     for (const int descriptor : descriptors()) {
@@ -82,8 +81,7 @@ std::string description(char** arguments, char** environment) {
 std::vector<std::string> commandLine(int count, char** arguments) {
     std::vector<std::string> found(arguments + std::min(count, 1), arguments + count);
     if (found.empty()) {
-        std::ifstream lines(std::filesystem::read_symlink("/proc/self/exe").string() +
-                            ".arguments");
+        std::ifstream lines(fakeClient::programPath() + ".arguments");
         for (std::string line; std::getline(lines, line);) {
             found.push_back(line);
         }
@@ -100,7 +98,7 @@ int main(int count, char** arguments, char** environment) {
         std::cerr << "usage: fake-client MODE FOLDER [ARGUMENT...]\n";
         return 64;
     }
-    for (const auto modes : {outputModes(), processModes()}) {
+    for (const auto modes : {outputModes(), processModes(), systemModes()}) {
         for (const Mode& mode : modes) {
             if (mode.name == words[0]) {
                 setFolder(words[1]);

@@ -1,0 +1,22 @@
+# GoogleTest's targets for a cross-build, from the sources of the host's package.
+find_path(GTEST_SOURCES googletest/src/gtest-all.cc NO_DEFAULT_PATH PATHS /usr/src/googletest)
+
+include(FindPackageHandleStandardArgs)
+find_package_handle_standard_args(GTest REQUIRED_VARS GTEST_SOURCES)
+if(NOT TARGET GTest::gtest)
+  # googletest_library(NAME FOLDER SOURCE...)
+  function(googletest_library name folder)
+    list(TRANSFORM ARGN PREPEND ${GTEST_SOURCES}/${folder}/src/ OUTPUT_VARIABLE sources)
+    add_library(googletest_${name} STATIC ${sources})
+    add_library(GTest::${name} ALIAS googletest_${name})
+    # The project's warnings are not for sources of others.
+    target_compile_options(googletest_${name} PRIVATE -w)
+    target_include_directories(googletest_${name} PRIVATE ${GTEST_SOURCES}/${folder})
+    target_include_directories(googletest_${name} SYSTEM PUBLIC ${GTEST_SOURCES}/${folder}/include)
+  endfunction()
+  googletest_library(gtest googletest gtest-all.cc)
+  googletest_library(gmock googlemock gmock-all.cc)
+  target_link_libraries(googletest_gmock PUBLIC googletest_gtest)
+  googletest_library(gtest_main googletest gtest_main.cc)
+  target_link_libraries(googletest_gtest_main PUBLIC googletest_gtest)
+endif()
