@@ -82,6 +82,8 @@ void layOutFiles() {
 
 void enterFiles() {
     mountAt(newRoot + "/proc", "proc");
+    // The kernel refuses a file system right on top of itself, and many systems have it here.
+    mountAt(newRoot + "/sys/fs/cgroup", "tmpfs");
     mountAt(newRoot + "/sys/fs/cgroup", "cgroup2");
     const std::string old = newRoot + site;
     check(::syscall(SYS_pivot_root, newRoot.c_str(), old.c_str()) == 0, "pivot_root");
