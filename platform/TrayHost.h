@@ -30,7 +30,9 @@ class TrayHost {
     /// may be empty.
     struct Handlers {
         /// Called as soon as there is a tray, and again after a restart of the session bus: the
-        /// icon must be created again then. The toolkit handles a tray that restarts.
+        /// icon must be created again then. The toolkit handles a tray that restarts. Qt 6.8 looks
+        /// for the tray on its own connection, which stays broken: it then shows an icon for X11,
+        /// and none on Wayland. Qt 6.4 looks only once.
         std::function<void()> appeared;
         /// Called at most once, and only before `appeared`: there is no tray yet.
         std::function<void()> absent;

@@ -67,7 +67,11 @@ class ConnectionKeeper : public QObject {
             attempt_.start(pause_);
             return;
         }
-        QDBusConnection::disconnectFromBus(std::exchange(connection_, next).name());
+        const QString old = std::exchange(connection_, next).name();
+        // The toolkit goes on using its own connection, also a broken one. It must not be deleted.
+        if (old != QDBusConnection::sessionBus().name()) {
+            QDBusConnection::disconnectFromBus(old);
+        }
         watch();
         log::debug(log::Category::desktop, "connected to the session bus again");
         returned();
