@@ -27,6 +27,9 @@ inline constexpr const char* userFolderName = ".kestrelnet";
 /// Names the temporary folder where the system has none for the user.
 inline constexpr const char* temporaryFolderName = "kestrelnet";
 
+/// Marks a start by the session or the bus: the program does not open its panel then.
+inline constexpr const char* quietStartVariable = "KESTRELNET_QUIET_START";
+
 // The environment variables that the client reads.
 inline constexpr const char* keyVariable = "DEVICE_API_KEY";
 inline constexpr const char* authURLVariable = "AUTH_URL";

@@ -4,7 +4,7 @@
 import time
 
 import screen
-from program import HELPER_OFFER, PANEL, SETTINGS, Program, client_pids
+from program import HELPER_OFFER, PANEL, QUIET_START, SETTINGS, Program, client_pids
 from waiting import wait_until
 
 STATUSES = ("Disconnected", "Connecting...", "Connected", "Reconnecting...", "Error")
@@ -26,7 +26,8 @@ class Application(Program):
         self.icon = None
         self._last = {}
         super().__init__(path, on_failure=pictures.take_failure, stderr=None,
-                         QT_SCALE_FACTOR=str(scale), KESTRELNET_DEMO_PACE=str(CLIENT_PACE))
+                         QT_SCALE_FACTOR=str(scale), KESTRELNET_DEMO_PACE=str(CLIENT_PACE),
+                         **QUIET_START)
 
     def observe(self):
         self._note("in the tray", self.icon.tooltip() if self.icon else None)

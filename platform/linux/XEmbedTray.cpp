@@ -1,43 +1,14 @@
 // SPDX-License-Identifier: MIT
 #include "platform/linux/XEmbedTray.h"
 
-#include <QAbstractNativeEventFilter>
-#include <QGuiApplication>
+#include "platform/linux/X11.h"
 
-#include <cstdlib>
-#include <string_view>
-#include <xcb/xcb.h>
+#include <QAbstractNativeEventFilter>
+#include <QCoreApplication>
+
+#include <utility>
 
 namespace kestrelnet {
-
-namespace {
-
-struct Free {
-    void operator()(void* reply) const { std::free(reply); }
-};
-
-template <typename Reply>
-using ReplyPointer = std::unique_ptr<Reply, Free>;
-
-xcb_connection_t* x11Connection() {
-    const auto* application = qobject_cast<QGuiApplication*>(QCoreApplication::instance());
-    const auto* x11 = application == nullptr
-                          ? nullptr
-                          : application->nativeInterface<QNativeInterface::QX11Application>();
-    return x11 == nullptr ? nullptr : x11->connection();
-}
-
-xcb_intern_atom_cookie_t internAtom(xcb_connection_t* connection, std::string_view name) {
-    return xcb_intern_atom(connection, 0, static_cast<std::uint16_t>(name.size()), name.data());
-}
-
-xcb_atom_t atom(xcb_connection_t* connection, xcb_intern_atom_cookie_t cookie) {
-    const ReplyPointer<xcb_intern_atom_reply_t> reply(
-        xcb_intern_atom_reply(connection, cookie, nullptr));
-    return reply == nullptr ? xcb_atom_t{XCB_ATOM_NONE} : reply->atom;
-}
-
-} // namespace
 
 /// The X selection whose owner is the tray. A new owner of such a selection announces itself by a
 /// MANAGER message to the root window.
@@ -45,13 +16,13 @@ class XEmbedTray::Selection : public QAbstractNativeEventFilter {
   public:
     Selection(xcb_connection_t* connection, std::function<void()> announced)
         : connection_(connection), announced_(std::move(announced)) {
-        const xcb_window_t root = xcb_setup_roots_iterator(xcb_get_setup(connection)).data->root;
-        const auto selection = internAtom(connection, "_NET_SYSTEM_TRAY_S0");
-        const auto manager = internAtom(connection, "MANAGER");
+        const xcb_window_t root = x11::rootWindow(connection);
+        const auto selection = x11::requestAtom(connection, "_NET_SYSTEM_TRAY_S0");
+        const auto manager = x11::requestAtom(connection, "MANAGER");
         const auto attributes = xcb_get_window_attributes(connection, root);
-        selection_ = atom(connection, selection);
-        manager_ = atom(connection, manager);
-        const ReplyPointer<xcb_get_window_attributes_reply_t> reply(
+        selection_ = x11::atom(connection, selection);
+        manager_ = x11::atom(connection, manager);
+        const x11::ReplyPointer<xcb_get_window_attributes_reply_t> reply(
             xcb_get_window_attributes_reply(connection, attributes, nullptr));
         // The toolkit shares this connection: keep the events that it has selected.
         const std::uint32_t mask =
@@ -61,8 +32,9 @@ class XEmbedTray::Selection : public QAbstractNativeEventFilter {
     }
 
     bool hasOwner() const {
-        const ReplyPointer<xcb_get_selection_owner_reply_t> reply(xcb_get_selection_owner_reply(
-            connection_, xcb_get_selection_owner(connection_, selection_), nullptr));
+        const x11::ReplyPointer<xcb_get_selection_owner_reply_t> reply(
+            xcb_get_selection_owner_reply(
+                connection_, xcb_get_selection_owner(connection_, selection_), nullptr));
         return reply != nullptr && reply->owner != XCB_WINDOW_NONE;
     }
 
@@ -89,7 +61,7 @@ class XEmbedTray::Selection : public QAbstractNativeEventFilter {
 };
 
 XEmbedTray::XEmbedTray(std::function<void()> announced) {
-    if (xcb_connection_t* connection = x11Connection()) {
+    if (xcb_connection_t* connection = x11::connection()) {
         selection_ = std::make_unique<Selection>(connection, std::move(announced));
     }
 }

@@ -30,6 +30,7 @@ const std::string application = product::applicationIdentifier;
 const std::string helperPath = product::helperPath;
 const std::string helperFolder = fs::path(helperPath).parent_path().string();
 const std::string helperName = fs::path(helperPath).filename().string();
+const std::string quietStart = product::quietStartVariable + std::string("=1");
 const std::string clientName = product::clientName;
 
 // -- The sources -------------------------------------------------------------------------------
@@ -228,7 +229,9 @@ TEST(ProductNamesTest, everyVariableOfTheClientIsKnown) {
                word == product::relayAddressVariable ||
                // The variables of the build.
                word == std::string("KESTRELNET_") + product::authURLVariable ||
-               word == std::string("KESTRELNET_") + product::relayAddressVariable;
+               word == std::string("KESTRELNET_") + product::relayAddressVariable ||
+               // Names of the X server's library.
+               word.starts_with("XCB_");
     };
     for (const char* part : {"DEVICE_", "API_KEY", "AUTH_URL", "RELAY_", "LAY_ADDR"}) {
         const auto isCapital = [](const std::string& word) {
@@ -294,7 +297,10 @@ TEST(ProductNamesTest, theOtherPlacesSpellTheNamesAsCoreDoes) {
          {"<key>CFBundleIdentifier</key>\n    <string>" + application + "</string>",
           "<key>CFBundleURLName</key>\n            <string>" + application + "</string>"}},
         {"resources/com.kestrelnetvpn.app.desktop", {"\nIcon=" + application + '\n'}},
-        {"resources/com.kestrelnetvpn.app.service", {"\nName=" + application + '\n'}},
+        {"resources/com.kestrelnetvpn.app.service",
+         {"\nName=" + application + '\n', quietStart + " /usr/bin/kestrelnet\n"}},
+        {"platform/linux/standins/AutostartEntry.cpp", {'"' + quietStart + '"'}},
+        {"benchmarks/quiet-desktop", {"\nexport " + quietStart + '\n'}},
         {"resources/com.kestrelnetvpn.app.metainfo.xml.in",
          {"<id>" + application + "</id>", '>' + application + ".desktop<"}},
         {"resources/com.kestrelnetvpn.app.policy.in",

@@ -11,7 +11,7 @@ import time
 import screen
 from files import write_settings
 from process import ended
-from program import HELPER_OFFER, PANEL, Program
+from program import HELPER_OFFER, PANEL, QUIET_START, Program
 from waiting import NotSeen, wait_until
 
 APPLICATION = "/usr/bin/kestrelnet"
@@ -81,7 +81,8 @@ class App(Program):
         write_settings(key, auto_connect=False)
         # A file: nobody reads a pipe while the program runs.
         self.messages = open("/tmp/application.log", "a", encoding="utf-8")
-        super().__init__(APPLICATION, on_failure=on_failure, stderr=self.messages, **variables)
+        super().__init__(APPLICATION, on_failure=on_failure, stderr=self.messages,
+                         **QUIET_START, **variables)
         try:
             self.await_item()
             screen.click(self.await_tray())

@@ -14,8 +14,10 @@
 #include <QCursor>
 #include <QHBoxLayout>
 #include <QKeyEvent>
+#include <QMoveEvent>
 #include <QPainter>
 #include <QScreen>
+#include <QTimer>
 #include <QVBoxLayout>
 
 #include <utility>
@@ -31,6 +33,10 @@ constexpr qreal cornerRadius = 10;
 /// A click on the tray icon first deactivates the panel. The click is reported at most this much
 /// later.
 constexpr auto clickDuration = 300ms;
+
+/// How often the panel is placed again when the window manager has chosen another position. Some
+/// do so once when they first show a window.
+constexpr int mostCorrections = 3;
 
 /// On Wayland a program cannot read the pointer position or place its windows.
 bool mayPlaceWindows() {
@@ -89,6 +95,10 @@ void Panel::explainWindow() {
     column_->addWidget(explanation_);
 }
 
+void Panel::endExplanation() {
+    delete std::exchange(explanation_, nullptr);
+}
+
 void Panel::open() {
     if (isVisible()) {
         return bringToFront(*this);
@@ -97,7 +107,11 @@ void Panel::open() {
     view_->focusMainButton();
     openedAt_ = QCursor::pos();
     adjustSize();
+    corrections_ = mostCorrections;
     place();
+    if (form_ == Form::popup) {
+        keepOutOfTaskBars(winId());
+    }
     bringToFront(*this);
     // Last, so that windows which this opens are in front of the panel.
     context_.appeared();
@@ -126,9 +140,38 @@ void Panel::hideUnlessOwnDialogIsActive() {
     }
     // If one of our windows is active now, the deactivation was no click on the tray icon.
     if (active == nullptr) {
-        deactivatedAt_ = context_.clock->now();
+        hideAsDeactivated();
+    } else {
+        hide();
     }
+}
+
+/// Hides the panel for a click that may be one on the tray icon.
+void Panel::hideAsDeactivated() {
+    deactivatedAt_ = context_.clock->now();
     hide();
+}
+
+/// Hides the panel when a click beside all windows of the program has ended: the tray reports a
+/// click on the icon at its press or at its release.
+void Panel::listenForClicks() {
+    isPressedOutside_ = false;
+    screenClicks_.emplace(ScreenClicks::Handlers{
+        .pressed =
+            [this] { isPressedOutside_ = QGuiApplication::topLevelAt(QCursor::pos()) == nullptr; },
+        .released =
+            [this] {
+                if (std::exchange(isPressedOutside_, false)) {
+                    hideAsDeactivated();
+                }
+            }});
+}
+
+/// The area of the tray icon as far as it is known. Over some protocols a program does not learn
+/// it, and an icon that the tray does not show has one that means nothing.
+QRect Panel::iconArea(QRect workArea) const {
+    const QRect known = context_.iconArea ? context_.iconArea() : QRect();
+    return known.contains(openedAt_) ? known : assumedIcon(openedAt_, workArea);
 }
 
 void Panel::place() {
@@ -140,7 +183,9 @@ void Panel::place() {
         screen = QGuiApplication::primaryScreen();
     }
     if (screen != nullptr) {
-        move(panelPosition(openedAt_, size(), screen->availableGeometry()));
+        const QRect workArea = screen->availableGeometry();
+        placedAt_ = panelPosition(iconArea(workArea), size(), workArea);
+        move(placedAt_);
     }
 }
 
@@ -168,10 +213,26 @@ void Panel::closeEvent(QCloseEvent* event) {
     }
 }
 
+void Panel::showEvent(QShowEvent* event) {
+    QWidget::showEvent(event);
+    if (form_ == Form::popup && !event->spontaneous()) {
+        listenForClicks();
+    }
+}
+
 void Panel::hideEvent(QHideEvent* event) {
     QWidget::hideEvent(event);
     if (!event->spontaneous()) {
-        delete std::exchange(explanation_, nullptr);
+        screenClicks_.reset();
+        endExplanation();
+    }
+}
+
+void Panel::moveEvent(QMoveEvent* event) {
+    QWidget::moveEvent(event);
+    if (form_ == Form::popup && isVisible() && corrections_ > 0 && event->pos() != placedAt_) {
+        --corrections_;
+        QTimer::singleShot(0, this, [this] { place(); });
     }
 }
 

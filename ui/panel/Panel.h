@@ -2,9 +2,11 @@
 #pragma once
 
 #include "platform/Dispatch.h"
+#include "platform/PopupWindow.h"
 #include "ui/panel/MenuBarView.h"
 
 #include <QPoint>
+#include <QRect>
 #include <QWidget>
 
 #include <functional>
@@ -19,8 +21,8 @@ namespace kestrelnet {
 class Panel final : public QWidget {
   public:
     enum class Form {
-        /// For the tray icon: frameless, opens at the pointer, hides when another window becomes
-        /// active and at Escape.
+        /// For the tray icon: frameless, in no task bar, opens beside the icon or at the pointer,
+        /// hides when another window becomes active, at a click beside it and at Escape.
         popup,
         /// For desktops without a tray: an ordinary window that stays open.
         window,
@@ -40,6 +42,8 @@ class Panel final : public QWidget {
         MenuBarView::Actions actions;
         /// Called each time the panel is opened.
         std::function<void()> appeared;
+        /// The area of the tray icon on the screen; empty if it is not known. May be empty itself.
+        std::function<QRect()> iconArea = {};
         Closing closing = Closing::hides;
     };
 
@@ -49,6 +53,8 @@ class Panel final : public QWidget {
 
     /// Explains below the content why this is a window, until the window is closed.
     void explainWindow();
+    /// Removes the explanation: it does not hold any longer.
+    void endExplanation();
     /// Shows the panel and brings it to the front.
     void open();
     /// To be called for a click on the tray icon: opens or hides the panel.
@@ -58,7 +64,9 @@ class Panel final : public QWidget {
     bool event(QEvent* event) override;
     void keyPressEvent(QKeyEvent* event) override;
     void closeEvent(QCloseEvent* event) override;
+    void showEvent(QShowEvent* event) override;
     void hideEvent(QHideEvent* event) override;
+    void moveEvent(QMoveEvent* event) override;
     void resizeEvent(QResizeEvent* event) override;
     void paintEvent(QPaintEvent* event) override;
 
@@ -66,6 +74,9 @@ class Panel final : public QWidget {
     void fill();
     bool justClosedByClick() const;
     void hideUnlessOwnDialogIsActive();
+    void hideAsDeactivated();
+    void listenForClicks();
+    QRect iconArea(QRect workArea) const;
     void place();
 
     Form form_;
@@ -73,7 +84,13 @@ class Panel final : public QWidget {
     QVBoxLayout* column_;
     MenuBarView* view_ = nullptr;
     QWidget* explanation_ = nullptr;
+    /// The position of the pointer when the panel was opened.
     QPoint openedAt_;
+    /// Where place() has put the panel, and how often it may still do so again.
+    QPoint placedAt_;
+    int corrections_ = 0;
+    std::optional<ScreenClicks> screenClicks_;
+    bool isPressedOutside_ = false;
     std::optional<Clock::Time> deactivatedAt_;
 };
 

@@ -31,7 +31,8 @@ constexpr auto quitDelay = 500ms;
 } // namespace
 
 KestrelnetApp::KestrelnetApp(Outside outside)
-    : outside_(std::move(outside)), tunnel_(std::make_shared<TunnelManager>(outside_.platform)) {
+    : outside_(std::move(outside)), tunnel_(std::make_shared<TunnelManager>(outside_.platform)),
+      atStart_(outside_.cause, outside_.platform.clock->now()) {
     if (outside_.notify) {
         dropWatch_ = std::make_unique<DropWatch>(
             *tunnel_, outside_.platform.mainQueue,
@@ -59,10 +60,34 @@ void KestrelnetApp::trayAppeared() {
                           .toggleTunnel = [this] { tunnel_->toggle(); },
                           .showSettings = [this] { showSettingsWindow(); },
                           .quit = [this] { quit(); }});
+    if (panel_) {
+        panel_->endExplanation();
+    }
+    atStart_.trayAppeared();
+    openPanelIfDue();
 }
 
 void KestrelnetApp::trayAbsent() {
-    openPanel();
+    atStart_.trayAbsent();
+    openPanelIfDue();
+}
+
+void KestrelnetApp::sessionCompleted() {
+    atStart_.sessionCompleted(outside_.platform.clock->now());
+    openPanelIfDue();
+}
+
+void KestrelnetApp::openPanelIfDue() {
+    const auto time = atStart_.opensAt();
+    if (!time) {
+        return;
+    }
+    const auto now = outside_.platform.clock->now();
+    if (*time <= now) {
+        openPanel();
+    } else {
+        after(*time - now, &KestrelnetApp::openPanelIfDue);
+    }
 }
 
 void KestrelnetApp::openPanel() {
@@ -80,14 +105,17 @@ Panel& KestrelnetApp::panel() {
     }
     prepareWindows();
     panel_ = std::make_unique<Panel>(
-        panelForm_, Panel::Context{.tunnel = *tunnel_,
-                                   .mainQueue = outside_.platform.mainQueue,
-                                   .clock = outside_.platform.clock,
-                                   .actions = {.toggle = [this] { tunnel_->toggle(); },
-                                               .showSettings = [this] { showSettingsWindow(); },
-                                               .quit = [this] { quit(); }},
-                                   .appeared = [this] { panelAppeared(); },
-                                   .closing = outside_.closing});
+        panelForm_,
+        Panel::Context{
+            .tunnel = *tunnel_,
+            .mainQueue = outside_.platform.mainQueue,
+            .clock = outside_.platform.clock,
+            .actions = {.toggle = [this] { tunnel_->toggle(); },
+                        .showSettings = [this] { showSettingsWindow(); },
+                        .quit = [this] { quit(); }},
+            .appeared = [this] { panelAppeared(); },
+            .iconArea = [this] { return trayIcon_ ? trayIcon_->icon().geometry() : QRect(); },
+            .closing = outside_.closing});
     if (panelForm_ == Panel::Form::window && !std::exchange(hasExplainedWindow_, true)) {
         panel_->explainWindow();
     }
@@ -95,6 +123,7 @@ Panel& KestrelnetApp::panel() {
 }
 
 void KestrelnetApp::panelAppeared() {
+    atStart_.panelOpened();
     if (std::exchange(hasCheckedFirstLaunch_, true)) {
         return;
     }
@@ -133,6 +162,8 @@ void KestrelnetApp::handleURL(std::string_view url) {
     if (auto key = setupKey(url)) {
         tunnel_->apiKey = std::move(*key);
         showSettingsWindow();
+        atStart_.personCame(outside_.platform.clock->now());
+        openPanelIfDue();
     }
 }
 

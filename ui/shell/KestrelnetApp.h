@@ -4,6 +4,7 @@
 #include "core/Platform.h"
 #include "platform/Notifier.h"
 #include "ui/panel/Panel.h"
+#include "ui/shell/PanelAtStart.h"
 
 #include <QObject>
 #include <QPointer>
@@ -32,6 +33,7 @@ class KestrelnetApp final : public QObject {
         std::function<void()> terminate;
         /// What closing the panel does on a desktop without a tray.
         Panel::Closing closing = Panel::Closing::hides;
+        StartCause cause = StartCause::session;
         /// Shows a notification of the desktop, and closes it. Both may be empty.
         std::function<void(const Notification&)> notify = {};
         std::function<void()> withdrawNotification = {};
@@ -43,10 +45,13 @@ class KestrelnetApp final : public QObject {
     ~KestrelnetApp() override;
 
     /// The desktop has a tray: puts a new icon there, and replaces an earlier one. From then on the
-    /// panel is a popup of the icon.
+    /// panel is a popup of the icon. Opens the panel if a person has started the program.
     void trayAppeared();
-    /// The desktop has no tray yet: opens the panel as an ordinary window.
+    /// The desktop has no tray yet: opens the panel as an ordinary window, at login after some
+    /// time.
     void trayAbsent();
+    /// The desktop session is complete, so a tray is not to be expected much longer.
+    void sessionCompleted();
 
     void openPanel();
     void showSettingsWindow();
@@ -69,6 +74,7 @@ class KestrelnetApp final : public QObject {
     void togglePanel();
     Panel& panel();
     void panelAppeared();
+    void openPanelIfDue();
     void installHelper();
     void prepareWindows();
     void after(Seconds delay, void (KestrelnetApp::*action)());
@@ -82,6 +88,7 @@ class KestrelnetApp final : public QObject {
     Outside outside_;
     std::shared_ptr<TunnelManager> tunnel_;
     std::unique_ptr<DropWatch> dropWatch_;
+    PanelAtStart atStart_;
     std::unique_ptr<Theme> theme_;
     Panel::Form panelForm_ = Panel::Form::window;
     std::unique_ptr<Panel> panel_;

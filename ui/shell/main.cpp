@@ -5,6 +5,8 @@
 #include "platform/ApplicationInstance.h"
 #include "platform/EndRequests.h"
 #include "platform/Notifier.h"
+#include "platform/ProgramStart.h"
+#include "platform/SessionStart.h"
 #include "platform/TrayHost.h"
 #include "ui/shell/KestrelnetApp.h"
 #include "ui/shell/ReplaceAlert.h"
@@ -17,6 +19,7 @@
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -71,7 +74,7 @@ ApplicationInstance::Acquisition acquire(ApplicationInstance& instance,
     return acquisition;
 }
 
-int run(QApplication& application, const std::vector<std::string>& links) {
+int run(QApplication& application, const std::vector<std::string>& links, StartCause cause) {
     ApplicationInstance instance(product::applicationIdentifier, KestrelnetApp::actionNames());
     const auto acquisition = acquire(instance, links);
     if (acquisition == ApplicationInstance::Acquisition::passedOn) {
@@ -87,14 +90,28 @@ int run(QApplication& application, const std::vector<std::string>& links) {
                          .closing = acquisition == ApplicationInstance::Acquisition::acquired
                                         ? Panel::Closing::hides
                                         : Panel::Closing::minimizes,
+                         .cause = cause,
                          .notify = [&notifier](const Notification& it) { notifier.show(it); },
                          .withdrawNotification = [&notifier] { notifier.withdraw(); }});
     const EndRequests endRequests([&shell] { shell.quit(); });
-    instance.setHandlers({.activate = [&shell] { shell.openPanel(); },
-                          .open = [&shell](const std::string& url) { shell.handleURL(url); },
-                          .act = [&shell](const std::string& action) { shell.act(action); }});
-    const TrayHost trayHost({.appeared = [&shell] { shell.trayAppeared(); },
-                             .absent = [&shell] { shell.trayAbsent(); }});
+    // Requests wait until it is known whether there is a tray, because the panel depends on it.
+    const auto acceptRequests = [&instance, &shell] {
+        instance.setHandlers({.activate = [&shell] { shell.openPanel(); },
+                              .open = [&shell](const std::string& url) { shell.handleURL(url); },
+                              .act = [&shell](const std::string& action) { shell.act(action); }});
+    };
+    std::optional<SessionStart> sessionStart;
+    const TrayHost trayHost({.appeared =
+                                 [&] {
+                                     shell.trayAppeared();
+                                     acceptRequests();
+                                 },
+                             .absent =
+                                 [&] {
+                                     shell.trayAbsent();
+                                     acceptRequests();
+                                     sessionStart.emplace([&shell] { shell.sessionCompleted(); });
+                                 }});
     return application.exec();
 }
 
@@ -113,6 +130,11 @@ int main(int count, char** arguments) {
         }
     }
 
+    const bool isByPerson = startedByPerson(product::quietStartVariable);
+    const StartCause cause = !isByPerson     ? StartCause::session
+                             : links.empty() ? StartCause::person
+                                             : StartCause::link;
+
     // Keeps the desktop's theme plug-in out, of which the windows would draw nothing. GTK's takes
     // longer to load than the rest of the program. Theme reads the user's settings itself.
     QApplication::setDesktopSettingsAware(false);
@@ -126,5 +148,5 @@ int main(int count, char** arguments) {
     int programNameOnly = 1;
     QApplication application(programNameOnly, arguments);
     qInstallMessageHandler(defaultHandler);
-    return run(application, links);
+    return run(application, links, cause);
 }

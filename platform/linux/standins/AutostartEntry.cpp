@@ -12,6 +12,7 @@ namespace kestrelnet {
 namespace {
 
 constexpr std::string_view opener = "/usr/bin/open";
+constexpr std::string_view quietStart = "KESTRELNET_QUIET_START=1";
 constexpr std::string_view bundleProgram = "/Contents/Linux/kestrelnet";
 
 bool hasControlCharacter(std::string_view text) {
@@ -103,12 +104,15 @@ std::variant<LaunchAgent, Error> launchAgent(std::string_view text) {
 
 std::string autostartEntry(const LaunchAgent& agent) {
     const std::string& program = agent.arguments.front();
-    // GLib and systemd look up the program in the first word before they replace "%%" by "%". So
-    // the first word is "nice", which changes nothing here; "env" would take a path with "=" for a
-    // variable.
-    std::string exec = program.find('%') == std::string::npos ? "" : "/usr/bin/nice -n 0";
+    // The mark tells the program that nobody waits for its window. It also helps where the path
+    // contains "%": GLib and systemd look up the first word before they replace "%%" by "%".
+    std::string exec = "/usr/bin/env " + std::string(quietStart);
+    // "env" would take a path with "=" for a variable. "nice" changes nothing here.
+    if (program.find('=') != std::string::npos) {
+        exec += " /usr/bin/nice -n 0";
+    }
     for (const std::string& argument : agent.arguments) {
-        exec += (exec.empty() ? "" : " ") + execArgument(argument);
+        exec += " " + execArgument(argument);
     }
     return "# Kestrelnet writes and removes this file as \"Start at login\" is switched.\n"
            "[Desktop Entry]\n"

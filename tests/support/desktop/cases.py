@@ -8,7 +8,7 @@ import subprocess
 import sys
 
 from hosts import Host
-from program import Program
+from program import QUIET_START, Program
 from screen import take
 from waiting import NotSeen
 
@@ -21,6 +21,10 @@ class Arguments(argparse.Namespace):
     def program(self, *words, **variables):
         """Start it with these arguments and environment variables; a context manager."""
         return Program(self.application, *words, on_failure=self.picture_of_failure, **variables)
+
+    def program_at_login(self, *words, **variables):
+        """Start it as the session does, so that its panel stays closed; a context manager."""
+        return self.program(*words, **QUIET_START, **variables)
 
     def host(self, name):
         """Start a tray host; a context manager."""

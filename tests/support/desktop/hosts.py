@@ -6,7 +6,7 @@ import subprocess
 import screen
 from bus import session_bus
 from process import end_with_parent, ended
-from tray import has_tray
+from tray import has_embedding_tray, has_tray
 from waiting import NotSeen, wait_until
 
 COMMANDS = {
@@ -15,6 +15,9 @@ COMMANDS = {
     "trayer": ["trayer", "--edge", "top", "--align", "right", "--widthtype", "request",
                "--height", "32", "--monitor", "0"],
     "waybar": ["waybar"],
+    "tint2": ["tint2"],
+    "lxqt-panel": ["lxqt-panel"],
+    "mate-panel": ["mate-panel"],
 }
 
 
@@ -39,6 +42,8 @@ class Host:
     def _accepts_icons(self):
         if self.name == "trayer":
             return screen.window_area("panel")
+        if self.name == "tint2":
+            return has_embedding_tray()
         return has_tray(session_bus())
 
     def __exit__(self, failure, *_):

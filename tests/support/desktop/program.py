@@ -13,11 +13,15 @@ from tray import Tray
 from waiting import NotSeen, wait_until
 
 PANEL = "Kestrelnet VPN"
+# What the panel says where it is a window.
+EXPLANATION = "This desktop has no tray"
 SETTINGS = "Kestrelnet Settings"
 HELPER_OFFER = "Install Privileged Helper?"
 UNINSTALL_CONFIRMATION = "Uninstall Kestrelnet?"
 UNINSTALL_DONE = "Uninstall Complete"
 CLIENT = "kestrelnet-client"
+# The environment of a start by the session.
+QUIET_START = {"KESTRELNET_QUIET_START": "1"}
 
 
 def client_pids():

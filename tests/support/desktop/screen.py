@@ -51,10 +51,25 @@ def window_id(title):
 def window_area(title):
     """(x, y, width, height) of that window without its frame, or None."""
     identity = window_id(title)
-    answer = read("xwininfo", "-id", identity) if identity else ""
+    return area_of(identity) if identity else None
+
+
+def area_of(identity):
+    """The area of the window with that id without its frame, or None."""
+    answer = read("xwininfo", "-id", identity)
     values = [re.search(rf"{name}: +(-?\d+)", answer) for name in (
         "Absolute upper-left X", "Absolute upper-left Y", "Width", "Height")]
     return tuple(int(value[1]) for value in values) if all(values) else None
+
+
+def embedded_icon_area(name):
+    """The area of the program's icon in a tray for embedded windows, or None."""
+    for identity in xdotool("search", "--onlyvisible", "--class", f"^{name}$",
+                            check=False).split():
+        place = area_of(identity)
+        if place and place[2] < 64:
+            return place
+    return None
 
 
 def tray_area():
@@ -144,6 +159,12 @@ class Picture:
             line = self.pixels[start:start + width * 3]
             found.update(line[i:i + 3] for i in range(0, len(line), 3))
         return found
+
+    def part(self, place):
+        """The pixels of the area, by rows."""
+        left, top, width, height = place
+        return [self.pixels[(row * self.width + left) * 3:(row * self.width + left + width) * 3]
+                for row in range(top, top + height)]
 
     def brightness(self, place):
         """The mean brightness of the area, from 0 to 255."""

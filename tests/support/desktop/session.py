@@ -1,6 +1,6 @@
 # SPDX-License-Identifier: MIT
 """Virtual desktops with a session bus, an accessibility bus and a temporary home folder: X11 with
-Xvfb, openbox and optionally xfce4-panel; or Wayland with sway, to which a test adds a tray host.
+Xvfb, a window manager and optionally xfce4-panel; or Wayland with sway, to which a test adds a tray host.
 All their processes end with them."""
 
 import contextlib
@@ -22,7 +22,8 @@ from waiting import NotSeen, wait_until
 PANEL_HEIGHT = 32
 BACKGROUND = "#51697a"
 
-# The tray is at the right end of a panel along the upper edge, as on many desktops.
+# The tray is at the right end of a panel along the upper edge, as on many desktops, and the list of
+# windows at the left.
 PANEL_CONFIGURATION = f"""<?xml version="1.0" encoding="UTF-8"?>
 <channel name="xfce4-panel" version="1.0">
   <property name="configver" type="int" value="2"/>
@@ -34,6 +35,7 @@ PANEL_CONFIGURATION = f"""<?xml version="1.0" encoding="UTF-8"?>
       <property name="length" type="uint" value="100"/>
       <property name="size" type="uint" value="{PANEL_HEIGHT}"/>
       <property name="plugin-ids" type="array">
+        <value type="int" value="3"/>
         <value type="int" value="1"/>
         <value type="int" value="2"/>
       </property>
@@ -45,6 +47,9 @@ PANEL_CONFIGURATION = f"""<?xml version="1.0" encoding="UTF-8"?>
       <property name="style" type="uint" value="0"/>
     </property>
     <property name="plugin-2" type="string" value="systray"/>
+    <property name="plugin-3" type="string" value="tasklist">
+      <property name="show-handle" type="bool" value="false"/>
+    </property>
   </property>
 </channel>
 """
@@ -54,6 +59,25 @@ SWAY_CONFIGURATION = """xwayland disable
 output HEADLESS-1 mode {size}
 output HEADLESS-1 background {background} solid_color
 for_window [app_id=".*"] floating enable
+"""
+
+# The window managers that a desktop can have besides openbox bring a tray of their own.
+I3_CONFIGURATION = """# i3 config file (v4)
+bar {
+    position bottom
+}
+"""
+
+LXQT_CONFIGURATION = """panels=panel1
+__userfile__=true
+[panel1]
+plugins=taskbar,statusnotifier
+position=Bottom
+[taskbar]
+type=taskbar
+[statusnotifier]
+alignment=Right
+type=statusnotifier
 """
 
 # Variables that would connect a program to the desktop of the user who runs the tests.
@@ -69,8 +93,9 @@ FOREIGN_VARIABLES = (
 class VirtualDesktop:
     """A context manager. `environment` is the environment for programs on the desktop."""
 
-    def __init__(self, size="1280x800", log=None, tray=True):
+    def __init__(self, size="1280x800", log=None, tray=True, manager="openbox"):
         self.size = size
+        self.manager = manager
         self.has_tray = tray
         self.log_path = log or os.devnull
         self.environment = {}
@@ -97,7 +122,7 @@ class VirtualDesktop:
         self._make_home()
         self._start_screen()
         self._start_bus()
-        self._spawn("openbox")
+        self._spawn(self.manager)
         wait_until(self._has_window_manager, 20, "The window manager did not start.")
         self._run("display", "-window", "root", "-size", self.size, f"xc:{BACKGROUND}")
         if self.has_tray:
@@ -114,11 +139,15 @@ class VirtualDesktop:
     def _make_home(self):
         home = os.path.join(self._folder, "home")
         runtime = os.path.join(self._folder, "run")
-        channels = os.path.join(home, ".config/xfce4/xfconf/xfce-perchannel-xml")
-        os.makedirs(channels)
+        os.makedirs(home)
         os.mkdir(runtime, mode=0o700)
-        with open(os.path.join(channels, "xfce4-panel.xml"), "w", encoding="utf-8") as file:
-            file.write(PANEL_CONFIGURATION)
+        for name, text in (
+                ("xfce4/xfconf/xfce-perchannel-xml/xfce4-panel.xml", PANEL_CONFIGURATION),
+                ("i3/config", I3_CONFIGURATION), ("lxqt/panel.conf", LXQT_CONFIGURATION)):
+            path = os.path.join(home, ".config", name)
+            os.makedirs(os.path.dirname(path))
+            with open(path, "w", encoding="utf-8") as file:
+                file.write(text)
         self.environment = {k: v for k, v in os.environ.items() if k not in FOREIGN_VARIABLES}
         self.environment.update(
             HOME=home,

@@ -1,6 +1,8 @@
 # SPDX-License-Identifier: MIT
 """The status notifier items on the session bus, as a tray host sees them."""
 
+import ctypes
+
 from gi.repository import Gio, GLib
 
 from bus import call, owner_pid, session_bus
@@ -13,6 +15,21 @@ MENU = "com.canonical.dbusmenu"
 def has_tray(bus):
     return call(bus, WATCHER, "/StatusNotifierWatcher", "org.freedesktop.DBus.Properties", "Get",
                 GLib.Variant("(ss)", (WATCHER, "IsStatusNotifierHostRegistered")))
+
+
+def has_embedding_tray():
+    """Whether a tray for embedded windows owns its X selection."""
+    x11 = ctypes.CDLL("libX11.so.6")
+    x11.XOpenDisplay.restype = ctypes.c_void_p
+    x11.XInternAtom.restype = x11.XGetSelectionOwner.restype = ctypes.c_ulong
+    display = ctypes.c_void_p(x11.XOpenDisplay(None))
+    if not display:
+        return False
+    try:
+        selection = ctypes.c_ulong(x11.XInternAtom(display, b"_NET_SYSTEM_TRAY_S0", 0))
+        return x11.XGetSelectionOwner(display, selection) != 0
+    finally:
+        x11.XCloseDisplay(display)
 
 
 class Tray:
@@ -41,6 +58,12 @@ class TrayItem:
 
     def get(self, property_name):
         return self._tray.get(self._name, self._path, ITEM, property_name)
+
+    def click(self, x, y):
+        """As the host does at a click on the icon."""
+        self._tray.bus.call_sync(self._name, self._path, ITEM, "Activate",
+                                 GLib.Variant("(ii)", (x, y)), None, Gio.DBusCallFlags.NONE, 2000,
+                                 None)
 
     def tooltip(self):
         parts = self.get("ToolTip")

@@ -62,6 +62,27 @@ TEST_F(PanelTest, opensWithoutFrameInAFixedSizeOnTheScreen) {
     EXPECT_EQ(popup->windowTitle(), QStringLiteral("Kestrelnet VPN"));
 }
 
+TEST_F(PanelTest, isPlacedAgainWhereTheWindowManagerHasMovedIt) {
+    popup->open();
+    const QPoint wanted = popup->pos();
+    popup->move(wanted + QPoint(3, 22));
+    EXPECT_TRUE(waitUntil([&] { return popup->pos() == wanted; }));
+}
+
+TEST_F(PanelTest, staysWhereTheWindowManagerInsistsOnMovingIt) {
+    popup->open();
+    const QPoint wanted = popup->pos();
+    int returns = 0;
+    for (; returns < 10; ++returns) {
+        popup->move(wanted + QPoint(3, 22));
+        QCoreApplication::processEvents();
+        if (popup->pos() != wanted) {
+            break;
+        }
+    }
+    EXPECT_EQ(returns, 3);
+}
+
 TEST_F(PanelTest, growsAndShrinksWithItsContent) {
     popup->open();
     const int before = popup->height();

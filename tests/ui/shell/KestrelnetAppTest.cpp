@@ -36,15 +36,13 @@ Window* visible() {
 class KestrelnetAppTest : public WidgetTest {
   protected:
     /// Starts the application with the present settings.
-    void start(Panel::Closing closing = Panel::Closing::hides) {
+    void start(StartCause cause = StartCause::session) {
         tunnel.reset();
-        app = std::make_unique<KestrelnetApp>(
-            KestrelnetApp::Outside{.platform = world.platform,
-                                   .terminate = [this] { ++terminations; },
-                                   .closing = closing});
+        app = std::make_unique<KestrelnetApp>(KestrelnetApp::Outside{
+            .platform = world.platform, .terminate = [this] { ++terminations; }, .cause = cause});
     }
-    void startWithTray() {
-        start();
+    void startWithTray(StartCause cause = StartCause::session) {
+        start(cause);
         app->trayAppeared();
     }
     void closePanel() { visible<Panel>()->close(); }
@@ -414,7 +412,7 @@ TEST_F(KestrelnetAppTest, theSettingsWindowClosesWithTheApplication) {
 TEST_F(KestrelnetAppTest, withoutATrayThePanelOpensAsAWindowAndExplainsItOnce) {
     tunnel->apiKey = validKey;
     installHelper();
-    start();
+    start(StartCause::person);
     app->trayAbsent();
     ASSERT_NE(visible<Panel>(), nullptr);
     EXPECT_EQ(visible<Panel>()->form(), Panel::Form::window);
@@ -425,16 +423,109 @@ TEST_F(KestrelnetAppTest, withoutATrayThePanelOpensAsAWindowAndExplainsItOnce) {
 }
 
 TEST_F(KestrelnetAppTest, withoutATrayTheWindowCountsAsTheFirstAppearance) {
-    start();
+    start(StartCause::person);
     app->trayAbsent();
     time.advance(500ms);
     EXPECT_NE(visible<SettingsWindow>(), nullptr);
 }
 
+TEST_F(KestrelnetAppTest, aPersonsStartOpensThePanelAsAPopup) {
+    startWithTray(StartCause::person);
+    ASSERT_NE(visible<Panel>(), nullptr);
+    EXPECT_EQ(visible<Panel>()->form(), Panel::Form::popup);
+    time.advance(500ms);
+    EXPECT_NE(visible<SettingsWindow>(), nullptr);
+}
+
+TEST_F(KestrelnetAppTest, aPersonsStartOpensThePanelOnce) {
+    tunnel->apiKey = validKey;
+    installHelper();
+    startWithTray(StartCause::person);
+    closePanel();
+    // The session bus has restarted.
+    app->trayAppeared();
+    EXPECT_EQ(visible<Panel>(), nullptr);
+}
+
+TEST_F(KestrelnetAppTest, atLoginATrayThatComesInTimeKeepsEveryWindowClosed) {
+    start();
+    app->trayAbsent();
+    time.advance(9990ms);
+    app->trayAppeared();
+    time.advance(1h);
+    EXPECT_EQ(visible<QWidget>(), nullptr);
+}
+
+TEST_F(KestrelnetAppTest, atLoginTheFirstLaunchRoutineWaitsForTheTrayAsWell) {
+    tunnel->apiKey = validKey;
+    tunnel->setAutoConnect(true);
+    installHelper();
+    start();
+    app->trayAbsent();
+    time.advance(9990ms);
+    EXPECT_EQ(lastLog(), "");
+    time.advance(10ms);
+    EXPECT_TRUE(hasTriedToConnect());
+}
+
+TEST_F(KestrelnetAppTest, atLoginThePanelIsAWindowAfterTenSecondsWithoutATray) {
+    start();
+    time.advance(3s);
+    app->trayAbsent();
+    time.advance(6990ms);
+    EXPECT_EQ(visible<Panel>(), nullptr);
+    time.advance(10ms);
+    ASSERT_NE(visible<Panel>(), nullptr);
+    EXPECT_EQ(visible<Panel>()->form(), Panel::Form::window);
+}
+
+TEST_F(KestrelnetAppTest, aCompleteSessionShortensTheWaitForATray) {
+    start();
+    app->trayAbsent();
+    time.advance(1s);
+    app->sessionCompleted();
+    time.advance(1990ms);
+    EXPECT_EQ(visible<Panel>(), nullptr);
+    time.advance(10ms);
+    EXPECT_NE(visible<Panel>(), nullptr);
+}
+
+TEST_F(KestrelnetAppTest, aPersonEndsTheWaitForATray) {
+    start();
+    app->trayAbsent();
+    app->openPanel();
+    EXPECT_NE(visible<Panel>(), nullptr);
+    closePanel();
+    time.advance(1h);
+    EXPECT_EQ(visible<Panel>(), nullptr) << "opened again after the wait";
+}
+
+TEST_F(KestrelnetAppTest, aSetupLinkEndsTheWaitForATray) {
+    installHelper();
+    start();
+    app->trayAbsent();
+    app->handleURL("kestrelnet://other?key=dev_1234567");
+    EXPECT_EQ(visible<Panel>(), nullptr);
+    app->handleURL("kestrelnet://setup?key=dev_1234567");
+    EXPECT_NE(visible<Panel>(), nullptr);
+    EXPECT_NE(visible<SettingsWindow>(), nullptr);
+}
+
+TEST_F(KestrelnetAppTest, theExplanationGoesWhenATrayComes) {
+    tunnel->apiKey = validKey;
+    installHelper();
+    start(StartCause::person);
+    app->trayAbsent();
+    ASSERT_TRUE(texts(*visible<Panel>()).last().startsWith(QStringLiteral("This desktop")));
+    app->trayAppeared();
+    ASSERT_NE(visible<Panel>(), nullptr);
+    EXPECT_EQ(texts(*visible<Panel>()).last(), QStringLiteral("Quit"));
+}
+
 TEST_F(KestrelnetAppTest, afterALateTrayTheNextPanelIsAPopup) {
     tunnel->apiKey = validKey;
     installHelper();
-    start();
+    start(StartCause::person);
     app->trayAbsent();
     app->trayAppeared();
     app->openPanel();

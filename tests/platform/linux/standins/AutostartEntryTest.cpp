@@ -94,19 +94,26 @@ TEST(AutostartEntryTest, isAValidDesktopEntry) {
               "Type=Application\n"
               "Name=Kestrelnet\n"
               "Icon=com.kestrelnetvpn.app\n"
-              "Exec=\"/usr/lib/kestrelnet/Contents/Linux/kestrelnet\"\n"
+              "Exec=/usr/bin/env KESTRELNET_QUIET_START=1 "
+              "\"/usr/lib/kestrelnet/Contents/Linux/kestrelnet\"\n"
               "TryExec=/usr/lib/kestrelnet/Contents/Linux/kestrelnet\n"
               "Terminal=false\n"
               "X-GNOME-Autostart-enabled=true\n");
 }
 
 TEST(AutostartEntryTest, escapesTheSpecialCharactersOfAnExecLine) {
-    EXPECT_EQ(lineOf("Exec", {"/a b", "c"}), R"(Exec="/a b" "c")");
-    EXPECT_EQ(lineOf("Exec", {"/a", "100%"}), R"(Exec="/a" "100%%")");
-    EXPECT_EQ(lineOf("Exec", {"/100%"}), R"(Exec=/usr/bin/nice -n 0 "/100%%")");
-    EXPECT_EQ(lineOf("Exec", {R"(/a"b`c$d)"}), R"(Exec="/a\\"b\\`c\\$d")");
-    EXPECT_EQ(lineOf("Exec", {R"(/a\b)"}), R"(Exec="/a\\\\b")");
-    EXPECT_EQ(lineOf("Exec", {"/\u00FC;#&<>~'"}), "Exec=\"/\u00FC;#&<>~'\"");
+    const auto command = [](const std::vector<std::string>& arguments) {
+        const std::string line = lineOf("Exec", arguments);
+        const std::string mark = "Exec=/usr/bin/env KESTRELNET_QUIET_START=1 ";
+        return line.starts_with(mark) ? line.substr(mark.size()) : "without the mark: " + line;
+    };
+    EXPECT_EQ(command({"/a b", "c"}), R"("/a b" "c")");
+    EXPECT_EQ(command({"/a", "100%"}), R"("/a" "100%%")");
+    EXPECT_EQ(command({"/100%"}), R"("/100%%")");
+    EXPECT_EQ(command({"/a=b"}), R"(/usr/bin/nice -n 0 "/a=b")");
+    EXPECT_EQ(command({R"(/a"b`c$d)"}), R"("/a\\"b\\`c\\$d")");
+    EXPECT_EQ(command({R"(/a\b)"}), R"("/a\\\\b")");
+    EXPECT_EQ(command({"/\u00FC;#&<>~'"}), "\"/\u00FC;#&<>~'\"");
     EXPECT_EQ(lineOf("TryExec", {R"(/a "\b% c)"}), R"(TryExec=/a "\\b% c)");
 }
 
