@@ -1,6 +1,7 @@
 # SPDX-License-Identifier: MIT
 """A session manager of the desktop, with which a test logs out."""
 
+import glob
 import os
 import subprocess
 
@@ -29,10 +30,20 @@ SESSION = """<?xml version="1.0" encoding="UTF-8"?>
 """
 
 
+def hide_installed_autostart():
+    """Keep the session from starting what installed programs start in each session."""
+    own = os.path.join(os.environ["XDG_CONFIG_HOME"], "autostart")
+    os.makedirs(own, exist_ok=True)
+    for path in glob.glob("/etc/xdg/autostart/*.desktop"):
+        with open(os.path.join(own, os.path.basename(path)), "w", encoding="utf-8") as file:
+            file.write("[Desktop Entry]\nType=Application\nHidden=true\n")
+
+
 class Session:
     """A session manager, as a context manager. One of its clients writes its address to a file."""
 
     def __enter__(self):
+        hide_installed_autostart()
         folder = os.path.join(os.environ["XDG_CONFIG_HOME"], "xfce4/xfconf/xfce-perchannel-xml")
         os.makedirs(folder, exist_ok=True)
         address_file = os.path.join(os.environ["HOME"], "session-manager")
