@@ -19,6 +19,7 @@ enum : FourCharCode {
 };
 
 @class NSDictionary;
+@class NSError;
 @class NSNotification;
 @class NSOperationQueue;
 @class NSString;
@@ -35,6 +36,7 @@ __attribute__((objc_root_class))
 @end
 
 @interface NSString : NSObject
++ (instancetype)stringWithUTF8String:(const char*)text;
 @property(readonly) const char* UTF8String;
 - (BOOL)isEqualToString:(NSString*)other;
 @end
@@ -49,6 +51,11 @@ typedef NSString* NSNotificationName;
 @end
 
 @interface NSNotification : NSObject
+@end
+
+@interface NSBundle : NSObject
+@property(class, readonly) NSBundle* mainBundle;
+@property(readonly) NSString* bundleIdentifier;
 @end
 
 @interface NSOperationQueue : NSObject
