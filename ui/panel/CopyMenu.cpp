@@ -41,6 +41,7 @@ void openCopyMenu(const TunnelManager& tunnel, const QContextMenuEvent& event, Q
         return;
     }
     menu->setAttribute(Qt::WA_DeleteOnClose);
+    menu->setWindowTitle(QStringLiteral("Copy"));
     if (event.reason() == QContextMenuEvent::Keyboard) {
         menu->setActiveAction(menu->actions().constFirst());
     }

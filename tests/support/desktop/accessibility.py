@@ -41,6 +41,10 @@ class Node:
         return self._call("org.freedesktop.DBus.Properties", "Get",
                           GLib.Variant("(ss)", (ACCESSIBLE, "Name"))) or ""
 
+    def text(self):
+        """The content of a text field."""
+        return self._call("org.a11y.atspi.Text", "GetText", GLib.Variant("(ii)", (0, -1)))
+
     def is_showing(self):
         return self.has(SHOWING)
 
