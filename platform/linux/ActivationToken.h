@@ -1,8 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include <QByteArray>
-#include <QtGlobal>
+class QByteArray;
 
 namespace kestrelnet {
 
@@ -10,21 +9,14 @@ inline constexpr auto activationTokenVariable = "XDG_ACTIVATION_TOKEN";
 
 /// Passes the compositor's permission to raise a window to the toolkit, for one request. The
 /// toolkit reads it from the environment; it is removed afterwards, so that no child process
-/// inherits it.
+/// inherits it. Main thread only.
 class OfferedToken {
   public:
-    explicit OfferedToken(const QByteArray& token) : offered_(!token.isEmpty()) {
-        if (offered_) {
-            qputenv(activationTokenVariable, token);
-        }
-    }
+    /// Does nothing if `token` is empty.
+    explicit OfferedToken(const QByteArray& token);
     OfferedToken(const OfferedToken&) = delete;
     OfferedToken& operator=(const OfferedToken&) = delete;
-    ~OfferedToken() {
-        if (offered_) {
-            qunsetenv(activationTokenVariable);
-        }
-    }
+    ~OfferedToken();
 
   private:
     bool offered_;
