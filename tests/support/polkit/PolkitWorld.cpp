@@ -100,7 +100,8 @@ std::vector<std::string> PolkitWorld::inSession(std::vector<std::string> command
         "/bin/sh", "-c",
         "echo $$ >" + sessionGroup() + "/cgroup.procs && exec setsid setpriv --reuid=" + uid() +
             " --regid=" + std::to_string(rootWorld::user.gid) +
-            " --init-groups --reset-env env XDG_RUNTIME_DIR=" + runtimeFolder() + " \"$@\"",
+            " --init-groups --reset-env env LANG=C.UTF-8 XDG_RUNTIME_DIR=" + runtimeFolder() +
+            " \"$@\"",
         "sh"};
     whole.insert(whole.end(), command.begin(), command.end());
     return whole;
