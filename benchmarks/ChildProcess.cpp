@@ -4,6 +4,7 @@
 #include <cmath>
 #include <csignal>
 #include <ctime>
+#include <fcntl.h>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -14,6 +15,7 @@
 #include <sys/wait.h>
 #include <system_error>
 #include <unistd.h>
+#include <utility>
 
 extern char** environ; // NOLINT(readability-redundant-declaration): not declared everywhere.
 
@@ -22,6 +24,7 @@ namespace kestrelnet::benchmarks {
 namespace {
 
 constexpr int endBound = 5000;
+constexpr double kibibytesInAMebibyte = 1024;
 
 std::filesystem::path folder(pid_t pid) {
     return "/proc/" + std::to_string(pid);
@@ -44,19 +47,62 @@ std::optional<double> valueOf(const std::filesystem::path& path, const std::stri
     return std::nullopt;
 }
 
+/// Those that a thread has started.
+std::vector<pid_t> children(const std::filesystem::path& task) {
+    std::ifstream file(task / "children");
+    std::vector<pid_t> result;
+    for (pid_t child = 0; file >> child;) {
+        result.push_back(child);
+    }
+    return result;
+}
+
+std::vector<pid_t> descendants(pid_t pid) {
+    std::vector<pid_t> result;
+    std::error_code error;
+    for (const auto& task : std::filesystem::directory_iterator(folder(pid) / "task", error)) {
+        for (const pid_t child : children(task.path())) {
+            result.push_back(child);
+            const std::vector<pid_t> further = descendants(child);
+            result.insert(result.end(), further.begin(), further.end());
+        }
+    }
+    return result;
+}
+
+/// The form that the system wants, as long as `texts` exists.
+std::vector<char*> pointers(std::vector<std::string>& texts) {
+    std::vector<char*> result;
+    for (std::string& text : texts) {
+        result.push_back(text.data());
+    }
+    result.push_back(nullptr);
+    return result;
+}
+
 } // namespace
 
 ChildProcess::ChildProcess(const std::string& path, std::vector<std::string> arguments)
-    : start_(now()) {
-    std::string name = path;
-    std::vector<char*> words{name.data()};
-    for (std::string& argument : arguments) {
-        words.push_back(argument.data());
+    : ChildProcess(Command{.path = path, .arguments = std::move(arguments)}) {}
+
+ChildProcess::ChildProcess(const Command& command) : start_(now()) {
+    std::vector<std::string> words{command.path};
+    words.insert(words.end(), command.arguments.begin(), command.arguments.end());
+    std::vector<std::string> variables = command.variables;
+    for (char** variable = environ; *variable != nullptr; ++variable) {
+        variables.emplace_back(*variable);
     }
-    words.push_back(nullptr);
-    if (::posix_spawn(&pid_, path.c_str(), nullptr, nullptr, words.data(), environ) != 0) {
-        giveUp(path + " could not be started");
+    posix_spawn_file_actions_t files;
+    ::posix_spawn_file_actions_init(&files);
+    for (const int stream : {STDOUT_FILENO, STDERR_FILENO}) {
+        if (command.isSilent) {
+            ::posix_spawn_file_actions_addopen(&files, stream, "/dev/null", O_WRONLY, 0);
+        }
     }
+    const int error = ::posix_spawn(&pid_, command.path.c_str(), &files, nullptr,
+                                    pointers(words).data(), pointers(variables).data());
+    ::posix_spawn_file_actions_destroy(&files);
+    need(error == 0, command.path + " could not be started");
 }
 
 ChildProcess::~ChildProcess() {
@@ -99,6 +145,16 @@ double ChildProcess::memory() const {
     return memoryOf("Pss:");
 }
 
+double ChildProcess::treeMemory() const {
+    double total = memory();
+    for (const pid_t descendant : descendants(pid_)) {
+        // It may end before its file is read.
+        total +=
+            valueOf(folder(descendant) / "smaps_rollup", "Pss:").value_or(0) / kibibytesInAMebibyte;
+    }
+    return total;
+}
+
 double ChildProcess::ownMemory() const {
     return memoryOf("Pss_Anon:");
 }
@@ -108,7 +164,6 @@ double ChildProcess::residentMemory() const {
 }
 
 double ChildProcess::memoryOf(const char* label) const {
-    constexpr double kibibytesInAMebibyte = 1024;
     const auto kibibytes = valueOf(folder(pid_) / "smaps_rollup", label);
     if (!kibibytes) {
         giveUp("the memory use of a program cannot be read; it may have ended");
@@ -124,11 +179,19 @@ int ChildProcess::threadCount() const {
     return entryCount(folder(pid_) / "task");
 }
 
+bool ChildProcess::hasMapped(std::string_view part) const {
+    std::ifstream file(folder(pid_) / "maps");
+    for (std::string line; std::getline(file, line);) {
+        if (line.find(part) != std::string::npos) {
+            return true;
+        }
+    }
+    return false;
+}
+
 pid_t ChildProcess::childIdentifier() const {
-    std::ifstream file(folder(pid_) / "task" / std::to_string(pid_) / "children");
-    pid_t child = 0;
-    file >> child;
-    return child;
+    const std::vector<pid_t> found = children(folder(pid_) / "task" / std::to_string(pid_));
+    return found.empty() ? 0 : found.front();
 }
 
 } // namespace kestrelnet::benchmarks

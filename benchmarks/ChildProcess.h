@@ -5,6 +5,7 @@
 #include "benchmarks/Figures.h"
 
 #include <string>
+#include <string_view>
 #include <sys/types.h>
 #include <vector>
 
@@ -19,10 +20,21 @@ struct Usage {
     bool operator==(const Usage&) const = default;
 };
 
+struct Command {
+    /// With its folder.
+    std::string path;
+    std::vector<std::string> arguments = {};
+    /// "NAME=VALUE", in addition to the environment of this program.
+    std::vector<std::string> variables = {};
+    /// Whether what it prints is discarded.
+    bool isSilent = false;
+};
+
 /// Runs from construction to destruction.
 class ChildProcess {
   public:
     explicit ChildProcess(const std::string& path, std::vector<std::string> arguments = {});
+    explicit ChildProcess(const Command& command);
     ~ChildProcess();
     ChildProcess(const ChildProcess&) = delete;
     ChildProcess& operator=(const ChildProcess&) = delete;
@@ -35,12 +47,16 @@ class ChildProcess {
     double processorMilliseconds() const;
     /// The proportional set size, in MiB.
     double memory() const;
+    /// The same with its descendants.
+    double treeMemory() const;
     /// The part of it that holds no file, in MiB.
     double ownMemory() const;
     /// The resident set size, in MiB.
     double residentMemory() const;
     int descriptorCount() const;
     int threadCount() const;
+    /// Whether a file whose path contains `part` is in its memory.
+    bool hasMapped(std::string_view part) const;
     /// The first child process of its main thread, or 0.
     pid_t childIdentifier() const;
 

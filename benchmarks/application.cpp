@@ -7,6 +7,7 @@
 
 #include "benchmarks/ChildProcess.h"
 #include "benchmarks/Figures.h"
+#include "benchmarks/StartSamples.h"
 #include "benchmarks/Surroundings.h"
 
 #include <algorithm>
@@ -35,35 +36,15 @@ constexpr auto pixelInterval = 200us;
 constexpr int pointerX = 1200;
 constexpr int pointerY = 10;
 
-/// Waits for the tray icon, and returns the milliseconds since the start of the program.
-double awaitIcon(Surroundings& around, const ChildProcess& program) {
-    around.serveUntil([&] { return around.tray.registered().has_value(); },
-                      "no tray icon was registered");
-    return millisecondsBetween(program.startTime(), *around.tray.registered());
-}
-
-struct StartSamples {
-    std::vector<double> milliseconds;
-    std::vector<double> memory;
-};
-
-void sampleStart(Surroundings& around, const std::string& path, StartSamples& samples) {
-    around.tray.forget();
-    const ChildProcess program(path);
-    samples.milliseconds.push_back(awaitIcon(around, program));
-    awaitQuiet(around, program);
-    samples.memory.push_back(program.memory());
-}
-
 void measureStart(Surroundings& around, const std::string& application, const std::string& bare) {
     StartSamples warmUp;
-    sampleStart(around, bare, warmUp);
-    sampleStart(around, application, warmUp);
+    sampleStart(around, {bare}, warmUp);
+    sampleStart(around, {application}, warmUp);
     StartSamples theirs;
     StartSamples ours;
     for (int run = 0; run < startRuns; ++run) {
-        sampleStart(around, bare, theirs);
-        sampleStart(around, application, ours);
+        sampleStart(around, {bare}, theirs);
+        sampleStart(around, {application}, ours);
     }
     const auto compare = [](const char* name, const std::vector<double>& our,
                             const std::vector<double>& their, double target, const char* unit) {
@@ -146,7 +127,7 @@ void closeSettings(Surroundings& around) {
 /// The idle memory of the program `path`, which only shows an icon.
 double idleMemory(Surroundings& around, const std::string& path) {
     StartSamples samples;
-    sampleStart(around, path, samples);
+    sampleStart(around, {path}, samples);
     return samples.memory.front();
 }
 
