@@ -23,7 +23,7 @@ class Appearance {
     Appearance(const Appearance&) = delete;
     Appearance& operator=(const Appearance&) = delete;
 
-    /// Without an answer, there are no preferences.
+    /// Without an answer, only those that the X server has.
     DesktopPreferences preferences() const;
 
   private:

@@ -3,6 +3,7 @@
 
 #include "platform/linux/PortalSettings.h"
 #include "platform/linux/ScreenResolution.h"
+#include "platform/linux/XSettings.h"
 
 #include <QByteArray>
 #include <QList>
@@ -24,23 +25,33 @@ class Appearance::Source {
   public:
     explicit Source(Changed changed)
         : changed_(std::move(changed)), isKde_(isKde()), portal_([this] { compare(); }),
-          screen_([this] { compare(); }) {}
+          x11_([this] { compare(); }), screen_([this] { compare(); }) {
+        preferences_ = current();
+    }
 
     const DesktopPreferences& preferences() const { return preferences_; }
 
   private:
     void compare() {
-        DesktopPreferences next = preferencesFrom(portal_.values(), isKde_);
-        next.textScale = screen_.scaleToApply(next.textScale);
+        DesktopPreferences next = current();
         if (std::exchange(preferences_, next) != next && changed_) {
             changed_();
         }
+    }
+
+    DesktopPreferences current() const {
+        DesktopSettings settings = portal_.values();
+        settings.insert_or_assign(x11Group, x11_.values());
+        DesktopPreferences result = preferencesFrom(settings, isKde_);
+        result.textScale = screen_.scaleToApply(result.textScale);
+        return result;
     }
 
     Changed changed_;
     bool isKde_;
     DesktopPreferences preferences_;
     PortalSettings portal_;
+    XSettings x11_;
     ScreenResolution screen_;
 };
 

@@ -6,6 +6,7 @@
 
 #include <cmath>
 #include <string_view>
+#include <utility>
 
 namespace kestrelnet {
 
@@ -111,6 +112,12 @@ bool isDarkTheme(std::string_view theme) {
     }
 }
 
+/// The name of the theme of GTK's programs.
+std::string_view theme(const Reader& reader) {
+    const std::string_view name = reader.text(x11Group, "Net/ThemeName");
+    return name.empty() ? reader.text(gnome, "gtk-theme") : name;
+}
+
 /// Desktops without the setting have themes that are dark.
 ColorScheme colorScheme(const Reader& reader) {
     const auto number = reader.number(appearance, "color-scheme");
@@ -120,26 +127,27 @@ ColorScheme colorScheme(const Reader& reader) {
     if (number == 2) {
         return ColorScheme::light;
     }
-    return isDarkTheme(reader.text(gnome, "gtk-theme")) ? ColorScheme::dark
-                                                        : ColorScheme::noPreference;
+    return isDarkTheme(theme(reader)) ? ColorScheme::dark : ColorScheme::noPreference;
 }
 
 bool wantsHighContrast(const Reader& reader) {
     return reader.number(appearance, "contrast") == 1 ||
-           reader.is(true, gnomeAccess, "high-contrast") ||
-           isHighContrastTheme(reader.text(gnome, "gtk-theme"));
+           reader.is(true, gnomeAccess, "high-contrast") || isHighContrastTheme(theme(reader));
 }
 
 std::optional<DesktopFont> font(const Reader& reader, bool isKde) {
-    if (isKde) {
-        if (auto result = fontFromFields(reader.text(kdeGeneral, "font"))) {
-            return result;
-        }
+    auto result = isKde ? fontFromFields(reader.text(kdeGeneral, "font")) : std::nullopt;
+    if (!result) {
+        result = fontFromDescription(reader.text(x11Group, "Gtk/FontName"));
     }
-    return fontFromDescription(reader.text(gnome, "font-name"));
+    return result ? result : fontFromDescription(reader.text(gnome, "font-name"));
 }
 
+/// A settings manager of X11 sets the resolution of text, which the toolkit follows.
 double textScale(const Reader& reader) {
+    if (reader.value(x11Group, "Xft/DPI") != nullptr) {
+        return 1;
+    }
     const double scale = reader.number(gnome, "text-scaling-factor").value_or(1);
     return scale >= smallestScale && scale <= largestScale ? scale : 1;
 }
@@ -148,34 +156,37 @@ std::optional<Milliseconds> doubleClickTime(const Reader& reader, bool isKde) {
     const auto time = [&reader](std::string_view group, std::string_view key) {
         return reader.time(group, key, shortestClick, longestClick);
     };
-    if (isKde) {
-        if (const auto result = time(kde, "DoubleClickInterval")) {
-            return result;
-        }
+    auto result = isKde ? time(kde, "DoubleClickInterval") : std::nullopt;
+    for (const auto& [group, key] :
+         {std::pair(x11Group, "Net/DoubleClickTime"), std::pair(gnomeMouse, "double-click"),
+          std::pair(gnomeFormerMouse, "double-click")}) {
+        result = result ? result : time(group, key);
     }
-    const auto result = time(gnomeMouse, "double-click");
-    return result ? result : time(gnomeFormerMouse, "double-click");
+    return result;
 }
 
 std::optional<Milliseconds> cursorFlashTime(const Reader& reader, bool isKde) {
     const auto time = [&reader](std::string_view group, std::string_view key) {
-        return reader.time(group, key, shortestFlash, longestFlash);
+        return reader.number(group, key) == 0
+                   ? std::optional(0ms)
+                   : reader.time(group, key, shortestFlash, longestFlash);
     };
-    if (isKde) {
-        if (reader.number(kde, "CursorBlinkRate") == 0) {
-            return 0ms;
-        }
-        if (const auto result = time(kde, "CursorBlinkRate")) {
-            return result;
-        }
+    auto result = isKde ? time(kde, "CursorBlinkRate") : std::nullopt;
+    if (!result && reader.number(x11Group, "Net/CursorBlink") == 0) {
+        result = 0ms;
     }
-    return reader.is(false, gnome, "cursor-blink") ? std::optional(0ms)
-                                                   : time(gnome, "cursor-blink-time");
+    if (!result) {
+        result = time(x11Group, "Net/CursorBlinkTime");
+    }
+    if (!result && reader.is(false, gnome, "cursor-blink")) {
+        result = 0ms;
+    }
+    return result ? result : time(gnome, "cursor-blink-time");
 }
 
 } // namespace
 
-const std::vector<std::string>& settingGroups() {
+const std::vector<std::string>& portalGroups() {
     static const std::vector<std::string> groups{
         appearance, gnome, gnomeAccess, gnomeMouse, gnomeFormerMouse, kdeGeneral, kde};
     return groups;

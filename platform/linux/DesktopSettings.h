@@ -16,11 +16,15 @@ using SettingGroup = std::map<std::string, SettingValue, std::less<>>;
 /// The settings of a desktop by group and key, as their source has sent them.
 using DesktopSettings = std::map<std::string, SettingGroup, std::less<>>;
 
-/// The groups in which the desktops' own settings lie.
-const std::vector<std::string>& settingGroups();
+/// The groups that a settings portal has.
+const std::vector<std::string>& portalGroups();
+
+/// The group for the settings of a settings manager of X11.
+inline constexpr auto x11Group = "x11";
 
 /// Reads the preferences out of any settings. Values of the wrong type or outside of a sensible
-/// range count as missing. `isKde`: KDE's groups come before all others; otherwise they do not
+/// range count as missing. The settings of X11 come before those of the portal, which has GNOME's
+/// on other desktops, too. `isKde`: KDE's groups come before all others; otherwise they do not
 /// count.
 DesktopPreferences preferencesFrom(const DesktopSettings& settings, bool isKde);
 

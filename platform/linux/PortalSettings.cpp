@@ -26,7 +26,7 @@ constexpr auto settingsInterface = "org.freedesktop.portal.Settings";
 
 QDBusPendingCall readAll() {
     QStringList groups;
-    for (const std::string& group : settingGroups()) {
+    for (const std::string& group : portalGroups()) {
         groups << QString::fromStdString(group);
     }
     QDBusMessage read = QDBusMessage::createMethodCall(
@@ -92,7 +92,7 @@ std::optional<DesktopSettings> settingsIn(const QDBusMessage& answer) {
 class PortalSettings::Reading {
   public:
     explicit Reading(std::function<void()> changed) : changed_(std::move(changed)) {
-        for (const std::string& group : settingGroups()) {
+        for (const std::string& group : portalGroups()) {
             signals_.push_back(std::make_unique<SessionBusSignal>(
                 SessionBusSignal::Match{portalPath, settingsInterface, "SettingChanged", {group}},
                 [this] { read(); }));

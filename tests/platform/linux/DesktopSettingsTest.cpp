@@ -134,7 +134,8 @@ TEST(DesktopSettingsTest, readsTheCursorFlashTime) {
     EXPECT_THAT(time(true, 800), Optional(800ms));
     EXPECT_THAT(time(false, 800), Optional(0ms));
     EXPECT_THAT(time("no"s, 800), Optional(800ms)) << "a value of the wrong type";
-    EXPECT_THAT(time(true, 0), Eq(std::nullopt));
+    EXPECT_THAT(time(true, 0), Optional(0ms));
+    EXPECT_THAT(time(true, 99), Eq(std::nullopt));
     EXPECT_THAT(time(true, 10001), Eq(std::nullopt));
 }
 
@@ -149,6 +150,41 @@ TEST(DesktopSettingsTest, theNumbersOfKdeAreTexts) {
     EXPECT_THAT(onGnome(settings).cursorFlashTime, Optional(900ms));
     EXPECT_THAT(onKde({{kde, {{"CursorBlinkRate", "0"s}}}}).cursorFlashTime, Optional(0ms));
     EXPECT_THAT(onKde({{kde, {{"CursorBlinkRate", "fast"s}}}}).cursorFlashTime, Eq(std::nullopt));
+}
+
+TEST(DesktopSettingsTest, theSettingsOfX11ComeBeforeThoseOfThePortal) {
+    const DesktopSettings settings{{x11Group,
+                                    {{"Gtk/FontName", "Liberation Sans 12"s},
+                                     {"Net/ThemeName", "Greybird-dark"s},
+                                     {"Net/DoubleClickTime", std::int64_t{250}},
+                                     {"Net/CursorBlinkTime", std::int64_t{600}}}},
+                                   {gnome,
+                                    {{"font-name", "Cantarell 11"s},
+                                     {"gtk-theme", "Adwaita"s},
+                                     {"text-scaling-factor", 1.5},
+                                     {"cursor-blink", false}}},
+                                   {gnomeMouse, {{"double-click", std::int64_t{300}}}}};
+    EXPECT_EQ(onGnome(settings),
+              (DesktopPreferences{.colorScheme = ColorScheme::dark,
+                                  .font = DesktopFont{.family = "Liberation Sans", .points = 12},
+                                  .textScale = 1.5,
+                                  .doubleClickTime = 250ms,
+                                  .cursorFlashTime = 600ms}));
+}
+
+TEST(DesktopSettingsTest, onX11TheCursorMayNotFlashEither) {
+    EXPECT_THAT(onGnome({{x11Group,
+                          {{"Net/CursorBlink", std::int64_t{0}},
+                           {"Net/CursorBlinkTime", std::int64_t{600}}}}})
+                    .cursorFlashTime,
+                Optional(0ms));
+}
+
+TEST(DesktopSettingsTest, aResolutionOfX11ReplacesTheTextScale) {
+    EXPECT_EQ(onGnome({{x11Group, {{"Xft/DPI", std::int64_t{96 * 1024}}}},
+                       {gnome, {{"text-scaling-factor", 1.5}}}})
+                  .textScale,
+              1);
 }
 
 } // namespace
