@@ -73,6 +73,7 @@ std::vector<pid_t> descendants(pid_t pid) {
 /// The form that the system wants, as long as `texts` exists.
 std::vector<char*> pointers(std::vector<std::string>& texts) {
     std::vector<char*> result;
+    result.reserve(texts.size() + 1);
     for (std::string& text : texts) {
         result.push_back(text.data());
     }
