@@ -22,7 +22,7 @@ namespace fs = std::filesystem;
 constexpr auto figureName = "Password to the first line, above a root shell";
 constexpr int rounds = 20;
 constexpr auto firstLine = "the first line";
-const std::string launcher = "/usr/lib/kestrelnet-test/launcher.sh";
+const std::string launcher = "/usr/libexec/kestrelnet-test/launcher.sh";
 
 void installClient() {
     const std::string path = "/usr/local/bin/kestrelnet-client";

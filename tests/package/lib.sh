@@ -3,7 +3,7 @@
 set -euo pipefail
 
 user=person
-bundle=/usr/lib/kestrelnet
+bundle=/usr/libexec/kestrelnet
 
 fail() {
     printf '%s: %s\n' "${0##*/}" "$*" >&2

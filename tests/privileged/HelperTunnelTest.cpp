@@ -34,9 +34,10 @@ class HelperTunnelTest : public HelperTest {
     FakeClient& install(std::string_view mode, std::string_view argument = "") {
         client_ = std::make_unique<FakeClient>(mode, argument);
         client_->installScriptAt("/usr/local/bin/kestrelnet-client");
-        EXPECT_EQ(runAsRoot("/bin/bash /usr/lib/kestrelnet/Contents/Resources/install-helper.sh "
-                            ">/tmp/output 2>&1"),
-                  0)
+        EXPECT_EQ(
+            runAsRoot("/bin/bash /usr/libexec/kestrelnet/Contents/Resources/install-helper.sh "
+                      ">/tmp/output 2>&1"),
+            0)
             << readFile("/tmp/output");
         return *client_;
     }

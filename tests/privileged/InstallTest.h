@@ -23,7 +23,7 @@ class InstallTest : public testing::Test {
     static inline const std::string helper = folder + "/com.kestrelnetvpn.tunnel";
     static inline const std::string client = folder + "/kestrelnet-client";
     // Sources.
-    static inline const std::string contents = "/usr/lib/kestrelnet/Contents";
+    static inline const std::string contents = "/usr/libexec/kestrelnet/Contents";
     static inline const std::string script = contents + "/Resources/install-helper.sh";
     static inline const std::string bundledHelper = contents + "/Helpers/com.kestrelnetvpn.tunnel";
     static inline const std::string bundledClient = contents + "/Resources/kestrelnet-client";

@@ -156,8 +156,8 @@ TEST_F(InstallTheftTest, startsTheUsersProcessesWithoutRootsDescriptors) {
         const std::string list = readFile(std::string("/tmp/lists/") + name);
         EXPECT_THAT(list, AllOf(HasSubstr("0 /dev/null\n"), HasSubstr("2 /dev/null\n"),
                                 Not(HasSubstr("/root")), Not(HasSubstr("/etc")),
-                                Not(HasSubstr("/Library")), Not(HasSubstr("/usr/lib/kestrelnet")),
-                                Not(HasSubstr(".lock"))))
+                                Not(HasSubstr("/Library")),
+                                Not(HasSubstr("/usr/libexec/kestrelnet")), Not(HasSubstr(".lock"))))
             << name;
     }
     EXPECT_EQ(status, 0) << readFile("/root/errors");

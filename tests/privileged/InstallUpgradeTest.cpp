@@ -31,17 +31,31 @@ class InstallUpgradeTest : public InstallTest {
         ASSERT_EQ(::chmod(helper.c_str(), mode), 0);
     }
     /// Runs the package's script after an upgrade, or after a removal.
-    static Outcome runAfterInstall() { return runPackageScript("after-install configure 0.1"); }
+    static Outcome runAfterInstall() {
+        return runPackageScript("sh -e " + sources + "/debian/kestrelnet.postinst configure 0.1");
+    }
     static Outcome runAfterRemoval(const std::string& argument = "remove") {
-        return runPackageScript("after-removal " + argument);
+        return runPackageScript("sh -e " + sources + "/debian/kestrelnet.postrm " + argument);
+    }
+    /// The same of the .rpm, where `count` versions stay installed.
+    static Outcome runRpmAfterInstall() { return runScriptlet("%post", "2"); }
+    static Outcome runRpmAfterRemoval(const std::string& count) {
+        return runScriptlet("%postun", count);
     }
     static bool isNewHelper() { return readFile(helper) == readFile(bundledHelper); }
 
   private:
+    static inline const std::string sources = KESTRELNET_SOURCE_FOLDER;
+
     static Outcome runPackageScript(const std::string& command) {
-        const int status = runAsRoot("cd /; sh -e " KESTRELNET_SOURCE_FOLDER "/packaging/" +
-                                     command + " >/tmp/output 2>/tmp/errors");
+        const int status = runAsRoot("cd /; " + command + " >/tmp/output 2>/tmp/errors");
         return {status, readFile("/tmp/output"), readFile("/tmp/errors")};
+    }
+    /// The lines of the .spec file between `section` and the next one.
+    static Outcome runScriptlet(const std::string& section, const std::string& count) {
+        return runPackageScript("sed '1,/^" + section +
+                                "$/d; /^%[a-z]/,$d; s|%{_libexecdir}|/usr/libexec|' " + sources +
+                                "/packaging/kestrelnet.spec | sh -e -s " + count);
     }
 };
 
@@ -138,14 +152,45 @@ TEST_F(InstallUpgradeTest, theRemovalOfThePackageRemovesTheHelperAndItsClient) {
 }
 
 TEST_F(InstallUpgradeTest, theRemovalOfAnOlderVersionKeepsTheHelper) {
-    // What dpkg and rpm pass when another version stays or comes.
-    for (const char* argument : {"upgrade 0.1", "failed-upgrade 0.1", "purge", "1", ""}) {
+    // What dpkg passes when another version stays or comes.
+    for (const char* argument : {"upgrade 0.1", "failed-upgrade 0.1", "purge", ""}) {
         EXPECT_EQ(runAfterRemoval(argument).status, 0);
         EXPECT_EQ(facts(helper), "0:0 4755") << argument;
         EXPECT_EQ(facts(client), "0:0 0755") << argument;
     }
-    EXPECT_EQ(runAfterRemoval("0").status, 0);
+}
+
+TEST_F(InstallUpgradeTest, theRpmUpdatesTheHelperAndNeverFails) {
+    Outcome outcome = runRpmAfterInstall();
+    EXPECT_EQ(outcome.status, 0);
+    EXPECT_EQ(outcome.output + outcome.errors, "");
+    EXPECT_TRUE(isNewHelper());
+    changeBundledHelper();
+    ASSERT_EQ(::chmod(folder.c_str(), 0775), 0);
+    outcome = runRpmAfterInstall();
+    EXPECT_EQ(outcome.status, 0);
+    EXPECT_THAT(outcome.errors, HasSubstr(folder + " can be changed by users other than root."));
+    EXPECT_FALSE(isNewHelper());
+}
+
+TEST_F(InstallUpgradeTest, theRemovalOfTheLastRpmRemovesTheHelperAndItsClient) {
+    EXPECT_EQ(runRpmAfterRemoval("1").status, 0);
+    EXPECT_EQ(facts(helper), "0:0 4755");
+    EXPECT_EQ(facts(client), "0:0 0755");
+    write(temporary(helper), "from an interrupted installation");
+    const Outcome outcome = runRpmAfterRemoval("0");
+    EXPECT_EQ(outcome.status, 0);
+    EXPECT_EQ(outcome.output + outcome.errors, "");
     EXPECT_FALSE(fs::exists("/Library"));
+}
+
+TEST_F(InstallUpgradeTest, theRemovalOfTheRpmSucceedsWhereTheHelperIsAFolder) {
+    fs::remove(helper);
+    write(helper + "/file", "");
+    const Outcome outcome = runRpmAfterRemoval("0");
+    EXPECT_EQ(outcome.status, 0);
+    EXPECT_THAT(outcome.errors, HasSubstr(helper)) << "says what stays";
+    EXPECT_THAT(names(folder), UnorderedElementsAre("com.kestrelnetvpn.tunnel"));
 }
 
 TEST_F(InstallUpgradeTest, theRemovalOfThePackageKeepsWhatOthersHavePutThere) {

@@ -20,7 +20,7 @@ namespace fs = std::filesystem;
 
 const User user{"kestrel", 4711, 4711, "/home/kestrel"};
 const User stranger{"stranger", 4712, 4712, "/home/stranger"};
-const std::string bundle = "/usr/lib/kestrelnet";
+const std::string bundle = "/usr/libexec/kestrelnet";
 
 void installBundle() {
     fs::copy(KESTRELNET_BUILT_BUNDLE, bundle,

@@ -2,7 +2,7 @@
 # What root does in the world of tests/tunnel/world: networks, servers, the installation. Sourced.
 
 root=$(cd -- "$(dirname -- "${BASH_SOURCE[0]}")/../.." && pwd -P)
-bundle=/usr/lib/kestrelnet
+bundle=/usr/libexec/kestrelnet
 person=person
 session=c1
 keys=/root/keys

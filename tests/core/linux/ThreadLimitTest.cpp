@@ -35,7 +35,8 @@ class ThreadLimitTest : public testing::Test {
             << "limited:x:" << id << ':' << id << "::" << home << ":/bin/sh\n";
         fs::create_directories(home);
         give(home);
-        program_ = rootWorld::install(KESTRELNET_CONTROLLER, "/usr/lib/kestrelnet/Contents/Linux");
+        program_ =
+            rootWorld::install(KESTRELNET_CONTROLLER, "/usr/libexec/kestrelnet/Contents/Linux");
         rootWorld::install("/bin/true", "/usr/local/bin");
         fs::rename("/usr/local/bin/true", "/usr/local/bin/kestrelnet-client");
     }

@@ -53,7 +53,7 @@ class PromptPurposeTest : public PromptTest {
     /// Starts kestrelnet-run through pkexec as the user, who claims `purpose`: as osascript does,
     /// with a lifeline. Returns its output.
     static std::string runFor(const std::string& purpose, const std::string& command) {
-        const std::string starter = "/usr/lib/kestrelnet-test/claim-purpose";
+        const std::string starter = "/usr/libexec/kestrelnet-test/claim-purpose";
         std::ofstream(starter)
             << "#!/usr/bin/python3\n"
                "import socket, subprocess, sys\n"

@@ -109,7 +109,7 @@ std::vector<std::string> PolkitWorld::inSession(std::vector<std::string> command
 
 ChildProgram& PolkitWorld::startAgent(const std::string& answer) {
     const std::string program =
-        rootWorld::install(KESTRELNET_AUTHENTICATION_AGENT, "/usr/lib/kestrelnet-test");
+        rootWorld::install(KESTRELNET_AUTHENTICATION_AGENT, "/usr/libexec/kestrelnet-test");
     agent_.emplace(inSession({program, session, rootWorld::user.name, answer}));
     EXPECT_EQ(agent_->readLine(), "registered");
     return *agent_;

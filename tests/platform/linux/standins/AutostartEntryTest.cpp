@@ -87,7 +87,7 @@ TEST(LaunchAgentTest, refusesAListWithoutAProgram) {
 
 TEST(AutostartEntryTest, isAValidDesktopEntry) {
     EXPECT_EQ(autostartEntry({.label = "com.kestrelnetvpn.app",
-                              .arguments = {"/usr/lib/kestrelnet/Contents/Linux/kestrelnet"},
+                              .arguments = {"/usr/libexec/kestrelnet/Contents/Linux/kestrelnet"},
                               .runAtLoad = true}),
               "# Kestrelnet writes and removes this file as \"Start at login\" is switched.\n"
               "[Desktop Entry]\n"
@@ -95,8 +95,8 @@ TEST(AutostartEntryTest, isAValidDesktopEntry) {
               "Name=Kestrelnet\n"
               "Icon=com.kestrelnetvpn.app\n"
               "Exec=/usr/bin/env KESTRELNET_QUIET_START=1 "
-              "\"/usr/lib/kestrelnet/Contents/Linux/kestrelnet\"\n"
-              "TryExec=/usr/lib/kestrelnet/Contents/Linux/kestrelnet\n"
+              "\"/usr/libexec/kestrelnet/Contents/Linux/kestrelnet\"\n"
+              "TryExec=/usr/libexec/kestrelnet/Contents/Linux/kestrelnet\n"
               "Terminal=false\n"
               "X-GNOME-Autostart-enabled=true\n");
 }
