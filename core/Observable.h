@@ -48,7 +48,7 @@ class ObservableObjectPublisher {
                 ~Sending() {
                     if (--observers_.sendings == 0 && !observers_.removed.empty()) {
                         // The destruction of an observer may remove others.
-                        const auto removed = std::exchange(observers_.removed, {});
+                        const auto leaving = std::exchange(observers_.removed, {});
                     }
                 }
                 Sending(const Sending&) = delete;

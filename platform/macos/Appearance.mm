@@ -91,9 +91,8 @@ DesktopPreferences Appearance::preferences() const {
         bestMatchFromAppearancesWithNames:@[ NSAppearanceNameAqua, NSAppearanceNameDarkAqua ]];
     return {.colorScheme = [match isEqualToString:NSAppearanceNameDarkAqua] ? ColorScheme::dark
                                                                             : ColorScheme::light,
-            .wantsHighContrast =
-                static_cast<bool>([[NSWorkspace sharedWorkspace]
-                                   accessibilityDisplayShouldIncreaseContrast])};
+            .wantsHighContrast = static_cast<bool>(
+                [[NSWorkspace sharedWorkspace] accessibilityDisplayShouldIncreaseContrast])};
 }
 
 } // namespace kestrelnet

@@ -160,8 +160,13 @@ TEST(PublisherTest, theDestructionOfAnObserverMayEndAnotherSubscription) {
         publisher.subscribe([&heard] { ++heard; }));
     ObservableObjectPublisher::Subscription own;
     struct EndsOther {
-        std::shared_ptr<ObservableObjectPublisher::Subscription> other;
+        explicit EndsOther(std::shared_ptr<ObservableObjectPublisher::Subscription> subscription)
+            : other(std::move(subscription)) {}
         ~EndsOther() { *other = {}; }
+        EndsOther(const EndsOther&) = delete;
+        EndsOther& operator=(const EndsOther&) = delete;
+
+        std::shared_ptr<ObservableObjectPublisher::Subscription> other;
     };
     own = publisher.subscribe([&own, ends = std::make_shared<EndsOther>(other)] { own = {}; });
     publisher.send();
