@@ -45,8 +45,11 @@ const Extent whole{.warmUpCycles = 2,
                    .counts = {13, 9, 8, 80, 7500},
                    .bound = 64,
                    .judgesTime = true};
-const Extent brief{
-    .warmUpCycles = 2, .cycles = 6, .counts = {2, 2, 2, 10, 1000}, .bound = 6, .judgesTime = false};
+const Extent brief{.warmUpCycles = 2,
+                   .cycles = 6,
+                   .counts = {2, 2, 2, 10, 1000},
+                   .bound = 16,
+                   .judgesTime = false};
 
 /// An operation of the user or of the client.
 struct Operation {
