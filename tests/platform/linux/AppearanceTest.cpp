@@ -20,10 +20,8 @@ namespace {
 using namespace std::chrono_literals;
 using testing::Contains;
 using testing::ElementsAre;
-using testing::Eq;
 using testing::IsEmpty;
 using testing::Matches;
-using testing::Optional;
 using testing::StartsWith;
 
 [[maybe_unused]] auto* const bus = testing::AddGlobalTestEnvironment(new SessionBus);
