@@ -15,7 +15,7 @@ inline std::mt19937 seededGenerator() {
     const char* const given = std::getenv(variable);
     const unsigned long seed = given == nullptr ? std::random_device{}() : std::stoul(given);
     std::cout << variable << '=' << seed << std::endl;
-    return std::mt19937(seed);
+    return std::mt19937(static_cast<std::mt19937::result_type>(seed));
 }
 
 } // namespace kestrelnet
