@@ -74,9 +74,10 @@ TEST_F(NamedPipeTest, aWriterThatWaitsForAReaderGoesOnWaiting) {
 TEST_F(NamedPipeTest, theEndWaitsOnlyForWhatWasInTheNamedPipeThen) {
     ASSERT_EQ(::write(source, "12345", 5), 5);
     const auto output = std::make_shared<Pipe>();
-    std::atomic<std::size_t> received = 0;
+    // The reader thread may outlive the test.
+    const auto received = std::make_shared<std::atomic<std::size_t>>(0);
     output->fileHandleForReading().setReadabilityHandler(
-        [&received](FileHandle& readable) { received += readable.availableData().size(); });
+        [received](FileHandle& readable) { *received += readable.availableData().size(); });
     // Only the end reads.
     const auto pause = output->fileHandleForReading().pause();
     const auto relay = Process::create();
@@ -90,8 +91,8 @@ TEST_F(NamedPipeTest, theEndWaitsOnlyForWhatWasInTheNamedPipeThen) {
     process->relaySource = NamedPipe::at(fifo);
     ASSERT_EQ(process->run(), std::nullopt);
     process->waitUntilExit();
-    EXPECT_GE(received, 5U);
-    EXPECT_LT(received, 1'000'000U);
+    EXPECT_GE(*received, 5U);
+    EXPECT_LT(*received, 1'000'000U);
     relay->kill(SIGKILL);
     relay->waitUntilExit();
 }
