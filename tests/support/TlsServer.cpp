@@ -36,6 +36,11 @@ namespace kestrelnet {
 
 namespace {
 
+/// Without a name of the standard library's in the toolkit's symbol, so that stub libraries do.
+QByteArray bytesOf(const std::string& text) {
+    return {text.data(), static_cast<qsizetype>(text.size())};
+}
+
 using Ending = TlsAnswer::Ending;
 
 constexpr qint64 largestHead = 64L * 1024;
@@ -60,7 +65,7 @@ void makeCertificate(const TemporaryFolder& folder, const char* name, const char
 }
 
 QByteArray contents(const TemporaryFolder& folder, std::string_view name) {
-    return QByteArray::fromStdString(readFile(folder.file(name)));
+    return bytesOf(readFile(folder.file(name)));
 }
 
 QSslConfiguration certified(const TemporaryFolder& folder) {
@@ -77,7 +82,7 @@ QSslConfiguration certified(const TemporaryFolder& folder) {
 std::string compressed(const std::string& body) {
     // qCompress() puts the length in front.
     constexpr qsizetype lengthSize = 4;
-    return qCompress(QByteArray::fromStdString(body)).mid(lengthSize).toStdString();
+    return qCompress(bytesOf(body)).mid(lengthSize).toStdString();
 }
 
 std::string headOf(const TlsAnswer& answer) {
@@ -123,7 +128,7 @@ void send(QSslSocket& socket, const TlsAnswer& answer) {
         reset(socket);
         return;
     }
-    socket.write(QByteArray::fromStdString(headOf(answer) + bodyOf(answer)));
+    socket.write(bytesOf(headOf(answer) + bodyOf(answer)));
     if (answer.ending == Ending::drops) {
         socket.disconnectFromHost();
     } else if (answer.ending == Ending::resets) {
