@@ -11,6 +11,7 @@
 #include <filesystem>
 #include <fstream>
 #include <random>
+#include <string>
 #include <sys/ptrace.h>
 #include <sys/wait.h>
 #include <thread>
@@ -144,7 +145,19 @@ class PromptKillTest : public PromptEndTest {
             controller->tell("connect");
             std::this_thread::sleep_for(std::chrono::microseconds(moment(random)));
             controller->kill();
+            if (strays().empty()) {
+                removeRunFiles();
+            }
             ASSERT_TRUE(endsInTime()) << "round " << round;
+        }
+    }
+
+  private:
+    /// After a kill before the runner's start, nobody is left who could remove the files.
+    static void removeRunFiles() {
+        const std::filesystem::path folder = "/run/user/" + std::to_string(rootWorld::user.uid);
+        for (const std::string& name : runFiles()) {
+            std::filesystem::remove(folder / name);
         }
     }
 };
