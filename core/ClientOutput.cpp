@@ -94,7 +94,7 @@ MarkerGroup MarkerSearch::groupOf(std::string_view line) {
     return clear_ < end ? markerGroup(line) : MarkerGroup::none;
 }
 
-/// Whether no marker begins in the block at this position. False when the chunk ends in it.
+/// Whether no rare pair begins in the block at this position. False when the chunk ends in it.
 bool MarkerSearch::isBlockClear(std::size_t at) const {
     return at + blockSize < chunk_.size() && !hasRarePair(chunk_.data() + at);
 }

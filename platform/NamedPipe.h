@@ -12,8 +12,9 @@ namespace kestrelnet {
 class NamedPipe {
   public:
     /// Remembers the named pipe that is at `path` now, also when another one takes its place later.
-    /// Opens neither end, so whoever waits for one goes on waiting. Returns null when there is no
-    /// named pipe, when no descriptor is available, and on a system where unread() cannot tell.
+    /// Does not open the pipe for reading or writing: a process that waits for the other end still
+    /// waits. Returns null when there is no named pipe, when no descriptor is available, and on a
+    /// system that does not support unread().
     static std::unique_ptr<NamedPipe> at(const std::string& path);
     ~NamedPipe();
     NamedPipe(const NamedPipe&) = delete;
