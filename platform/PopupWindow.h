@@ -14,22 +14,18 @@ namespace kestrelnet {
 /// is hidden. On Wayland a program cannot ask for it, and macOS lists no such windows.
 void keepOutOfTaskBars(std::uintptr_t window);
 
-/// Reports mouse buttons anywhere on the screen. A click on the empty desktop moves the focus on
-/// some desktops only, so a popup that waits for the focus to move would stay. It only listens: it
-/// grabs nothing, and other programs receive their clicks as before. It does so on X11; elsewhere
-/// there are no calls.
-class ScreenClicks {
+/// Reports clicks beside all windows of this program, also those on the empty desktop. Such a click
+/// moves the focus on some desktops only, so a popup that waits for the focus to move would stay.
+/// It only listens: it grabs nothing, and other programs receive their clicks as before. It does so
+/// on X11; elsewhere there are no calls.
+class OutsideClicks {
   public:
-    /// Called from the event loop. Each may destroy the ScreenClicks. The wheel does not count.
-    struct Handlers {
-        std::function<void()> pressed;
-        std::function<void()> released;
-    };
-
-    explicit ScreenClicks(Handlers handlers);
-    ~ScreenClicks();
-    ScreenClicks(const ScreenClicks&) = delete;
-    ScreenClicks& operator=(const ScreenClicks&) = delete;
+    /// `clicked` is called from the event loop when the button of such a click is released. It may
+    /// destroy the OutsideClicks. The wheel does not count.
+    explicit OutsideClicks(std::function<void()> clicked);
+    ~OutsideClicks();
+    OutsideClicks(const OutsideClicks&) = delete;
+    OutsideClicks& operator=(const OutsideClicks&) = delete;
 
   private:
     class Listener;

@@ -5,6 +5,8 @@
 
 #include <QAbstractNativeEventFilter>
 #include <QCoreApplication>
+#include <QCursor>
+#include <QGuiApplication>
 #include <QMetaObject>
 #include <QObject>
 
@@ -30,11 +32,13 @@ void keepOutOfTaskBars(std::uintptr_t window) {
 }
 
 /// Listens to the raw events of the X Input extension. The server sends them to every program that
-/// wants them, also while a program has grabbed the pointer.
-class ScreenClicks::Listener : public QAbstractNativeEventFilter {
+/// wants them, also while a program has grabbed the pointer. They have no position, and the pointer
+/// may have moved since; so what is decided at first is corrected when the same press comes as an
+/// event of one of the program's windows.
+class OutsideClicks::Listener : public QAbstractNativeEventFilter {
   public:
-    Listener(xcb_connection_t* connection, std::uint8_t extension, Handlers handlers)
-        : connection_(connection), extension_(extension), handlers_(std::move(handlers)) {
+    Listener(xcb_connection_t* connection, std::uint8_t extension, std::function<void()> clicked)
+        : connection_(connection), extension_(extension), clicked_(std::move(clicked)) {
         select(XCB_INPUT_XI_EVENT_MASK_RAW_BUTTON_PRESS |
                XCB_INPUT_XI_EVENT_MASK_RAW_BUTTON_RELEASE);
         QCoreApplication::instance()->installNativeEventFilter(this);
@@ -47,20 +51,59 @@ class ScreenClicks::Listener : public QAbstractNativeEventFilter {
         if (type != "xcb_generic_event_t") {
             return false;
         }
-        const auto* event = static_cast<const xcb_ge_generic_event_t*>(message);
-        if (event->response_type != XCB_GE_GENERIC || event->extension != extension_) {
+        switch (kindOf(message)) {
+        case Kind::rawPress:
+            isPressedOutside_ =
+                !isWheel(message) && QGuiApplication::topLevelAt(QCursor::pos()) == nullptr;
+            return true;
+        case Kind::rawRelease:
+            if (!isWheel(message) && std::exchange(isPressedOutside_, false)) {
+                // The call may destroy this object.
+                QMetaObject::invokeMethod(&context_, clicked_, Qt::QueuedConnection);
+            }
+            return true;
+        case Kind::ownPress:
+            isPressedOutside_ = false;
             return false;
-        }
-        if (event->event_type == XCB_INPUT_RAW_BUTTON_PRESS) {
-            return note(message, handlers_.pressed);
-        }
-        if (event->event_type == XCB_INPUT_RAW_BUTTON_RELEASE) {
-            return note(message, handlers_.released);
+        case Kind::other:
+            return false;
         }
         return false;
     }
 
   private:
+    enum class Kind { rawPress, rawRelease, ownPress, other };
+
+    Kind kindOf(const void* message) const {
+        const auto* event = static_cast<const xcb_ge_generic_event_t*>(message);
+        // The highest bit tells who has sent the event.
+        if ((event->response_type & 0x7f) == XCB_BUTTON_PRESS) {
+            return Kind::ownPress;
+        }
+        if (event->response_type != XCB_GE_GENERIC || event->extension != extension_) {
+            return Kind::other;
+        }
+        switch (event->event_type) {
+        case XCB_INPUT_RAW_BUTTON_PRESS:
+            return Kind::rawPress;
+        case XCB_INPUT_RAW_BUTTON_RELEASE:
+            return Kind::rawRelease;
+        case XCB_INPUT_BUTTON_PRESS:
+            return Kind::ownPress;
+        default:
+            return Kind::other;
+        }
+    }
+
+    static bool isWheel(const void* message) {
+        constexpr std::uint32_t firstOfWheel = 4;
+        constexpr std::uint32_t lastOfWheel = 7;
+        // Presses and releases have the same layout.
+        const std::uint32_t button =
+            static_cast<const xcb_input_raw_button_press_event_t*>(message)->detail;
+        return button >= firstOfWheel && button <= lastOfWheel;
+    }
+
     /// For the root window and all pointers together. The toolkit selects nothing for that pair.
     void select(std::uint32_t events) {
         struct {
@@ -71,35 +114,23 @@ class ScreenClicks::Listener : public QAbstractNativeEventFilter {
         xcb_flush(connection_);
     }
 
-    bool note(const void* message, const std::function<void()>& handler) {
-        constexpr std::uint32_t firstOfWheel = 4;
-        constexpr std::uint32_t lastOfWheel = 7;
-        // Presses and releases have the same layout.
-        const std::uint32_t button =
-            static_cast<const xcb_input_raw_button_press_event_t*>(message)->detail;
-        if (button < firstOfWheel || button > lastOfWheel) {
-            // The call may destroy this object.
-            QMetaObject::invokeMethod(&context_, handler, Qt::QueuedConnection);
-        }
-        return true;
-    }
-
     xcb_connection_t* connection_;
     std::uint8_t extension_;
-    Handlers handlers_;
+    std::function<void()> clicked_;
     QObject context_;
+    bool isPressedOutside_ = false;
 };
 
-ScreenClicks::ScreenClicks(Handlers handlers) {
+OutsideClicks::OutsideClicks(std::function<void()> clicked) {
     xcb_connection_t* const connection = x11::connection();
     const auto* const extension =
         connection == nullptr ? nullptr : xcb_get_extension_data(connection, &xcb_input_id);
     if (extension != nullptr && extension->present != 0) {
         listener_ =
-            std::make_unique<Listener>(connection, extension->major_opcode, std::move(handlers));
+            std::make_unique<Listener>(connection, extension->major_opcode, std::move(clicked));
     }
 }
 
-ScreenClicks::~ScreenClicks() = default;
+OutsideClicks::~OutsideClicks() = default;
 
 } // namespace kestrelnet

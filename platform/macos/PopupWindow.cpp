@@ -7,10 +7,10 @@ namespace kestrelnet {
 
 void keepOutOfTaskBars(std::uintptr_t /*window*/) {}
 
-class ScreenClicks::Listener {};
+class OutsideClicks::Listener {};
 
-ScreenClicks::ScreenClicks(Handlers /*handlers*/) {}
+OutsideClicks::OutsideClicks(std::function<void()> /*clicked*/) {}
 
-ScreenClicks::~ScreenClicks() = default;
+OutsideClicks::~OutsideClicks() = default;
 
 } // namespace kestrelnet

@@ -16,6 +16,7 @@
 #include <QKeyEvent>
 #include <QMoveEvent>
 #include <QPainter>
+#include <QPointer>
 #include <QScreen>
 #include <QTimer>
 #include <QVBoxLayout>
@@ -33,6 +34,10 @@ constexpr qreal cornerRadius = 10;
 /// A click on the tray icon first deactivates the panel. The click is reported at most this much
 /// later.
 constexpr auto clickDuration = 300ms;
+
+/// While the focus moves to the panel, the toolkit may report that no window is active: its report
+/// for a window that was closed comes late.
+constexpr auto activationDuration = 50ms;
 
 /// How often the panel is placed again when the window manager has chosen another position. Some
 /// do so once when they first show a window.
@@ -133,38 +138,33 @@ bool Panel::justClosedByClick() const {
     return deactivatedAt_ && context_.clock->now() - *deactivatedAt_ < clickDuration;
 }
 
+void Panel::handleDeactivation() {
+    if (QApplication::activeWindow() != nullptr) {
+        return hideUnlessOwnDialogIsActive();
+    }
+    inactiveSince_ = context_.clock->now();
+    context_.mainQueue->asyncAfter(activationDuration,
+                                   [panel = QPointer(this), since = *inactiveSince_] {
+                                       if (panel && panel->inactiveSince_ == since) {
+                                           panel->hideUnlessOwnDialogIsActive();
+                                       }
+                                   });
+}
+
 void Panel::hideUnlessOwnDialogIsActive() {
     const QWidget* const active = QApplication::activeWindow();
-    if (active != nullptr && active->parentWidget() == this) {
-        return;
-    }
-    // If one of our windows is active now, the deactivation was no click on the tray icon.
     if (active == nullptr) {
-        hideAsDeactivated();
-    } else {
+        hideAsDeactivated(inactiveSince_.value_or(context_.clock->now()));
+    } else if (active->parentWidget() != this) {
+        // One of our windows is active now, so the deactivation was no click on the tray icon.
         hide();
     }
 }
 
 /// Hides the panel for a click that may be one on the tray icon.
-void Panel::hideAsDeactivated() {
-    deactivatedAt_ = context_.clock->now();
+void Panel::hideAsDeactivated(Clock::Time at) {
+    deactivatedAt_ = at;
     hide();
-}
-
-/// Hides the panel when a click beside all windows of the program has ended: the tray reports a
-/// click on the icon at its press or at its release.
-void Panel::listenForClicks() {
-    isPressedOutside_ = false;
-    screenClicks_.emplace(ScreenClicks::Handlers{
-        .pressed =
-            [this] { isPressedOutside_ = QGuiApplication::topLevelAt(QCursor::pos()) == nullptr; },
-        .released =
-            [this] {
-                if (std::exchange(isPressedOutside_, false)) {
-                    hideAsDeactivated();
-                }
-            }});
 }
 
 /// The area of the tray icon as far as it is known. Over some protocols a program does not learn
@@ -191,7 +191,9 @@ void Panel::place() {
 
 bool Panel::event(QEvent* event) {
     if (event->type() == QEvent::WindowDeactivate && form_ == Form::popup && isVisible()) {
-        hideUnlessOwnDialogIsActive();
+        handleDeactivation();
+    } else if (event->type() == QEvent::WindowActivate) {
+        inactiveSince_.reset();
     } else if (event->type() == QEvent::ApplicationFontChange) {
         fill();
     }
@@ -216,14 +218,16 @@ void Panel::closeEvent(QCloseEvent* event) {
 void Panel::showEvent(QShowEvent* event) {
     QWidget::showEvent(event);
     if (form_ == Form::popup && !event->spontaneous()) {
-        listenForClicks();
+        // Not at the press: the tray reports a click on the icon at its press or at its release.
+        outsideClicks_.emplace([this] { hideAsDeactivated(context_.clock->now()); });
     }
 }
 
 void Panel::hideEvent(QHideEvent* event) {
     QWidget::hideEvent(event);
     if (!event->spontaneous()) {
-        screenClicks_.reset();
+        outsideClicks_.reset();
+        inactiveSince_.reset();
         endExplanation();
     }
 }

@@ -73,9 +73,9 @@ class Panel final : public QWidget {
   private:
     void fill();
     bool justClosedByClick() const;
+    void handleDeactivation();
     void hideUnlessOwnDialogIsActive();
-    void hideAsDeactivated();
-    void listenForClicks();
+    void hideAsDeactivated(Clock::Time at);
     QRect iconArea(QRect workArea) const;
     void place();
 
@@ -89,8 +89,9 @@ class Panel final : public QWidget {
     /// Where place() has put the panel, and how often it may still do so again.
     QPoint placedAt_;
     int corrections_ = 0;
-    std::optional<ScreenClicks> screenClicks_;
-    bool isPressedOutside_ = false;
+    std::optional<OutsideClicks> outsideClicks_;
+    /// Set while no window of the program is active and the panel still shows.
+    std::optional<Clock::Time> inactiveSince_;
     std::optional<Clock::Time> deactivatedAt_;
 };
 

@@ -193,6 +193,26 @@ TEST_F(PanelTest, hidesWhenAnotherWindowBecomesActive) {
     EXPECT_FALSE(popup->isVisible());
 }
 
+TEST_F(PanelTest, hidesSoonAfterAnotherProgramBecomesActive) {
+    popup->open();
+    ASSERT_TRUE(becomesActive(*popup));
+    leave();
+    time.advance(49ms);
+    EXPECT_TRUE(popup->isVisible());
+    time.advance(1ms);
+    EXPECT_FALSE(popup->isVisible());
+}
+
+TEST_F(PanelTest, staysOpenWhenItBecomesActiveAgainAtOnce) {
+    popup->open();
+    ASSERT_TRUE(becomesActive(*popup));
+    leave();
+    popup->activateWindow();
+    ASSERT_TRUE(becomesActive(*popup));
+    time.advance(1s);
+    EXPECT_TRUE(popup->isVisible());
+}
+
 TEST_F(PanelTest, staysOpenForItsOwnDialog) {
     popup->open();
     ASSERT_TRUE(becomesActive(*popup));
