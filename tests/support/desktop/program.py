@@ -118,7 +118,7 @@ class Program:
         self.wait(lambda: not self.window(title), f"The window \"{title}\" stays.")
 
     def await_front(self, title=PANEL):
-        """Wait until the window is the active one, by the X server."""
+        """Wait until the window is the active one and receives the keys, by the X server."""
         self.await_window(title)
         self.wait(lambda: screen.active_window_title() == title,
                   f"\"{title}\" does not come to the front.")

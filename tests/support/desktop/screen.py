@@ -38,7 +38,11 @@ def park_pointer():
 
 
 def active_window_title():
-    return xdotool("getactivewindow", "getwindowname", check=False).strip()
+    """The title of the window that is active and receives the keys; empty while the window manager
+    has done only one of both."""
+    active, focused = (xdotool(command, "getwindowname", check=False).strip()
+                       for command in ("getactivewindow", "getwindowfocus"))
+    return active if active == focused else ""
 
 
 def window_id(title):
