@@ -14,9 +14,10 @@ include_directories(${CMAKE_SOURCE_DIR})
 add_compile_definitions(QT_NO_CAST_FROM_ASCII QT_NO_CAST_TO_ASCII QT_NO_KEYWORDS
                         QT_DISABLE_DEPRECATED_BEFORE=0x060400)
 
-# For sanitizer and linter builds, which parse the same headers of the toolkit many times. Other
-# builds go without, so that a missing include line is found.
+# For the builds of .ci/run, which parse the same headers many times. Other builds, those of the
+# packages and of scripts/check-macos among them, go without, so that a missing include line is found.
 option(KESTRELNET_PRECOMPILE "Precompile the headers of the standard library and of the toolkit" OFF)
+option(KESTRELNET_COMBINE_TESTS "Compile several sources of a test program at once" OFF)
 if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
   # The compiler's cache could not serve what depends on a time.
   add_compile_options("SHELL:-Xclang -fno-pch-timestamp")

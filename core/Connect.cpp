@@ -37,7 +37,9 @@ void TunnelManager::connect() {
     }
     if (!binaryInstalled()) {
         status = TunnelStatus::error;
-        lastLog = std::string(product::clientName) + " not found. Install: " + installCommand();
+        lastLog = std::string(product::clientName)
+                      .append(" not found. Install: ")
+                      .append(installCommand());
         log::warning(log::Category::tunnel, "the client is not installed");
         return;
     }

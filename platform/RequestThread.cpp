@@ -18,7 +18,7 @@ namespace kestrelnet {
 
 namespace {
 
-using Clock = std::chrono::steady_clock;
+using std::chrono::steady_clock;
 
 constexpr std::chrono::milliseconds longestWait = std::chrono::minutes(1);
 constexpr std::chrono::milliseconds memoryInterval{100};
@@ -176,7 +176,7 @@ void RequestThread::schedule() {
 }
 
 void RequestThread::startDue(URLTransfers& transfers) {
-    while (const auto start = schedule_.next(Clock::now())) {
+    while (const auto start = schedule_.next(steady_clock::now())) {
         if (start->dropped) {
             transfers.drop(*start->dropped);
             end({*start->dropped, std::nullopt, "too many requests are under way"});
@@ -194,7 +194,7 @@ std::chrono::milliseconds RequestThread::untilDue() const {
     if (!due) {
         return longestWait;
     }
-    const auto wait = std::chrono::ceil<std::chrono::milliseconds>(*due - Clock::now());
+    const auto wait = std::chrono::ceil<std::chrono::milliseconds>(*due - steady_clock::now());
     return std::clamp(wait, std::chrono::milliseconds::zero(), longestWait);
 }
 

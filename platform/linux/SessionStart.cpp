@@ -19,7 +19,7 @@ namespace kestrelnet {
 namespace {
 
 /// In milliseconds. A manager that does not answer in time has not said that it is complete.
-constexpr int answerTimeout = 3000;
+constexpr int managerTimeout = 3000;
 
 /// How to ask a session manager.
 struct Manager {
@@ -64,8 +64,8 @@ class SessionStart::Watch {
             QLatin1String(manager.name), QLatin1String(manager.path),
             QLatin1String(manager.interface), QLatin1String(manager.question));
         question.setAutoStartService(false);
-        auto* const answer =
-            new QDBusPendingCallWatcher(sessionBus().asyncCall(question, answerTimeout), &context_);
+        auto* const answer = new QDBusPendingCallWatcher(
+            sessionBus().asyncCall(question, managerTimeout), &context_);
         QObject::connect(answer, &QDBusPendingCallWatcher::finished, &context_,
                          [this, &manager](QDBusPendingCallWatcher* finished) {
                              finished->deleteLater();

@@ -24,7 +24,7 @@ constexpr auto watcherName = "org.kde.StatusNotifierWatcher";
 constexpr auto watcherPath = "/StatusNotifierWatcher";
 
 /// In milliseconds. A watcher that does not answer in time counts as one without a host.
-constexpr int answerTimeout = 3000;
+constexpr int watcherTimeout = 3000;
 
 QDBusPendingCall askForHost() {
     QDBusMessage question = QDBusMessage::createMethodCall(
@@ -32,7 +32,7 @@ QDBusPendingCall askForHost() {
         QStringLiteral("org.freedesktop.DBus.Properties"), QStringLiteral("Get"));
     question << QLatin1String(watcherName) << QStringLiteral("IsStatusNotifierHostRegistered");
     question.setAutoStartService(false);
-    return sessionBus().asyncCall(question, answerTimeout);
+    return sessionBus().asyncCall(question, watcherTimeout);
 }
 
 } // namespace

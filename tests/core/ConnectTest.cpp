@@ -13,10 +13,6 @@ using testing::StartsWith;
 
 using ConnectTest = TunnelTest;
 
-constexpr std::array everyStatus{TunnelStatus::disconnected, TunnelStatus::connecting,
-                                 TunnelStatus::connected, TunnelStatus::reconnecting,
-                                 TunnelStatus::error};
-
 // -- Preconditions -----------------------------------------------------------------------------
 
 TEST_F(ConnectTest, withoutAKeyTheErrorStaysAndOnlyTheMessageChanges) {

@@ -26,10 +26,6 @@ class OutputTest : public TunnelTest {
     FakeClient& client = start();
 };
 
-constexpr std::array everyStatus{TunnelStatus::disconnected, TunnelStatus::connecting,
-                                 TunnelStatus::connected, TunnelStatus::reconnecting,
-                                 TunnelStatus::error};
-
 // -- Lines -------------------------------------------------------------------------------------
 
 TEST_F(OutputTest, eachNonEmptyLineIsLoggedAndTheLastIsShown) {

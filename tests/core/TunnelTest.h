@@ -9,12 +9,17 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <array>
 #include <memory>
 #include <ostream>
 #include <string>
 #include <vector>
 
 namespace kestrelnet {
+
+inline constexpr std::array everyStatus{TunnelStatus::disconnected, TunnelStatus::connecting,
+                                        TunnelStatus::connected, TunnelStatus::reconnecting,
+                                        TunnelStatus::error};
 
 inline void PrintTo(TunnelStatus status, std::ostream* out) {
     *out << rawValue(status);

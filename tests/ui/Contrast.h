@@ -12,7 +12,7 @@ namespace kestrelnet {
 /// The least contrast for text of any size.
 inline constexpr double readable = 4.5;
 /// The least contrast for symbols, and for what identifies a control.
-inline constexpr double visible = 3;
+inline constexpr double distinct = 3;
 
 inline double luminance(const QColor& color) {
     const auto linear = [](double part) {

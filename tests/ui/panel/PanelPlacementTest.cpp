@@ -7,12 +7,12 @@ namespace kestrelnet {
 
 namespace {
 
-constexpr QSize panel{280, 200};
+constexpr QSize panelSize{280, 200};
 constexpr QRect workArea{0, 32, 1280, 768};
 constexpr QRect inside = workArea.adjusted(8, 8, -8, -8);
 
 QRect placed(QRect icon, QRect area = workArea) {
-    return {panelPosition(icon, panel, area), panel};
+    return {panelPosition(icon, panelSize, area), panelSize};
 }
 
 QRect placedAt(QPoint pointer, QRect area = workArea) {
@@ -60,7 +60,7 @@ TEST(PanelPlacementTest, theScreenMayBeginAtAnOffset) {
 }
 
 TEST(PanelPlacementTest, theTopLeftCornerIsVisibleIfThePanelDoesNotFit) {
-    EXPECT_EQ(panelPosition({50, 50, 1, 1}, panel, {0, 0, 100, 100}), QPoint(8, 8));
+    EXPECT_EQ(panelPosition({50, 50, 1, 1}, panelSize, {0, 0, 100, 100}), QPoint(8, 8));
 }
 
 } // namespace

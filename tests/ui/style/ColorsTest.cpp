@@ -51,11 +51,11 @@ TEST_P(ColorsTest, symbolsAndOutlinesAreVisibleOnEveryGround) {
         const QPalette grounds = modePalette(each);
         for (const auto ground : {QPalette::Window, QPalette::Base, QPalette::Button}) {
             const QColor color = grounds.color(ground);
-            EXPECT_GE(contrast(outlineColor(each), color), visible) << ground;
+            EXPECT_GE(contrast(outlineColor(each), color), distinct) << ground;
             for (const ColorRole role : roles) {
-                EXPECT_GE(contrast(symbolColor(role, each), color), visible)
+                EXPECT_GE(contrast(symbolColor(role, each), color), distinct)
                     << "role " << static_cast<int>(role) << " ground " << ground;
-                EXPECT_GE(contrast(fillEdgeColor(role, each), color), visible)
+                EXPECT_GE(contrast(fillEdgeColor(role, each), color), distinct)
                     << "role " << static_cast<int>(role) << " ground " << ground;
             }
         }

@@ -17,8 +17,8 @@ std::string plist(const std::string& dictionary) {
     return "<?xml version=\"1.0\"?><plist version=\"1.0\"><dict>" + dictionary + "</dict></plist>";
 }
 
-constexpr const char* label = "<key>Label</key><string>name</string>";
-constexpr const char* program =
+constexpr const char* labelKey = "<key>Label</key><string>name</string>";
+constexpr const char* programKey =
     "<key>ProgramArguments</key><array><string>/bin/p</string><string>x</string></array>";
 
 std::string refusal(const std::string& text) {
@@ -51,21 +51,22 @@ TEST(LaunchAgentTest, keepsAnotherProgramUnchanged) {
                                      {"<key>RunAtLoad</key><false/>", false},
                                      {"<key>RunAtLoad</key><true/>", true},
                                      {"<key>RunAtLoad</key><string>yes</string>", false}}) {
-        EXPECT_EQ(std::get<LaunchAgent>(launchAgent(plist(std::string(label) + program + more))),
-                  (LaunchAgent{.label = "name", .arguments = {"/bin/p", "x"}, .runAtLoad = runs}))
+        EXPECT_EQ(
+            std::get<LaunchAgent>(launchAgent(plist(std::string(labelKey) + programKey + more))),
+            (LaunchAgent{.label = "name", .arguments = {"/bin/p", "x"}, .runAtLoad = runs}))
             << more;
     }
 }
 
 TEST(LaunchAgentTest, refusesALabelThatIsNoFileName) {
     for (const char* name : {"", ".", "..", ".hidden", "a/b", "/etc/passwd", "a\nb"}) {
-        EXPECT_THAT(
-            refusal(plist("<key>Label</key><string>" + std::string(name) + "</string>" + program)),
-            HasSubstr("Label"))
+        EXPECT_THAT(refusal(plist("<key>Label</key><string>" + std::string(name) + "</string>" +
+                                  programKey)),
+                    HasSubstr("Label"))
             << name;
     }
-    EXPECT_THAT(refusal(plist(program)), HasSubstr("Label"));
-    EXPECT_THAT(refusal(plist("<key>Label</key><true/>" + std::string(program))),
+    EXPECT_THAT(refusal(plist(programKey)), HasSubstr("Label"));
+    EXPECT_THAT(refusal(plist("<key>Label</key><true/>" + std::string(programKey))),
                 HasSubstr("Label"));
 }
 
@@ -79,7 +80,7 @@ TEST(LaunchAgentTest, refusesAListWithoutAProgram) {
           "<key>ProgramArguments</key><array><string>/p\nExec=x</string></array>",
           R"(<key>ProgramArguments</key>
              <array><string>/usr/bin/open</string><string>-a</string><string>K</string></array>)"}) {
-        EXPECT_NE(refusal(plist(label + std::string(arguments))), "") << arguments;
+        EXPECT_NE(refusal(plist(labelKey + std::string(arguments))), "") << arguments;
     }
     EXPECT_NE(refusal("no list"), "");
     EXPECT_NE(refusal(""), "");
