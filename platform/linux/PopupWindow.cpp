@@ -11,10 +11,19 @@
 #include <QObject>
 
 #include <array>
+#include <sys/uio.h>
 #include <utility>
+#include <xcb/xcbext.h>
 #include <xcb/xinput.h>
 
 namespace kestrelnet {
+
+namespace {
+
+/// With its own library, this one request would take a tenth of a megabyte of memory.
+xcb_extension_t inputExtension{"XInputExtension", 0};
+
+} // namespace
 
 void keepOutOfTaskBars(std::uintptr_t window) {
     xcb_connection_t* const connection = x11::connection();
@@ -107,10 +116,20 @@ class OutsideClicks::Listener : public QAbstractNativeEventFilter {
     /// For the root window and all pointers together. The toolkit selects nothing for that pair.
     void select(std::uint32_t events) {
         struct {
-            xcb_input_event_mask_t header;
+            xcb_input_xi_select_events_request_t header;
+            xcb_input_event_mask_t mask;
             std::uint32_t events;
-        } const mask{{XCB_INPUT_DEVICE_ALL_MASTER, 1}, events};
-        xcb_input_xi_select_events(connection_, x11::rootWindow(connection_), 1, &mask.header);
+        } request{};
+        request.header.window = x11::rootWindow(connection_);
+        request.header.num_mask = 1;
+        request.mask = {.deviceid = XCB_INPUT_DEVICE_ALL_MASTER, .mask_len = 1};
+        request.events = events;
+        const xcb_protocol_request_t protocol{
+            .count = 1, .ext = &inputExtension, .opcode = XCB_INPUT_XI_SELECT_EVENTS, .isvoid = 1};
+        // The two entries before the first one belong to the library.
+        std::array<iovec, 3> parts{};
+        parts[2] = {&request, sizeof request};
+        xcb_send_request(connection_, 0, &parts[2], &protocol);
         xcb_flush(connection_);
     }
 
@@ -124,7 +143,7 @@ class OutsideClicks::Listener : public QAbstractNativeEventFilter {
 OutsideClicks::OutsideClicks(std::function<void()> clicked) {
     xcb_connection_t* const connection = x11::connection();
     const auto* const extension =
-        connection == nullptr ? nullptr : xcb_get_extension_data(connection, &xcb_input_id);
+        connection == nullptr ? nullptr : xcb_get_extension_data(connection, &inputExtension);
     if (extension != nullptr && extension->present != 0) {
         listener_ =
             std::make_unique<Listener>(connection, extension->major_opcode, std::move(clicked));
