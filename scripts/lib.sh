@@ -20,8 +20,9 @@ if [[ ${CI-} ]]; then
 else
     export CCACHE_DIR=${CCACHE_DIR:-$root/build/ccache}
 fi
-# Checkouts in different folders share the cache, also for sources with precompiled headers. A
-# source that is not in the cache is not preprocessed first; the compiler names what it includes.
+# Checkouts in different folders share the cache, also for sources with precompiled headers, but not
+# for the files in which CMake combines sources: those contain paths. A source that is not in the
+# cache is not preprocessed first; the compiler names what it includes.
 export CCACHE_BASEDIR=$root CCACHE_NOHASHDIR=1 CCACHE_SLOPPINESS=pch_defines,time_macros
 export CCACHE_DEPEND=1
 # The hash of a file is kept while the file does not change. Precompiled headers have 100 MB.
