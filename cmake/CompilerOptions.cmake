@@ -9,7 +9,12 @@ endif()
 add_compile_options($<$<CONFIG:Release>:-D_FORTIFY_SOURCE=2> -fstack-protector-strong
                     -fvisibility=hidden -fvisibility-inlines-hidden)
 # Neither the place of a build nor that of the sources is to be seen in what is built.
-add_compile_options(-ffile-prefix-map=${CMAKE_SOURCE_DIR}=. -ffile-prefix-map=${CMAKE_BINARY_DIR}=build)
+add_compile_options(-ffile-prefix-map=${CMAKE_SOURCE_DIR}=.)
+# Build folders within the sources have the same options, so that they share the compiler's cache.
+cmake_path(IS_PREFIX CMAKE_SOURCE_DIR ${CMAKE_BINARY_DIR} NORMALIZE isWithinSources)
+if(NOT isWithinSources)
+  add_compile_options(-ffile-prefix-map=${CMAKE_BINARY_DIR}=build)
+endif()
 include_directories(${CMAKE_SOURCE_DIR})
 add_compile_definitions(QT_NO_CAST_FROM_ASCII QT_NO_CAST_TO_ASCII QT_NO_KEYWORDS
                         QT_DISABLE_DEPRECATED_BEFORE=0x060400)
