@@ -172,8 +172,7 @@ TEST_F(PromptKillTest, nothingIsLeftAfterAKillDuringTheClientsStart) {
     killTheApplication(990ms, 1050ms, 10);
 }
 
-// -- The processes of a run
-// ------------------------------------------------------------------------
+// -- The processes of a run -------------------------------------------------------------------
 
 class PromptScriptTest : public PromptEndTest {
   protected:
