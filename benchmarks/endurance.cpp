@@ -48,7 +48,7 @@ const Extent whole{.warmUpCycles = 2,
 const Extent brief{.warmUpCycles = 2,
                    .cycles = 6,
                    .counts = {2, 2, 2, 10, 1000},
-                   .bound = 16,
+                   .bound = 128,
                    .judgesTime = false};
 
 /// An operation of the user or of the client.
