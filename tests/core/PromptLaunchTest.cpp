@@ -428,6 +428,8 @@ TEST_F(ForgottenRunTest, theReaderStartsAndReadsEverythingSoThatTheClientRuns) {
 
 TEST_F(ForgottenRunTest, aClientWhoseReaderRunsAlreadyContinuesAsWell) {
     const FakeClient& first = startPrompt();
+    // Its reader is not installed yet, so it cannot take the second run's output.
+    time.advance(Seconds(1));
     manager->status = TunnelStatus::error;
     installWorkingPrograms();
     const FakeClient& client = installTunnelClient();

@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <fcntl.h>
 #include <filesystem>
@@ -21,7 +22,7 @@ FakeClient::FakeClient(std::string_view mode, std::string_view argument)
     const std::string control = folder_.file("control");
     // Open for reading too, so that neither end blocks in open().
     if (::mkfifo(control.c_str(), 0600) != 0 ||
-        (control_ = ::open(control.c_str(), O_RDWR | O_CLOEXEC)) < 0) {
+        (control_ = ::open(control.c_str(), O_RDWR | O_NONBLOCK | O_CLOEXEC)) < 0) {
         ADD_FAILURE() << "the control pipe could not be created";
     }
     executable_ = folder_.write("client", "#!/bin/sh\nexec '" KESTRELNET_FAKE_CLIENT "' '" +
@@ -154,8 +155,14 @@ std::optional<int> FakeClient::process(std::string_view file) const {
 
 void FakeClient::command(std::string_view bytes) const {
     ++commands_;
-    if (::write(control_, bytes.data(), bytes.size()) != static_cast<ssize_t>(bytes.size())) {
-        ADD_FAILURE() << "the control pipe is broken";
+    // A program that has ended reads no more, so the wait for space in the pipe is bounded.
+    const bool isWritten = waitFor([&] {
+        const ssize_t count = ::write(control_, bytes.data(), bytes.size());
+        bytes.remove_prefix(static_cast<std::size_t>(std::max<ssize_t>(count, 0)));
+        return bytes.empty();
+    });
+    if (!isWritten) {
+        ADD_FAILURE() << "the program does not read its commands";
     }
 }
 
