@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <chrono>
 #include <functional>
 #include <memory>
 
@@ -20,10 +21,9 @@ TrayTraits trayTraits();
 /// at the first use of its tray icon, and keeps the result: an icon created earlier is never shown.
 /// So do not use the toolkit's tray icon before `appeared`.
 ///
-/// It waits without timers and does not block. Once a tray has appeared, it watches only the
-/// session bus, because the toolkit's tray icon does not survive a restart of the bus. Without a
-/// session bus and without X11 there is no tray. Main thread only, after the GUI application has
-/// been created.
+/// It does not block. Once a tray has appeared, it watches only the session bus, because the
+/// toolkit's tray icon does not survive a restart of the bus. Without a session bus and without X11
+/// there is no tray. Main thread only, after the GUI application has been created.
 class TrayHost {
   public:
     /// Called from the event loop, not inside the constructor. Each may destroy the TrayHost; each
@@ -38,7 +38,11 @@ class TrayHost {
         std::function<void()> absent;
     };
 
-    explicit TrayHost(Handlers handlers);
+    /// A panel that starts may offer a tray for embedded X11 windows before it offers one on the
+    /// session bus. The icon looks better there, so an X11 tray that appears later than this object
+    /// is reported only after `busPreference`, if the session bus has no tray by then.
+    explicit TrayHost(Handlers handlers,
+                      std::chrono::milliseconds busPreference = std::chrono::seconds(1));
     ~TrayHost();
     TrayHost(const TrayHost&) = delete;
     TrayHost& operator=(const TrayHost&) = delete;

@@ -41,8 +41,9 @@ QDBusPendingCall askForHost() {
 /// between. Each signal makes it ask again.
 class TrayHost::Watch {
   public:
-    explicit Watch(Handlers handlers)
-        : handlers_(std::move(handlers)), busReturn_([this] { begin(); }) {
+    Watch(Handlers handlers, std::chrono::milliseconds busPreference)
+        : handlers_(std::move(handlers)), busPreference_(busPreference),
+          busReturn_([this] { begin(); }) {
         look_.setSingleShot(true);
         QObject::connect(&look_, &QTimer::timeout, &look_, [this] { look(); });
         begin();
@@ -51,7 +52,7 @@ class TrayHost::Watch {
   private:
     void begin() {
         watches_ = true;
-        xEmbedTray_ = std::make_unique<XEmbedTray>([this] { look_.start(0); });
+        xEmbedTray_ = std::make_unique<XEmbedTray>([this] { lookLater(); });
         if (xEmbedTray_->isPresent() || !sessionBus().isConnected()) {
             look_.start(0);
             return;
@@ -64,6 +65,11 @@ class TrayHost::Watch {
             SessionBusSignal::Match{watcherPath, watcherName, "StatusNotifierHostRegistered", {}},
             [this] { ask(); });
         ask();
+    }
+
+    void lookLater() {
+        using namespace std::chrono_literals;
+        look_.start(sessionBus().isConnected() ? busPreference_ : 0ms);
     }
 
     void look() {
@@ -118,8 +124,9 @@ class TrayHost::Watch {
     }
 
     Handlers handlers_;
+    const std::chrono::milliseconds busPreference_;
     bool watches_ = false;
-    /// Calls look() in the next turn of the event loop.
+    /// Calls look(), in the next turn of the event loop at the earliest.
     QTimer look_;
     std::unique_ptr<XEmbedTray> xEmbedTray_;
     std::unique_ptr<SessionBusSignal> watcherOwner_;
@@ -132,7 +139,8 @@ TrayTraits trayTraits() {
     return {};
 }
 
-TrayHost::TrayHost(Handlers handlers) : watch_(std::make_unique<Watch>(std::move(handlers))) {}
+TrayHost::TrayHost(Handlers handlers, std::chrono::milliseconds busPreference)
+    : watch_(std::make_unique<Watch>(std::move(handlers), busPreference)) {}
 
 TrayHost::~TrayHost() = default;
 

@@ -25,7 +25,7 @@ TrayTraits trayTraits() {
     return {.opensMenuAtEachClick = true, .drawsShapeOnly = true};
 }
 
-TrayHost::TrayHost(Handlers handlers)
+TrayHost::TrayHost(Handlers handlers, std::chrono::milliseconds /*busPreference*/)
     : watch_(std::make_unique<Watch>(std::move(handlers.appeared))) {}
 
 TrayHost::~TrayHost() = default;
