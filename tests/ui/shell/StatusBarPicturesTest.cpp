@@ -14,13 +14,13 @@
 namespace kestrelnet {
 namespace {
 
-constexpr int side = 24;
+constexpr int pictureSide = 24;
 
 /// The opacity of each pixel of `symbol`, drawn with `options`.
 std::string opacity(const QString& symbol, const QStringList& options) {
     const TemporaryFolder folder;
     const std::string path =
-        folder.file(symbol.toStdString() + '-' + std::to_string(side) + ".argb");
+        folder.file(symbol.toStdString() + '-' + std::to_string(pictureSide) + ".argb");
     QProcess tool;
     tool.start(QStringLiteral(KESTRELNET_DRAW_STATUS_BAR_ICONS),
                options +
@@ -32,7 +32,7 @@ std::string opacity(const QString& symbol, const QStringList& options) {
     for (std::size_t byte = 3; byte < pixels.size(); byte += 4) {
         result += pixels[byte];
     }
-    EXPECT_EQ(result.size(), static_cast<std::size_t>(side * side));
+    EXPECT_EQ(result.size(), static_cast<std::size_t>(pictureSide * pictureSide));
     return result;
 }
 
