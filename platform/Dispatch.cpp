@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "platform/Dispatch.h"
 
+#include "platform/BackgroundThread.h"
 #include "platform/Log.h"
 
 #include <QCoreApplication>
@@ -9,10 +10,8 @@
 #include <QTimer>
 
 #include <algorithm>
-#include <future>
 #include <memory>
 #include <mutex>
-#include <optional>
 #include <string>
 #include <system_error>
 #include <thread>
@@ -82,38 +81,27 @@ class MainQueue final : public Queue {
     std::unique_ptr<QObject> receiver_;
 };
 
-/// A detached thread that waits for the delay of its job, or for the news that the job is dropped.
-class WaitingThread final : public PreparedJob {
+/// A job with its thread.
+class WaitingJob final : public PreparedJob {
   public:
-    /// Throws std::system_error when no thread can be created.
-    explicit WaitingThread(Queue::Job job) {
-        std::thread([start = start_.get_future(), job = std::move(job)]() mutable {
-            if (const std::optional<Seconds> delay = start.get()) {
-                std::this_thread::sleep_for(*delay);
-                job();
-            }
-        }).detach();
-    }
-    ~WaitingThread() override {
-        if (!started_) {
-            start_.set_value(std::nullopt);
+    /// Throws std::system_error when there is no thread.
+    explicit WaitingJob(Queue::Job job) : thread_(BackgroundThread::withJob(std::move(job))) {}
+    ~WaitingJob() override {
+        if (thread_) {
+            thread_->drop();
         }
     }
-    WaitingThread(const WaitingThread&) = delete;
-    WaitingThread& operator=(const WaitingThread&) = delete;
+    WaitingJob(const WaitingJob&) = delete;
+    WaitingJob& operator=(const WaitingJob&) = delete;
 
-    void startAfter(Seconds delay) override {
-        started_ = true;
-        start_.set_value(delay);
-    }
+    void startAfter(Seconds delay) override { std::exchange(thread_, nullptr)->run(delay); }
 
   private:
-    std::promise<std::optional<Seconds>> start_;
-    bool started_ = false;
+    std::shared_ptr<BackgroundThread> thread_;
 };
 
-/// One detached thread per job: a job may sleep for seconds, and a thread pool would be joined when
-/// the program exits.
+/// Not a thread pool with an upper limit: a job may sleep for seconds, and such a pool would be
+/// joined when the program exits.
 class ThreadPerJob final : public BackgroundQueue {
   public:
     void async(Job job) override { asyncAfter(Seconds::zero(), std::move(job)); }
@@ -131,7 +119,7 @@ class ThreadPerJob final : public BackgroundQueue {
 
     std::optional<Error> prepare(Job job, std::unique_ptr<PreparedJob>& prepared) override {
         try {
-            prepared = std::make_unique<WaitingThread>(std::move(job));
+            prepared = std::make_unique<WaitingJob>(std::move(job));
             return std::nullopt;
         } catch (const std::system_error& error) {
             return Error{error.code().message()};

@@ -29,7 +29,7 @@ class Queue {
     virtual void asyncAfter(Seconds delay, Job job) = 0;
 };
 
-/// A job whose thread has been created in advance, so that the start of the job cannot fail.
+/// A job whose thread exists in advance, so that the start of the job cannot fail.
 class PreparedJob {
   public:
     PreparedJob() = default;
@@ -47,8 +47,8 @@ class PreparedJob {
 /// Runs jobs concurrently, each on a thread of its own.
 class BackgroundQueue : public Queue {
   public:
-    /// Creates the thread of `job`, which waits until the job is started, and sets `prepared`. Any
-    /// thread. Returns nothing on success, or the reason why there is no thread.
+    /// Sets aside the thread of `job`, which waits until the job is started, and sets `prepared`.
+    /// Any thread. Returns nothing on success, or the reason why there is no thread.
     [[nodiscard]] virtual std::optional<Error> prepare(Job job,
                                                        std::unique_ptr<PreparedJob>& prepared) = 0;
 };
@@ -77,7 +77,8 @@ namespace dispatch {
 std::shared_ptr<Queue> mainQueue();
 
 /// A sleeping job does not delay another one, and the program does not wait for running jobs when
-/// it exits. A job is dropped when no thread can be created for it; that is logged.
+/// it exits. A job is dropped when there is no thread for it; that is logged. A few threads are
+/// kept for the next jobs.
 std::shared_ptr<BackgroundQueue> backgroundQueue();
 
 std::shared_ptr<Clock> systemClock();

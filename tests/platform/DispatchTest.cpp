@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "platform/Dispatch.h"
 
+#include "platform/BackgroundThread.h"
 #include "platform/Process.h"
 #include "tests/support/Collector.h"
 #include "tests/support/EventLoop.h"
@@ -11,9 +12,11 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <array>
 #include <atomic>
 #include <future>
 #include <latch>
+#include <set>
 #include <signal.h>
 #include <string>
 #include <thread>
@@ -127,24 +130,34 @@ TEST(BackgroundQueueTest, aDelayedJobIsNeverEarly) {
     EXPECT_GE(Clock::Time::duration(elapsed->load()), std::chrono::milliseconds(20));
 }
 
-TEST(BackgroundQueueTest, finishedJobsLeaveNoThreads) {
+TEST(BackgroundQueueTest, finishedJobsLeaveOnlyTheSpareThreads) {
     const std::size_t threads = runningThreads();
     const auto over = std::make_shared<std::atomic<int>>(0);
     for (int job = 0; job < 200; ++job) {
         dispatch::backgroundQueue()->async([over] { ++*over; });
     }
-    EXPECT_TRUE(waitFor([&] { return *over == 200 && runningThreads() <= threads; }));
+    EXPECT_TRUE(waitFor([&] {
+        return *over == 200 && runningThreads() <= threads + BackgroundThread::mostSpares;
+    }));
+}
+
+TEST(BackgroundQueueTest, aSpareThreadRunsTheNextJob) {
+    std::set<std::thread::id> seen;
+    // The thread becomes spare shortly after its job has ended.
+    EXPECT_TRUE(waitFor([&] {
+        std::promise<std::thread::id> thread;
+        dispatch::backgroundQueue()->async([&] { thread.set_value(std::this_thread::get_id()); });
+        return !seen.insert(thread.get_future().get()).second;
+    }));
 }
 
 TEST(PreparedJobTest, runsOnlyWhenItIsStarted) {
     const auto runs = std::make_shared<std::atomic<int>>(0);
     std::unique_ptr<PreparedJob> job;
-    const std::size_t threads = runningThreads();
     ASSERT_FALSE(dispatch::backgroundQueue()->prepare([runs] { ++*runs; }, job));
-    EXPECT_EQ(runningThreads(), threads + 1);
     EXPECT_EQ(*runs, 0);
     job->start();
-    EXPECT_TRUE(waitFor([&] { return *runs == 1 && runningThreads() <= threads; }));
+    EXPECT_TRUE(waitFor([&] { return *runs == 1; }));
 }
 
 TEST(PreparedJobTest, aStartedJobContinuesWithoutItsObject) {
@@ -160,13 +173,28 @@ TEST(PreparedJobTest, aStartedJobContinuesWithoutItsObject) {
     EXPECT_GE(Clock::Time::duration(elapsed->load()), std::chrono::milliseconds(20));
 }
 
-TEST(PreparedJobTest, aJobThatIsNotStartedIsDroppedAndItsThreadEnds) {
+TEST(PreparedJobTest, eachHasAThreadBeforeItIsStarted) {
+    constexpr std::size_t jobs = BackgroundThread::mostSpares + 3;
+    const std::size_t threads = runningThreads();
+    std::array<std::unique_ptr<PreparedJob>, jobs> prepared;
+    for (auto& job : prepared) {
+        ASSERT_FALSE(dispatch::backgroundQueue()->prepare([] {}, job));
+    }
+    EXPECT_GE(runningThreads(), threads + jobs - BackgroundThread::mostSpares);
+}
+
+TEST(PreparedJobTest, jobsThatAreNotStartedAreDroppedAndLeaveOnlyTheSpareThreads) {
     const auto runs = std::make_shared<std::atomic<int>>(0);
     const std::size_t threads = runningThreads();
-    std::unique_ptr<PreparedJob> job;
-    ASSERT_FALSE(dispatch::backgroundQueue()->prepare([runs] { ++*runs; }, job));
-    job.reset();
-    EXPECT_TRUE(waitFor([&] { return runs.use_count() == 1 && runningThreads() <= threads; }));
+    {
+        std::array<std::unique_ptr<PreparedJob>, 10> prepared;
+        for (auto& job : prepared) {
+            ASSERT_FALSE(dispatch::backgroundQueue()->prepare([runs] { ++*runs; }, job));
+        }
+    }
+    EXPECT_TRUE(waitFor([&] {
+        return runs.use_count() == 1 && runningThreads() <= threads + BackgroundThread::mostSpares;
+    }));
     EXPECT_EQ(*runs, 0);
 }
 
