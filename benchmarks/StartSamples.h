@@ -5,6 +5,7 @@
 #include "benchmarks/ChildProcess.h"
 #include "benchmarks/Surroundings.h"
 
+#include <string>
 #include <vector>
 
 namespace kestrelnet::benchmarks {
@@ -22,5 +23,15 @@ double awaitIcon(Surroundings& around, const ChildProcess& program);
 
 /// Starts the program and ends it when it is idle; adds to `samples`.
 void sampleStart(Surroundings& around, const Command& command, StartSamples& samples);
+
+struct StartBounds {
+    double time;
+    double memory;
+};
+
+/// Prints the figures of the time and of the memory, relative to `theirs`, which must not exceed
+/// `bounds`. `against` ends their names.
+void reportStart(const std::string& against, const StartSamples& ours, const StartSamples& theirs,
+                 StartBounds bounds);
 
 } // namespace kestrelnet::benchmarks

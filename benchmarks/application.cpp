@@ -24,7 +24,7 @@ namespace {
 using namespace kestrelnet::benchmarks;
 using namespace std::chrono_literals;
 
-constexpr int startRuns = 15;
+constexpr int startRuns = 25;
 constexpr int panelRuns = 9;
 constexpr int routeRuns = 5;
 constexpr int routesPerRun = 10;
@@ -46,14 +46,7 @@ void measureStart(Surroundings& around, const std::string& application, const st
         sampleStart(around, {bare}, theirs);
         sampleStart(around, {application}, ours);
     }
-    const auto compare = [](const char* name, const std::vector<double>& our,
-                            const std::vector<double>& their, double target, const char* unit) {
-        report({name, median(our) / median(their), Bound::atMost, target, " x", 2,
-                number(median(our), 1) + unit + " against " + number(median(their), 1) + unit});
-    };
-    compare("Start to tray icon, against a bare Qt program", ours.milliseconds, theirs.milliseconds,
-            1.15, " ms");
-    compare("Idle memory (PSS), against the same", ours.memory, theirs.memory, 1.10, " MiB");
+    reportStart(", against a bare Qt program", ours, theirs, {.time = 1.15, .memory = 1.10});
 }
 
 void measureRest(Surroundings& around, const std::string& application) {

@@ -17,9 +17,7 @@ namespace {
 using namespace kestrelnet::benchmarks;
 using namespace std::chrono_literals;
 
-constexpr int runs = 15;
-constexpr double targetTime = 1.25;
-constexpr double targetMemory = 1.15;
+constexpr int runs = 25;
 
 Command on(const std::string& desktop, const std::string& path) {
     return {.path = path, .variables = {"XDG_CURRENT_DESKTOP=" + desktop}};
@@ -33,12 +31,6 @@ bool hasPlugin(Surroundings& around, const std::string& desktop, const std::stri
     return program.hasMapped("/platformthemes/");
 }
 
-void compare(const std::string& name, const std::vector<double>& ours,
-             const std::vector<double>& theirs, double target, const std::string& unit) {
-    report({name, median(ours) / median(theirs), Bound::atMost, target, " x", 2,
-            number(median(ours), 1) + unit + " against " + number(median(theirs), 1) + unit});
-}
-
 void measure(Surroundings& around, const std::string& desktop, const std::string& application,
              const std::string& bare) {
     StartSamples warmUp;
@@ -50,10 +42,8 @@ void measure(Surroundings& around, const std::string& desktop, const std::string
         sampleStart(around, {bare}, theirs);
         sampleStart(around, on(desktop, application), ours);
     }
-    const std::string place = " on " + desktop + ", against a bare Qt program without a theme";
-    compare("Start to tray icon" + place, ours.milliseconds, theirs.milliseconds, targetTime,
-            " ms");
-    compare("Idle memory (PSS)" + place, ours.memory, theirs.memory, targetMemory, " MiB");
+    reportStart(" on " + desktop + ", against a bare Qt program without a theme", ours, theirs,
+                {.time = 1.25, .memory = 1.15});
 }
 
 } // namespace
