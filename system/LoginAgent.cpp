@@ -9,26 +9,28 @@
 namespace kestrelnet {
 
 std::string launchAgentText(const std::string& bundlePath) {
-    return R"(<?xml version="1.0" encoding="UTF-8"?>
+    // Not one sum of strings: GCC 14 warns of its inlined copy.
+    std::string text = R"(<?xml version="1.0" encoding="UTF-8"?>
 <!DOCTYPE plist PUBLIC "-//Apple//DTD PLIST 1.0//EN" "http://www.apple.com/DTDs/PropertyList-1.0.dtd">
 <plist version="1.0">
 <dict>
     <key>Label</key>
-    <string>)" +
-           std::string(product::applicationIdentifier) + R"(</string>
+    <string>)";
+    text.append(product::applicationIdentifier).append(R"(</string>
     <key>ProgramArguments</key>
     <array>
         <string>/usr/bin/open</string>
         <string>-a</string>
-        <string>)" +
-           bundlePath + R"(</string>
+        <string>)");
+    text.append(bundlePath).append(R"(</string>
     </array>
     <key>RunAtLoad</key>
     <true/>
     <key>KeepAlive</key>
     <false/>
 </dict>
-</plist>)";
+</plist>)");
+    return text;
 }
 
 bool TunnelManager::startAtLogin() const {
