@@ -14,6 +14,10 @@ namespace kestrelnet {
 /// is hidden. On Wayland a program cannot ask for it, and macOS lists no such windows.
 void keepOutOfTaskBars(std::uintptr_t window);
 
+/// Whether the transparent pixels of a window show what is behind it. On X11 they are black without
+/// a compositor.
+bool showsTransparency();
+
 /// Reports clicks beside all windows of this program, also those on the empty desktop. Such a click
 /// moves the focus on some desktops only, so a popup that waits for the focus to move would stay.
 /// It only listens: it grabs nothing, and other programs receive their clicks as before. It does so

@@ -40,6 +40,18 @@ void keepOutOfTaskBars(std::uintptr_t window) {
                         XCB_ATOM_ATOM, 32, skip.size(), skip.data());
 }
 
+bool showsTransparency() {
+    xcb_connection_t* const connection = x11::connection();
+    if (connection == nullptr) {
+        return true;
+    }
+    const xcb_atom_t compositor =
+        x11::atom(connection, x11::requestAtom(connection, "_NET_WM_CM_S0"));
+    const x11::ReplyPointer<xcb_get_selection_owner_reply_t> owner(xcb_get_selection_owner_reply(
+        connection, xcb_get_selection_owner(connection, compositor), nullptr));
+    return owner != nullptr && owner->owner != XCB_WINDOW_NONE;
+}
+
 /// Listens to the raw events of the X Input extension. The server sends them to every program that
 /// wants them, also while a program has grabbed the pointer. They have no position, and the pointer
 /// may have moved since; so what is decided at first is corrected when the same press comes as an

@@ -7,6 +7,10 @@ namespace kestrelnet {
 
 void keepOutOfTaskBars(std::uintptr_t /*window*/) {}
 
+bool showsTransparency() {
+    return true;
+}
+
 class OutsideClicks::Listener {};
 
 OutsideClicks::OutsideClicks(std::function<void()> /*clicked*/) {}

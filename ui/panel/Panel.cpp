@@ -13,6 +13,7 @@
 #include <QCloseEvent>
 #include <QCursor>
 #include <QHBoxLayout>
+#include <QImage>
 #include <QKeyEvent>
 #include <QMoveEvent>
 #include <QPainter>
@@ -218,6 +219,8 @@ void Panel::closeEvent(QCloseEvent* event) {
 void Panel::showEvent(QShowEvent* event) {
     QWidget::showEvent(event);
     if (form_ == Form::popup && !event->spontaneous()) {
+        // A compositor may have started or ended.
+        shapeCorners();
         // Not at the press: the tray reports a click on the icon at its press or at its release.
         outsideClicks_.emplace([this] { hideAsDeactivated(context_.clock->now()); });
     }
@@ -242,30 +245,43 @@ void Panel::moveEvent(QMoveEvent* event) {
 
 void Panel::resizeEvent(QResizeEvent* event) {
     QWidget::resizeEvent(event);
-    if (form_ == Form::popup) {
-        // Makes the corners transparent also without a compositor.
-        QBitmap shape(size());
-        shape.clear();
-        QPainter painter(&shape);
-        painter.setBrush(Qt::color1);
-        painter.drawRoundedRect(rect().adjusted(0, 0, -1, -1), cornerRadius, cornerRadius);
-        painter.end();
-        setMask(shape);
-        if (isVisible()) {
-            place();
-        }
+    if (form_ == Form::popup && isVisible()) {
+        shapeCorners();
+        place();
     }
 }
 
-void Panel::paintEvent(QPaintEvent*) {
-    if (form_ == Form::popup) {
-        QPainter painter(this);
-        painter.setRenderHint(QPainter::Antialiasing);
-        painter.setBrush(palette().window());
-        painter.setPen(lineColor());
-        painter.drawRoundedRect(QRectF(rect()).adjusted(0.5, 0.5, -0.5, -0.5), cornerRadius,
-                                cornerRadius);
+/// Where transparent pixels are black, a mask cuts the corners, in steps of a pixel.
+void Panel::shapeCorners() {
+    hasMask_ = !showsTransparency();
+    if (!hasMask_) {
+        clearMask();
+        return;
     }
+    QImage image(size(), QImage::Format_ARGB32_Premultiplied);
+    image.fill(Qt::transparent);
+    drawBackground(image);
+    setMask(QBitmap::fromImage(image.createAlphaMask(Qt::ThresholdAlphaDither)));
+}
+
+void Panel::paintEvent(QPaintEvent*) {
+    if (form_ != Form::popup) {
+        return;
+    }
+    if (hasMask_) {
+        // For the pixels of the steps that are outside the outline.
+        QPainter(this).fillRect(rect(), lineColor());
+    }
+    drawBackground(*this);
+}
+
+void Panel::drawBackground(QPaintDevice& device) const {
+    QPainter painter(&device);
+    painter.setRenderHint(QPainter::Antialiasing);
+    painter.setBrush(palette().window());
+    painter.setPen(lineColor());
+    painter.drawRoundedRect(QRectF(rect()).adjusted(0.5, 0.5, -0.5, -0.5), cornerRadius,
+                            cornerRadius);
 }
 
 } // namespace kestrelnet

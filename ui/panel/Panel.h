@@ -78,6 +78,8 @@ class Panel final : public QWidget {
     void hideAsDeactivated(Clock::Time at);
     QRect iconArea(QRect workArea) const;
     void place();
+    void shapeCorners();
+    void drawBackground(QPaintDevice& device) const;
 
     Form form_;
     Context context_;
@@ -89,6 +91,7 @@ class Panel final : public QWidget {
     /// Where place() has put the panel, and how often it may still do so again.
     QPoint placedAt_;
     int corrections_ = 0;
+    bool hasMask_ = false;
     std::optional<OutsideClicks> outsideClicks_;
     /// Set while no window of the program is active and the panel still shows.
     std::optional<Clock::Time> inactiveSince_;
