@@ -45,8 +45,15 @@ QVariantMap hints(const Notifier::Sender& sender) {
             {QStringLiteral("category"), QStringLiteral("network.disconnected")}};
 }
 
+QDBusMessage askForOwner() {
+    return QDBusMessage::createMethodCall(
+               QStringLiteral("org.freedesktop.DBus"), QStringLiteral("/org/freedesktop/DBus"),
+               QStringLiteral("org.freedesktop.DBus"), QStringLiteral("GetNameOwner"))
+           << QLatin1String(serverName);
+}
+
 QDBusMessage showing(const Notification& notification, const Notifier::Sender& sender,
-                     uint replaced, const QStringList& capabilities) {
+                     const QString& server, uint replaced, const QStringList& capabilities) {
     const bool takesMarkup = capabilities.contains(QLatin1String("body-markup"));
     const QString body = text(notification.body);
     QStringList actions;
@@ -55,7 +62,7 @@ QDBusMessage showing(const Notification& notification, const Notifier::Sender& s
         actions << QLatin1String(clickAction) << QStringLiteral("Open");
     }
     constexpr int untilServerDecides = -1;
-    return callTo(QLatin1String(serverName), "Notify")
+    return callTo(server, "Notify")
            << text(sender.name) << replaced << text(sender.identifier) << text(notification.summary)
            << (takesMarkup ? body.toHtmlEscaped() : body) << actions << hints(sender)
            << untilServerDecides;
@@ -79,7 +86,7 @@ class Notifier::Service : public QObject {
         ask(callTo(QLatin1String(serverName), "GetCapabilities"),
             [this, request](const QDBusMessage& answer) {
                 if (request == latest_) {
-                    send(answer.arguments().value(0).toStringList());
+                    findServer(answer.arguments().value(0).toStringList());
                 }
             });
     }
@@ -93,17 +100,27 @@ class Notifier::Service : public QObject {
     }
 
   private:
-    void send(const QStringList& capabilities) {
+    /// The connection that shows the notification. Qt 6.8 does not tell who has sent an answer.
+    void findServer(const QStringList& capabilities) {
         const uint request = latest_;
-        ask(showing(notification_, sender_, identifier_, capabilities),
-            [this, request](const QDBusMessage& answer) {
+        ask(askForOwner(), [this, request, capabilities](const QDBusMessage& answer) {
+            if (request == latest_) {
+                send(answer.arguments().value(0).toString(), capabilities);
+            }
+        });
+    }
+
+    void send(const QString& server, const QStringList& capabilities) {
+        const uint request = latest_;
+        ask(showing(notification_, sender_, server, identifier_, capabilities),
+            [this, request, server](const QDBusMessage& answer) {
                 const uint identifier = answer.arguments().value(0).toUInt();
                 if (request == latest_) {
-                    server_ = answer.service();
+                    server_ = server;
                     identifier_ = identifier;
                     listen(true);
                 } else if (identifier != identifier_) {
-                    close(answer.service(), identifier);
+                    close(server, identifier);
                 }
             });
     }
