@@ -166,6 +166,8 @@ struct TlsServer::Server {
 
 TlsServer::Server::Server() {
     listener->setSslConfiguration(certified(folder));
+    // Qt 6.8 stops accepting at the limit, and does not always start again.
+    listener->setMaxPendingConnections(1024);
     if (!listener->listen(QHostAddress::LocalHost)) {
         ADD_FAILURE() << listener->errorString().toStdString();
     }
