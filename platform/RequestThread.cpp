@@ -49,7 +49,8 @@ std::unique_ptr<URLTransfers> makeTransfers(const std::string& authorities, std:
         return nullptr;
     }
     reason = "the HTTP library cannot be used";
-    return std::unique_ptr<URLTransfers>(reinterpret_cast<MakeURLTransfers*>(make)(authorities));
+    return std::unique_ptr<URLTransfers>(
+        reinterpret_cast<MakeURLTransfers*>(make)(authorities, mostUnderWay()));
 }
 
 /// Signals are for the main thread. Threads that this one creates block them, too.

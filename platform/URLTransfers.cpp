@@ -112,13 +112,12 @@ CURLcode configure(Transfer& transfer, const std::string& url, const std::string
 
 class CurlTransfers final : public URLTransfers {
   public:
-    explicit CurlTransfers(std::string authorities) : authorities_(std::move(authorities)) {}
+    CurlTransfers(std::string authorities, std::size_t mostConnections)
+        : authorities_(std::move(authorities)), mostConnections_(mostConnections) {}
     ~CurlTransfers() override;
 
-    /// False when a descriptor or memory is missing.
-    bool isUsable() const {
-        return multi_ != nullptr && curl_multi_wakeup(multi_.get()) == CURLM_OK;
-    }
+    /// Returns false when a descriptor or memory is missing.
+    bool prepare();
 
     void start(Number request, const std::string& url) override;
     void drop(Number request) override;
@@ -136,6 +135,7 @@ class CurlTransfers final : public URLTransfers {
     void failAll(const char* reason);
 
     std::string authorities_;
+    std::size_t mostConnections_;
     std::unique_ptr<CURLM, FreeMulti> multi_{curl_multi_init()};
     Transfers transfers_;
     std::vector<End> ended_;
@@ -145,6 +145,16 @@ CurlTransfers::~CurlTransfers() {
     while (!transfers_.empty()) {
         remove(transfers_.begin());
     }
+}
+
+bool CurlTransfers::prepare() {
+    // Recent versions of the library keep the connection of a request that has ended until the
+    // server closes it. The limit includes those connections, and the library closes them first.
+    // NOLINTNEXTLINE(cppcoreguidelines-pro-type-vararg): this is the interface of the library.
+    return multi_ != nullptr &&
+           curl_multi_setopt(multi_.get(), CURLMOPT_MAX_TOTAL_CONNECTIONS,
+                             static_cast<long>(mostConnections_)) == CURLM_OK &&
+           curl_multi_wakeup(multi_.get()) == CURLM_OK;
 }
 
 void CurlTransfers::start(Number request, const std::string& url) {
@@ -216,12 +226,12 @@ std::vector<URLTransfers::End> CurlTransfers::perform(std::chrono::milliseconds 
 
 // It is never cleaned up: threads that resolve names may outlive their requests.
 extern "C" [[gnu::visibility("default")]] URLTransfers*
-kestrelnetMakeURLTransfers(const std::string& authorities) {
+kestrelnetMakeURLTransfers(const std::string& authorities, std::size_t mostConnections) {
     if (curl_global_init(CURL_GLOBAL_DEFAULT) != CURLE_OK) {
         return nullptr;
     }
-    auto transfers = std::make_unique<CurlTransfers>(authorities);
-    return transfers->isUsable() ? transfers.release() : nullptr;
+    auto transfers = std::make_unique<CurlTransfers>(authorities, mostConnections);
+    return transfers->prepare() ? transfers.release() : nullptr;
 }
 
 } // namespace kestrelnet

@@ -4,6 +4,7 @@
 #pragma once
 
 #include <chrono>
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -43,8 +44,9 @@ class URLTransfers {
 };
 
 /// The type and the name of the one function that the module exports. The caller owns the result,
-/// which is null on failure. `authorities` is described at the constructor of `URLSession`.
-using MakeURLTransfers = URLTransfers*(const std::string& authorities);
+/// which is null on failure. `authorities` is described at the constructor of `URLSession`. Not
+/// more than `mostConnections` are open at once; a request beyond them waits.
+using MakeURLTransfers = URLTransfers*(const std::string& authorities, std::size_t mostConnections);
 inline constexpr char makeURLTransfersName[] = "kestrelnetMakeURLTransfers";
 
 } // namespace kestrelnet
