@@ -30,6 +30,8 @@ constexpr int routeRuns = 5;
 constexpr int routesPerRun = 10;
 
 constexpr auto idleWindow = 10s;
+constexpr auto lineWindow = 4s;
+constexpr int linesPerSecond = 736;
 constexpr auto pixelInterval = 200us;
 
 /// The position of the tray icon, at which the panel opens.
@@ -240,6 +242,33 @@ void measureRoutes(Surroundings& around, const std::string& application) {
                 number(median(first), 2) + " ms"});
 }
 
+/// Single lines of a talkative client while the panel shows the last one.
+void measureSingleLines(Surroundings& around, const std::string& application) {
+    around.tray.forget();
+    const ChildProcess program(application);
+    awaitIcon(around, program);
+    awaitQuiet(around, program);
+    openPanel(around);
+    const int clientOutput = openClientOutput(around, program);
+    changeIcon(around, clientOutput, "Split-tunnel routes: 10.0.0.0/8\n");
+    awaitQuiet(around, program);
+    const Usage before = program.usage();
+    const Time start = now();
+    int lines = 0;
+    for (Time next = start; next < start + lineWindow; ++lines) {
+        const std::string line = "Packet " + std::to_string(lines) + " was sent\n";
+        need(::write(clientOutput, line.data(), line.size()) == static_cast<ssize_t>(line.size()),
+             "the client's output could not be written");
+        next += std::chrono::nanoseconds(1s) / linesPerSecond;
+        around.serveFor(next - now());
+    }
+    const double elapsed = millisecondsBetween(start, now());
+    const double used = program.usage().milliseconds - before.milliseconds;
+    ::close(clientOutput);
+    report({"CPU time at single lines with the panel open", used / elapsed * 100, Bound::atMost, 10,
+            " %", 1, "at " + number(lines / elapsed * 1000, 0) + " lines a second"});
+}
+
 } // namespace
 
 int main(int argc, char* argv[]) {
@@ -259,4 +288,5 @@ int main(int argc, char* argv[]) {
     measureSecondStart(around, application);
     writeSettings(true);
     measureRoutes(around, application);
+    measureSingleLines(around, application);
 }
