@@ -13,7 +13,8 @@ namespace kestrelnet {
 
 /// A detached thread that runs one job after the other. Without a job it waits for the next one, if
 /// there are not enough such threads: creating threads takes the longest part of the time before a
-/// client starts. The program does not wait for them when it exits.
+/// client starts. The program does not wait for them when it exits. A child process that was
+/// forked without exec must not use this: the threads that wait do not exist there.
 class BackgroundThread {
   public:
     /// The number of threads that wait for a job. A run by the helper uses that many.
