@@ -9,10 +9,12 @@ namespace kestrelnet::scripts {
 /// The scripts note each SIGTERM that they get in this file.
 inline constexpr const char* asked = "/tmp/asked";
 
-/// A VPN that ends half a second after the first SIGTERM. It creates the file /tmp/ready.
-inline const std::string vpn = "sh -c 'trap \"echo vpn >>/tmp/asked\" TERM; : >/tmp/ready; "
-                               "until grep -q vpn /tmp/asked 2>/dev/null; do sleep 0.02; done; "
-                               "for i in 1 2 3 4 5; do sleep 0.1; done' &\n";
+/// A VPN that ends half a second after the first SIGTERM, in which a second one would be noted. It
+/// creates the file /tmp/ready. The signal either interrupts the read or has left a line for it.
+inline const std::string vpn = "mkfifo /tmp/wake\n"
+                               "sh -c 'exec 3<>/tmp/wake; "
+                               "trap \"echo vpn >>/tmp/asked; echo >&3\" TERM; : >/tmp/ready; "
+                               "read -r line <&3; for i in 1 2 3 4 5; do sleep 0.1; done' &\n";
 
 /// A wrapper of this VPN, which passes the signal on a little later.
 inline const std::string wrapper =

@@ -17,11 +17,14 @@ TEST_F(GuardGroupTest, asksTheOtherMembersOnceWhenTheMainProcessHasEnded) {
     const TemporaryFolder folder;
     const std::string ready = folder.file("ready");
     const std::string asked = folder.file("asked");
-    const std::string child = folder.write("child", "trap 'echo child >>" + asked + "' TERM\n: >" +
-                                                        ready + "\nwhile :; do sleep 0.02; done\n");
+    // Nobody writes to it, so only a signal ends a read.
+    const std::string pause =
+        "exec 3<>" + makeFifo(folder, "pause") + "\nwhile :; do read -r line <&3; done\n";
+    const std::string child =
+        folder.write("child", "trap 'echo child >>" + asked + "' TERM\n: >" + ready + "\n" + pause);
     const std::string main =
         folder.write("main", "#!/bin/sh\ntrap 'echo main >>" + asked + "; exit 7' TERM\nsh " +
-                                 child + " &\nwhile :; do sleep 0.02; done\n");
+                                 child + " &\n" + pause);
     ASSERT_EQ(::chmod(main.c_str(), 0700), 0);
     guardProgram(main);
     EXPECT_TRUE(waitFor([&] { return ::access(ready.c_str(), F_OK) == 0; }));
@@ -37,10 +40,13 @@ TEST_F(GuardGroupTest, waitsForTheOtherMembersAfterTheMainProcess) {
     graces.abandoned = 10s;
     const TemporaryFolder folder;
     const std::string cleaned = folder.file("cleaned");
+    const std::string ready = makeFifo(folder, "ready");
+    // The member's clean-up takes some time on purpose.
     const std::string main = folder.write(
-        "main", "#!/bin/sh\nsh -c 'trap \"sleep 0.3; : >" + cleaned + "; exit\" TERM; : >" +
-                    folder.file("ready") + "; while :; do sleep 0.02; done' &\nwhile ! [ -e " +
-                    folder.file("ready") + " ]; do sleep 0.02; done\nexit 7\n");
+        "main", "#!/bin/sh\nsh -c 'trap \"sleep 0.3; : >" + cleaned + "; exit\" TERM; echo >" +
+                    ready + "; exec 3<>" + makeFifo(folder, "pause") +
+                    "; while :; do read -r line <&3; done' &\nread -r line <" + ready +
+                    "\nexit 7\n");
     ASSERT_EQ(::chmod(main.c_str(), 0700), 0);
     startClock();
     guardProgram(main);

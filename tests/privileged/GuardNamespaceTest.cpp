@@ -2,8 +2,10 @@
 // What holds for a guard in a PID namespace besides GuardTest.cpp: no process can leave it.
 #include "tests/privileged/GuardTest.h"
 
+#include <fcntl.h>
 #include <string>
 #include <sys/stat.h>
+#include <unistd.h>
 
 namespace kestrelnet::privileged {
 namespace {
@@ -16,23 +18,30 @@ TEST_F(GuardNamespaceTest, asksAnOrphanWhileTheMainProcessGoesOn) {
     graces.stop = 10s;
     const TemporaryFolder folder;
     const std::string ready = folder.file("ready");
-    const std::string abandoned = folder.file("abandoned");
+    const std::string abandoned = makeFifo(folder, "abandoned");
+    const std::string wake = makeFifo(folder, "wake");
     const std::string asked = folder.file("asked");
     const std::string orphan =
-        folder.write("orphan", "#!/bin/sh\ntrap 'echo asked >>" + asked + "; exit' TERM\n: >" +
-                                   ready + "\nwhile :; do sleep 0.02; done\n");
-    // Goes on until the orphan is asked.
+        folder.write("orphan", "#!/bin/sh\ntrap 'echo asked >>" + asked +
+                                   "; echo >&3; exit' TERM\n"
+                                   ": >" +
+                                   ready + "\nexec 4<>" + makeFifo(folder, "pause") +
+                                   "\nwhile :; do read -r line <&4; done\n");
+    // Goes on until the orphan is asked. A SIGTERM to itself interrupts the read, too.
     const std::string main =
-        folder.write("main", "#!/bin/sh\ntrap : TERM\n(sh " + orphan + " & while [ ! -e " +
-                                 abandoned + " ]; do sleep 0.02; done) &\nwhile [ ! -s " + asked +
-                                 " ]; do sleep 0.02; done\nexit 7\n");
+        folder.write("main", "#!/bin/sh\ntrap : TERM\nexec 3<>" + wake + "\n(sh " + orphan +
+                                 " & read -r line <" + abandoned + ") &\nuntil [ -s " + asked +
+                                 " ]; do read -r line <&3; done\nexit 7\n");
+    const int abandon = ::open(abandoned.c_str(), O_RDWR | O_CLOEXEC);
+    ASSERT_GE(abandon, 0);
     ASSERT_EQ(::chmod(main.c_str(), 0700), 0);
     guardProgram(main);
     EXPECT_TRUE(waitFor([&] { return ::access(ready.c_str(), F_OK) == 0; }));
     askToStop();
-    folder.write("abandoned", "");
+    EXPECT_EQ(::write(abandon, "\n", 1), 1);
     EXPECT_EQ(result(), 7);
     EXPECT_EQ(readFile(asked), "asked\n");
+    ::close(abandon);
 }
 
 TEST_F(GuardNamespaceTest, asksADaemonOnce) {

@@ -18,6 +18,7 @@
 #include <string>
 #include <string_view>
 #include <sys/socket.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 #include <utility>
@@ -56,6 +57,13 @@ class GuardTest : public testing::Test {
                   .abandoned = std::chrono::milliseconds(250)};
     /// How much later than its grace a run may end on a busy machine.
     static constexpr std::chrono::seconds delay{5};
+
+    /// A new named pipe in `folder`, at which a program can wait.
+    static std::string makeFifo(const TemporaryFolder& folder, std::string_view name) {
+        const std::string path = folder.file(name);
+        EXPECT_EQ(::mkfifo(path.c_str(), 0600), 0);
+        return path;
+    }
 
     GuardTest() { connect(); }
     ~GuardTest() override {

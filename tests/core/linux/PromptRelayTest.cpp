@@ -5,9 +5,12 @@
 
 #include <gtest/gtest.h>
 
+#include <fcntl.h>
 #include <filesystem>
 #include <string>
 #include <string_view>
+#include <sys/stat.h>
+#include <unistd.h>
 
 namespace kestrelnet {
 namespace {
@@ -24,13 +27,19 @@ class PromptRelayTest : public TunnelTest {
         writeProgram("usr/bin/osascript", "statement=${2#'do shell script \"'}\n"
                                           "exec sh -c \"${statement%'\" with administrator "
                                           "privileges'}\"\n");
+        EXPECT_EQ(::mkfifo(gate_.c_str(), 0600), 0);
+        // Open for reading too, so that open() does not wait for the program below.
+        gateDescriptor_ = ::open(gate_.c_str(), O_RDWR | O_CLOEXEC);
+        EXPECT_GE(gateDescriptor_, 0);
         // Opens the pipe, so that the client starts, but copies nothing before the gate is open.
         writeProgram("usr/bin/tail", "exec 3<\"$2\"\n"
-                                     "until [ -e '" +
+                                     "read -r line <'" +
                                          gate_ +
-                                         "' ] || ! [ -e \"$2\" ]; do sleep 0.01; done\n"
+                                         "'\n"
                                          "'" KESTRELNET_TAIL "' -f \"$2\"\n");
     }
+    /// The program that still waits reads the end of the gate.
+    ~PromptRelayTest() override { ::close(gateDescriptor_); }
 
     /// Starts the client behind the prompt and waits for the end of the run.
     const FakeClient& startAndEnd(std::string_view mode) {
@@ -42,7 +51,7 @@ class PromptRelayTest : public TunnelTest {
         return client;
     }
 
-    void openGate() const { world->root.write("gate", ""); }
+    void openGate() const { EXPECT_EQ(::write(gateDescriptor_, "\n", 1), 1); }
 
   private:
     void writeProgram(std::string_view name, const std::string& text) const {
@@ -50,6 +59,7 @@ class PromptRelayTest : public TunnelTest {
     }
 
     const std::string gate_ = world->root.file("gate");
+    int gateDescriptor_ = -1;
 };
 
 TEST_F(PromptRelayTest, whatIsStillInTheNamedPipeAtTheEndIsHandledBeforeTheEnd) {
