@@ -216,16 +216,21 @@ int openClientOutput(Surroundings& around, const ChildProcess& program) {
     return ::open(path.c_str(), O_WRONLY | O_CLOEXEC);
 }
 
+/// Opens the panel of an application that connects by itself, and its client's standard output.
+int openPanelAndClient(Surroundings& around, const ChildProcess& program) {
+    awaitIcon(around, program);
+    awaitQuiet(around, program);
+    openPanel(around);
+    return openClientOutput(around, program);
+}
+
 void measureRoutes(Surroundings& around, const std::string& application) {
     std::vector<double> all;
     std::vector<double> first;
     for (int run = 0; run < routeRuns; ++run) {
         around.tray.forget();
         const ChildProcess program(application);
-        awaitIcon(around, program);
-        awaitQuiet(around, program);
-        openPanel(around);
-        const int clientOutput = openClientOutput(around, program);
+        const int clientOutput = openPanelAndClient(around, program);
         for (int route = 0; route < routesPerRun; ++route) {
             all.push_back(changeIcon(around, clientOutput, "Split-tunnel routes: 10.0.0.0/8\n"));
             if (route == 0) {
@@ -246,10 +251,7 @@ void measureRoutes(Surroundings& around, const std::string& application) {
 void measureSingleLines(Surroundings& around, const std::string& application) {
     around.tray.forget();
     const ChildProcess program(application);
-    awaitIcon(around, program);
-    awaitQuiet(around, program);
-    openPanel(around);
-    const int clientOutput = openClientOutput(around, program);
+    const int clientOutput = openPanelAndClient(around, program);
     changeIcon(around, clientOutput, "Split-tunnel routes: 10.0.0.0/8\n");
     awaitQuiet(around, program);
     const Usage before = program.usage();
