@@ -26,6 +26,8 @@ class RequestSchedule {
 
     explicit RequestSchedule(std::size_t mostUnderWay) : mostUnderWay_(mostUnderWay) {}
 
+    std::size_t mostUnderWay() const { return mostUnderWay_; }
+
     /// Adds a request that waits. Returns the oldest waiting one if it is dropped.
     std::optional<Number> add(Number request);
 

@@ -43,14 +43,15 @@ bool hasSpareMemory() {
     return place != MAP_FAILED && ::munmap(place, spare) == 0;
 }
 
-std::unique_ptr<URLTransfers> makeTransfers(const std::string& authorities, std::string& reason) {
+std::unique_ptr<URLTransfers> makeTransfers(const std::string& authorities,
+                                            std::size_t mostConnections, std::string& reason) {
     void* const make = moduleFunction(KESTRELNET_NETWORK_MODULE, makeURLTransfersName, reason);
     if (make == nullptr) {
         return nullptr;
     }
     reason = "the HTTP library cannot be used";
     return std::unique_ptr<URLTransfers>(
-        reinterpret_cast<MakeURLTransfers*>(make)(authorities, mostUnderWay()));
+        reinterpret_cast<MakeURLTransfers*>(make)(authorities, mostConnections));
 }
 
 /// Signals are for the main thread. Threads that this one creates block them, too.
@@ -143,7 +144,8 @@ bool RequestThread::isWanted() {
 
 void RequestThread::serve() {
     std::string reason;
-    const std::unique_ptr<URLTransfers> transfers = makeTransfers(authorities_, reason);
+    const std::unique_ptr<URLTransfers> transfers =
+        makeTransfers(authorities_, schedule_.mostUnderWay(), reason);
     if (!transfers) {
         takeAdded();
         endAll(reason);

@@ -112,12 +112,11 @@ CURLcode configure(Transfer& transfer, const std::string& url, const std::string
 
 class CurlTransfers final : public URLTransfers {
   public:
-    CurlTransfers(std::string authorities, std::size_t mostConnections)
-        : authorities_(std::move(authorities)), mostConnections_(mostConnections) {}
+    explicit CurlTransfers(std::string authorities) : authorities_(std::move(authorities)) {}
     ~CurlTransfers() override;
 
     /// Returns false when a descriptor or memory is missing.
-    bool prepare();
+    bool prepare(std::size_t mostConnections);
 
     void start(Number request, const std::string& url) override;
     void drop(Number request) override;
@@ -135,7 +134,6 @@ class CurlTransfers final : public URLTransfers {
     void failAll(const char* reason);
 
     std::string authorities_;
-    std::size_t mostConnections_;
     std::unique_ptr<CURLM, FreeMulti> multi_{curl_multi_init()};
     Transfers transfers_;
     std::vector<End> ended_;
@@ -147,13 +145,13 @@ CurlTransfers::~CurlTransfers() {
     }
 }
 
-bool CurlTransfers::prepare() {
+bool CurlTransfers::prepare(std::size_t mostConnections) {
     // Recent versions of the library keep the connection of a request that has ended until the
     // server closes it. The limit includes those connections, and the library closes them first.
     // NOLINTNEXTLINE(cppcoreguidelines-pro-type-vararg): this is the interface of the library.
     return multi_ != nullptr &&
            curl_multi_setopt(multi_.get(), CURLMOPT_MAX_TOTAL_CONNECTIONS,
-                             static_cast<long>(mostConnections_)) == CURLM_OK &&
+                             static_cast<long>(mostConnections)) == CURLM_OK &&
            curl_multi_wakeup(multi_.get()) == CURLM_OK;
 }
 
@@ -230,8 +228,8 @@ kestrelnetMakeURLTransfers(const std::string& authorities, std::size_t mostConne
     if (curl_global_init(CURL_GLOBAL_DEFAULT) != CURLE_OK) {
         return nullptr;
     }
-    auto transfers = std::make_unique<CurlTransfers>(authorities, mostConnections);
-    return transfers->prepare() ? transfers.release() : nullptr;
+    auto transfers = std::make_unique<CurlTransfers>(authorities);
+    return transfers->prepare(mostConnections) ? transfers.release() : nullptr;
 }
 
 } // namespace kestrelnet
