@@ -60,7 +60,7 @@ class GuardTest : public testing::Test {
 
     /// A new named pipe in `folder`, at which a program can wait.
     static std::string makeFifo(const TemporaryFolder& folder, std::string_view name) {
-        const std::string path = folder.file(name);
+        std::string path = folder.file(name);
         EXPECT_EQ(::mkfifo(path.c_str(), 0600), 0);
         return path;
     }
